@@ -1,0 +1,81 @@
+#include "Config.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <iostream>
+#include <limits>
+#include <optional>
+
+namespace brix::imutils {
+
+namespace {
+
+// A sum beyond the range of time_t counts as the end of time.
+time_t addSeconds(time_t start, long seconds) {
+  time_t sum = 0;
+  if (__builtin_add_overflow(start, seconds, &sum)) {
+    return seconds > 0 ? std::numeric_limits<time_t>::max() : std::numeric_limits<time_t>::min();
+  }
+  return sum;
+}
+
+std::optional<time_t> newestModification(const std::vector<std::string>& files) {
+  std::optional<time_t> newest;
+  for (const std::string& file : files) {
+    struct stat status {};
+    if (!file.empty() && stat(file.c_str(), &status) == 0) {
+      newest = std::max(newest.value_or(status.st_mtime), status.st_mtime);
+    }
+  }
+  return newest;
+}
+
+}  // namespace
+
+Config::Config() = default;
+
+Config::Config(const std::vector<std::string>& fileNames) : m_files(fileNames) {}
+
+Config::Config(const std::string& file) : m_files(1, file) {}
+
+Config::~Config() = default;
+
+void Config::reset() {
+  m_properties.clear();
+}
+
+void Config::load() {
+  for (const std::string& file : m_files) {
+    try {
+      if (!m_properties.load(file.c_str())) {
+        std::cerr << "Warning: error loading " << file << std::endl;
+      }
+    } catch (...) {  // NOLINT(bugprone-empty-catch): one bad file must not keep the others out
+    }
+  }
+}
+
+void Config::check() {
+  const time_t now = time(nullptr);
+  if (m_nextCheck > now) {
+    return;
+  }
+  m_nextCheck = addSeconds(now, m_checkInterval);
+
+  const std::optional<time_t> newest = newestModification(m_files);
+  if (!newest) {
+    reset();
+    m_lastModified = 0;
+    return;
+  }
+  // Deliberate: only a newer file counts, an older one in its place is no change.
+  if (m_lastModified >= *newest) {
+    return;
+  }
+  m_lastModified = *newest;
+  reset();
+  load();
+}
+
+}  // namespace brix::imutils

@@ -1,0 +1,63 @@
+#ifndef VELMO_IMMEMSEMAPHORE_H
+#define VELMO_IMMEMSEMAPHORE_H
+
+#include <sys/sem.h>
+
+#include "Export.h"
+
+namespace brix::imutils {
+
+/// One System V semaphore, known to its users by a numeric key, as a lock between processes.
+///
+/// Nothing here throws. An operation that fails returns false and writes one line to the system log
+/// (identity "IMMemSemaphore", LOG_PID, LOG_LOCAL3, LOG_ERR). Every operation carries SEM_UNDO, so
+/// the kernel gives the lock of a process that dies back to the others.
+///
+/// A set that does not exist yet is created with the value 0: until some process calls init(),
+/// lock() blocks for ever. The key 0 (IPC_PRIVATE) makes a new set each time, which nobody else can
+/// reach.
+class VELMO_EXPORT IMMemSemaphore {
+ public:
+  /// Finds the set of one semaphore under `key`, or creates it, open to all users.
+  ///
+  /// A failure is logged ("Semaphore constructor - semget failed for key%d") and leaves an object
+  /// on which every operation fails.
+  /// @param autoUnlock  whether the destructor calls unlock()
+  IMMemSemaphore(int key, bool autoUnlock);
+
+  IMMemSemaphore(const IMMemSemaphore&) = delete;
+  IMMemSemaphore& operator=(const IMMemSemaphore&) = delete;
+
+  /// Calls unlock() if the object was built with auto-unlock, its result ignored. Never removes the
+  /// set.
+  ~IMMemSemaphore();
+
+  /// Sets the semaphore to 1: free. For the process that creates the set, once; while somebody
+  /// holds the lock, this lets a second holder in.
+  /// @return false, with the line "Semaphore init - semctl failed for id:%d", when that fails
+  bool init();
+
+  /// Takes the lock. Blocks in the kernel, without limit, while the semaphore is 0.
+  /// @return false, with the line "Semaphore lock - semop failed for id:%d", when that fails: also
+  ///         when a signal handler interrupted the wait, or the set was removed during it
+  bool lock();
+
+  /// Releases the lock. The caller must hold it: whoever does not raises the semaphore above 1.
+  /// @return false, with the line "Semaphore unlock - semop failed for id:%d", when that fails
+  bool unlock();
+
+  /// Removes the set for all processes; those that wait in lock() get false.
+  /// @return false, with the line "Semaphore close - semctl failed for id:%d", when that fails
+  bool close();
+
+ private:
+  bool operate(short change);
+
+  int m_semId;
+  sembuf m_op;
+  bool m_autoUnlock;
+};
+
+}  // namespace brix::imutils
+
+#endif

@@ -1,0 +1,221 @@
+#include "IMProperties.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <memory>
+
+#include "IMException.h"
+#include "StdioFile.h"
+#include "WhiteSpace.h"
+
+namespace brix::imutils {
+
+namespace {
+
+constexpr std::size_t kLineBufferSize = 65536;
+constexpr const char* kSourceFile = __FILE__;
+
+// The places that an assertion names. They identify the check to whoever reads the message, and
+// stay the same however the code around them moves.
+constexpr long kSetValueLine = 48;
+constexpr long kCopyLine = 58;
+constexpr long kLoadLine = 84;
+constexpr long kWriteNameLine = 120;
+constexpr long kWriteOpenLine = 122;
+constexpr long kGetPropertyLine = 140;
+constexpr long kSetPropertyNameLine = 155;
+constexpr long kSetPropertyValueLine = 156;
+constexpr long kRemoveLine = 172;
+
+void assertGiven(const void* argument, const char* expression, long line) {
+  if (argument == nullptr) {
+    throw IMAssertionException(expression, line, kSourceFile);
+  }
+}
+
+}  // namespace
+
+IMProperty::IMProperty(const char* name, const char* value) : m_name(nullptr), m_value(nullptr) {
+  std::unique_ptr<char[]> nameCopy(copy(name));
+  m_value = copy(value);
+  m_name = nameCopy.release();
+}
+
+IMProperty::IMProperty(const IMProperty& other) : IMProperty(other.m_name, other.m_value) {}
+
+IMProperty::~IMProperty() {
+  delete[] m_name;
+  delete[] m_value;
+}
+
+char* IMProperty::copy(const char* str) {
+  assertGiven(str, "str", kCopyLine);
+  const std::size_t size = std::strlen(str) + 1;
+  char* result = new char[size];
+  std::memcpy(result, str, size);
+  return result;
+}
+
+void IMProperty::setValue(const char* value) {
+  assertGiven(value, "value", kSetValueLine);
+  char* newValue = copy(value);  // before the release: the value may be the entry's own
+  delete[] m_value;
+  m_value = newValue;
+}
+
+const char* IMProperty::getName() const {
+  return m_name;
+}
+
+const char* IMProperty::getValue() const {
+  return m_value;
+}
+
+IMProperties::IMProperties() = default;
+
+// Delegates, so that the destructor releases what was copied should a later copy fail.
+IMProperties::IMProperties(const IMProperties& other) : IMProperties() {
+  for (const IMProperty* property : other.m_list) {
+    auto entry = std::make_unique<IMProperty>(*property);
+    m_list.push_back(entry.get());
+    entry.release();
+  }
+}
+
+IMProperties::~IMProperties() {
+  clear();
+}
+
+bool IMProperties::load(const char* filename) {
+  assertGiven(filename, "filename", kLoadLine);
+  const InputFile file(filename);
+  if (!file.isOpen()) {
+    return false;
+  }
+
+  // Not on the stack: the library also runs in threads that have little of it.
+  const std::unique_ptr<char[]> line(new char[kLineBufferSize]);
+  while (std::fgets(line.get(), kLineBufferSize, file.stream()) != nullptr) {
+    loadLine(line.get());
+  }
+  return true;
+}
+
+void IMProperties::loadLine(char* line) {
+  char* cursor = skipWhiteSpaces(line);
+  if (*cursor == '\0' || *cursor == '#') {
+    return;
+  }
+  const char* name = getNextValue(cursor, '=');
+  if (name == nullptr || *name == '\0') {
+    return;
+  }
+  replace(cursor, '"', ' ');
+  setProperty(name, trim(cursor));
+}
+
+bool IMProperties::write(const char* filename) {
+  assertGiven(filename, "filename", kWriteNameLine);
+  const Stream file(std::fopen(filename, "wb"));
+  if (file == nullptr) {
+    throw IMAssertionException("f", kWriteOpenLine, kSourceFile,
+                               "could not open %s in IMProperties::write", filename);
+  }
+  // Deliberate: neither the writes nor the close are examined.
+  for (const IMProperty* property : m_list) {
+    std::fprintf(file.get(), "%s=\"%s\"\n", property->getName(), property->getValue());
+  }
+  return true;
+}
+
+const char* IMProperties::getProperty(const char* name) const {
+  assertGiven(name, "name", kGetPropertyLine);
+  const IMProperty* property = find(name);
+  return property != nullptr ? property->getValue() : nullptr;
+}
+
+void IMProperties::setProperty(const char* name, const char* value) {
+  assertGiven(name, "name", kSetPropertyNameLine);
+  assertGiven(value, "value", kSetPropertyValueLine);
+  if (IMProperty* property = find(name)) {
+    property->setValue(value);
+    return;
+  }
+  auto entry = std::make_unique<IMProperty>(name, value);
+  m_list.push_back(entry.get());
+  entry.release();
+}
+
+void IMProperties::remove(const char* name) {
+  assertGiven(name, "name", kRemoveLine);
+  // Deliberate: the entry is only unlinked, its memory stays allocated; clear() destroys.
+  const auto position = std::find(m_list.begin(), m_list.end(), find(name));
+  if (position != m_list.end()) {
+    m_list.erase(position);
+  }
+}
+
+void IMProperties::clear() {
+  for (const IMProperty* property : m_list) {
+    delete property;
+  }
+  m_list.clear();
+}
+
+IMProperty* IMProperties::find(const char* name) const {
+  for (IMProperty* property : m_list) {
+    if (std::strcmp(property->getName(), name) == 0) {
+      return property;
+    }
+  }
+  return nullptr;
+}
+
+char* IMProperties::skipWhiteSpaces(char* p) {
+  if (p == nullptr) {
+    return nullptr;
+  }
+  while (isWhiteSpace(static_cast<unsigned char>(*p))) {
+    ++p;
+  }
+  return p;
+}
+
+char* IMProperties::trim(char* p) {
+  char* start = skipWhiteSpaces(p);
+  if (start == nullptr) {
+    return nullptr;
+  }
+  for (char* end = start + std::strlen(start); end != start; --end) {
+    if (!isWhiteSpace(static_cast<unsigned char>(end[-1]))) {
+      break;
+    }
+    end[-1] = '\0';
+  }
+  return start;
+}
+
+void IMProperties::replace(char* s, char from, char to) {
+  for (; s != nullptr && *s != '\0'; ++s) {
+    if (*s == from) {
+      *s = to;
+    }
+  }
+}
+
+char* IMProperties::getNextValue(char*& cursor, char separator) {
+  if (cursor == nullptr || separator == '\0') {
+    return nullptr;
+  }
+  char* found = std::strchr(cursor, separator);
+  if (found == nullptr) {
+    return nullptr;
+  }
+  *found = '\0';
+  char* value = trim(cursor);
+  cursor = found + 1;
+  return value;
+}
+
+}  // namespace brix::imutils

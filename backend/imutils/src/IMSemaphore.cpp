@@ -1,0 +1,120 @@
+#include "IMSemaphore.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+#include "IMException.h"
+
+namespace brix::imutils {
+
+namespace {
+
+constexpr int kLockFileMode = 0660;
+constexpr int kShortestPauseMs = 10;
+constexpr double kPauseRangeMs = 980.0;
+constexpr long kNanosecondsPerMs = 1000000;
+
+std::string defaultDirectory() {
+  const char* directory = std::getenv("LOCK_VAR");
+  return directory != nullptr ? directory : ".";
+}
+
+// 32-bit arithmetic that wraps: a budget that does not fit is another budget, never undefined.
+int budgetInMs(int timeoutSeconds) {
+  return static_cast<int>(static_cast<std::uint32_t>(timeoutSeconds) * 1000U);
+}
+
+int drawPauseMs() {
+  const int r = std::rand();
+  return static_cast<int>(r * kPauseRangeMs * 0x1p-31) + kShortestPauseMs;
+}
+
+// An interrupted sleep is not resumed: the pause only keeps waiters apart.
+void sleepMs(int milliseconds) {
+  const timespec pause{0, milliseconds * kNanosecondsPerMs};
+  nanosleep(&pause, nullptr);
+}
+
+IMIOException failure(const char* what, const std::string& name, int error) {
+  return IMIOException(error, what + name + " [" + std::strerror(error) + "]");
+}
+
+}  // namespace
+
+IMSemaphore::IMSemaphore(const std::string& name, const std::string& directory, bool autoUnlock)
+    : m_name(name),
+      m_directory(directory.empty() ? defaultDirectory() : directory),
+      m_autoUnlock(autoUnlock),
+      m_locked(false),
+      m_forceUnlock(false) {}
+
+IMSemaphore::IMSemaphore(const std::string& name, bool autoUnlock)
+    : IMSemaphore(name, std::string(), autoUnlock) {}
+
+// Deliberate: an exception that leaves unlock() here ends the process, since a lock that cannot be
+// released would keep every other process out for good.
+// NOLINTNEXTLINE(bugprone-exception-escape)
+IMSemaphore::~IMSemaphore() {
+  if (m_autoUnlock) {
+    unlock();
+  }
+}
+
+bool IMSemaphore::lockResource() {
+  const std::string path = lockFile();
+  errno = 0;
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CREAT | O_EXCL, kLockFileMode);
+  if (descriptor >= 0) {
+    close(descriptor);
+    m_locked = true;
+    return true;
+  }
+  const int error = errno;
+  if (error == EEXIST) {
+    return false;
+  }
+  throw failure("Creating semaphore failed: ", m_name, error);
+}
+
+bool IMSemaphore::lock(int timeoutSeconds) {
+  int budgetMs = budgetInMs(timeoutSeconds);
+  while (!lockResource()) {
+    if (timeoutSeconds < 0 || (timeoutSeconds > 0 && budgetMs <= 0)) {
+      throw IMTimeoutException(1, "Semaphore timed out");
+    }
+    const int pauseMs = drawPauseMs();
+    if (timeoutSeconds > 0) {
+      budgetMs -= pauseMs;  // the pause planned, not the time that went by
+    }
+    sleepMs(pauseMs);
+  }
+  return true;
+}
+
+void IMSemaphore::unlock() {
+  if (!m_locked && !m_forceUnlock) {
+    return;
+  }
+  const std::string path = lockFile();
+  errno = 0;
+  if (unlink(path.c_str()) != 0 && errno != ENOENT) {
+    throw failure("Releasing semaphore failed: ", m_name, errno);
+  }
+  m_locked = false;
+}
+
+void IMSemaphore::setForceUnlock(bool forceUnlock) {
+  m_forceUnlock = forceUnlock;
+}
+
+std::string IMSemaphore::lockFile() const {
+  return m_directory + "/semaphore_" + m_name;
+}
+
+}  // namespace brix::imutils

@@ -1,0 +1,67 @@
+#include "prioritiesconfig.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+namespace brix::velmo {
+
+namespace {
+
+constexpr int kValueBeforeFirstCheck = -10;
+constexpr int kValueAfterReset = -50;
+constexpr long kCheckIntervalSeconds = 10;
+
+// Deliberate: CONF has a "priorities.cfg" too, which holds the priority classes; the value is never
+// taken from there.
+std::vector<std::string> configurationFiles() {
+  std::vector<std::string> files;
+  if (const char* home = std::getenv("VELMO_HOME")) {
+    files.push_back(home + std::string("/priorities.cfg"));
+  }
+  return files;
+}
+
+}  // namespace
+
+std::unique_ptr<PrioritiesConfig> PrioritiesConfig::INSTANCE;
+
+PrioritiesConfig* PrioritiesConfig::Instance() {
+  if (INSTANCE == nullptr) {
+    INSTANCE = std::make_unique<PrioritiesConfig>();
+  }
+  INSTANCE->check();
+  return INSTANCE.get();
+}
+
+PrioritiesConfig::PrioritiesConfig() : m_relativePriorityStatStudy(kValueBeforeFirstCheck) {
+  m_checkInterval = kCheckIntervalSeconds;
+  m_files = configurationFiles();
+}
+
+PrioritiesConfig::~PrioritiesConfig() = default;
+
+void PrioritiesConfig::reset() {
+  Config::reset();
+  m_relativePriorityStatStudy = kValueAfterReset;
+}
+
+void PrioritiesConfig::load() {
+  Config::load();
+  const char* text = m_properties.getProperty("RELATIVE_PRIORITY_STAT_STUDY");
+  if (text == nullptr) {
+    return;
+  }
+  errno = 0;
+  const long value = std::strtol(text, nullptr, 10);
+  if (errno == 0) {
+    m_relativePriorityStatStudy = static_cast<int>(value);
+  }
+}
+
+int PrioritiesConfig::getRelativePriorityStatStudy() const {
+  return m_relativePriorityStatStudy;
+}
+
+}  // namespace brix::velmo

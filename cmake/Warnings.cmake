@@ -1,0 +1,9 @@
+# The warnings that our own code is kept free of. They are private to each target; the presets turn
+# them into errors (CMAKE_COMPILE_WARNING_AS_ERROR), a plain build does not.
+function(velmo_enable_warnings target)
+  target_compile_options(${target} PRIVATE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
+    -Wcast-align -Wcast-qual -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2
+    -Wundef -Wextra-semi
+    $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wuseless-cast>)
+endfunction()
