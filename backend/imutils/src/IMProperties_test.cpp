@@ -1,0 +1,484 @@
+#include "IMProperties.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "IMException.h"
+#include "TemporaryDirectory.h"
+
+namespace {
+
+using brix::imutils::IMAssertionException;
+using brix::imutils::IMProperties;
+using brix::imutils::IMProperty;
+using testing::EndsWith;
+using testing::StartsWith;
+using velmo::test::exists;
+using velmo::test::openDescriptors;
+using velmo::test::readFile;
+using velmo::test::TemporaryDirectory;
+
+constexpr const char* kNull = nullptr;
+
+class IMPropertiesTest : public testing::Test {
+ protected:
+  bool load(const std::string& contents) {
+    return properties.load(directory.writeFile("in.cfg", contents).c_str());
+  }
+
+  // The entries, in order, in the form in which they are written.
+  std::string entries() {
+    const std::string file = directory.path("out.cfg");
+    EXPECT_TRUE(properties.write(file.c_str()));
+    return readFile(file);
+  }
+
+  std::string entriesOf(const std::string& contents) {
+    properties.clear();
+    EXPECT_TRUE(load(contents));
+    return entries();
+  }
+
+  TemporaryDirectory directory;
+  IMProperties properties;
+};
+
+template <typename Call>
+std::string assertionOf(Call call) {
+  try {
+    call();
+  } catch (IMAssertionException& exception) {
+    std::string text;
+    exception.toString(text);
+    return text;
+  }
+  return "no assertion";
+}
+
+// The rendered line of an assertion of this unit: expression, source path, line.
+testing::Matcher<std::string> assertionLine(const std::string& expression, int line) {
+  return testing::AllOf(
+      StartsWith("ASSERT (" + expression + ") in "),
+      EndsWith("/backend/imutils/src/IMProperties.cpp at line " + std::to_string(line) + "."));
+}
+
+// --- IMProperty ---
+
+TEST(IMPropertyTest, KeepsCopiesOfBothTexts) {
+  std::string name = "name";
+  std::string value = "value";
+  const IMProperty property(name.c_str(), value.c_str());
+  name = "other";
+  value = "thing";
+  EXPECT_STREQ("name", property.getName());
+  EXPECT_STREQ("value", property.getValue());
+}
+
+TEST(IMPropertyTest, CopyIsDeep) {
+  auto original = std::make_unique<IMProperty>("name", "value");
+  const IMProperty copy(*original);
+  original->setValue("changed");
+  original.reset();
+  EXPECT_STREQ("name", copy.getName());
+  EXPECT_STREQ("value", copy.getValue());
+}
+
+TEST(IMPropertyTest, IsNotAssignable) {
+  EXPECT_FALSE(std::is_copy_assignable_v<IMProperty>);
+  EXPECT_FALSE(std::is_copy_assignable_v<IMProperties>);
+}
+
+TEST(IMPropertyTest, CopyReturnsAnArrayOfTheCaller) {
+  const std::unique_ptr<char[]> text(IMProperty::copy("text"));
+  EXPECT_STREQ("text", text.get());
+  const std::unique_ptr<char[]> empty(IMProperty::copy(""));
+  EXPECT_STREQ("", empty.get());
+}
+
+TEST(IMPropertyTest, SetValueReplacesTheValue) {
+  IMProperty property("name", "short");
+  property.setValue("a longer value than before");
+  EXPECT_STREQ("a longer value than before", property.getValue());
+  EXPECT_STREQ("name", property.getName());
+}
+
+TEST(IMPropertyTest, SetValueTakesItsOwnValue) {
+  IMProperty property("name", "value");
+  property.setValue(property.getValue());
+  EXPECT_STREQ("value", property.getValue());
+  property.setValue(property.getValue() + 2);
+  EXPECT_STREQ("lue", property.getValue());
+}
+
+TEST(IMPropertyTest, NullValueIsRejectedAndTheOldOneStays) {
+  IMProperty property("name", "value");
+  EXPECT_THAT(assertionOf([&] { property.setValue(kNull); }), assertionLine("value", 48));
+  EXPECT_STREQ("value", property.getValue());
+}
+
+TEST(IMPropertyTest, NullTextIsRejectedByCopyAndConstructor) {
+  EXPECT_THAT(assertionOf([] { IMProperty::copy(kNull); }), assertionLine("str", 58));
+  EXPECT_THAT(assertionOf([] { const IMProperty property(kNull, "v"); }), assertionLine("str", 58));
+  EXPECT_THAT(assertionOf([] { const IMProperty property("n", kNull); }), assertionLine("str", 58));
+}
+
+// --- load: the file format ---
+
+TEST_F(IMPropertiesTest, LoadReadsEachLineByTheRules) {
+  const std::vector<std::array<std::string, 3>> rows{
+      {"a=b\n", "a=\"b\"\n", "name and value"},
+      {"a=b", "a=\"b\"\n", "no line end at the end of the file"},
+      {"a=b\r\nc=d\r\n", "a=\"b\"\nc=\"d\"\n", "carriage return and line feed"},
+      {" \t\v\f\r a \t = \t b c \v\n", "a=\"b c\"\n", "white space around name and value is cut"},
+      {"a=b=c\n", "a=\"b=c\"\n", "the first equals sign separates"},
+      {"k=\n", "k=\"\"\n", "an empty value is kept"},
+      {"k= \t \n", "k=\"\"\n", "a value of white space is an empty one"},
+      {"x = 1 # note\n", "x=\"1 # note\"\n", "a number sign later in the line is of the value"},
+      {"key with blanks = v\n", "key with blanks=\"v\"\n", "blanks inside a name"},
+      {"x=a#b=c\n", "x=\"a#b=c\"\n", "number and equals signs in a value"},
+      {"a=\"b\"\n", "a=\"b\"\n", "quotes around a value become blanks, which are cut"},
+      {"a=\"a b\"\n", "a=\"a b\"\n", "a quoted value with a blank"},
+      {"v=\"x \"y\" z\"\n", "v=\"x  y  z\"\n", "inner quotes become blanks and stay"},
+      {"v=\" b \"\n", "v=\"b\"\n", "blanks inside the quotes are cut too"},
+      {"\"n\"=v\n", "\"n\"=\"v\"\n", "quotes of a name stay"},
+      {"a'b='c'\n", "a'b=\"'c'\"\n", "single quotes are nothing special"},
+      {"a=\\n\\\n", "a=\"\\n\\\"\n", "no escapes, no continuation lines"},
+      {"", "", "an empty file"},
+      {"\n \t\n\r\n", "", "blank lines"},
+      {"# x = 1\n", "", "a comment"},
+      {"  # x = 1\n", "", "a comment behind blanks"},
+      {"novalue\n", "", "no equals sign"},
+      {"=5\n", "", "no name"},
+      {" \t = 5\n", "", "a name of white space"},
+      {"[section]\n", "", "no sections"},
+      {"novalue\n=5\nk=1\n", "k=\"1\"\n", "a bad line does not keep the next one out"},
+      {"a=1\nA=2\n", "a=\"1\"\nA=\"2\"\n", "case matters"},
+      {"z=1\na=2\nm=3\n", "z=\"1\"\na=\"2\"\nm=\"3\"\n", "order of the file"},
+      {"\xc3\xa4=\xc2\xa0\xff\n", "\xc3\xa4=\"\xc2\xa0\xff\"\n",
+       "bytes above 127 are no white space"},
+  };
+  for (const auto& [contents, expected, reason] : rows) {
+    EXPECT_EQ(expected, entriesOf(contents)) << reason;
+  }
+}
+
+TEST_F(IMPropertiesTest, NameGivenTwiceKeepsItsPlaceAndTakesTheLastValue) {
+  EXPECT_EQ("a=\"3\"\nb=\"2\"\n", entriesOf("a=1\nb=2\na=3\n"));
+}
+
+TEST_F(IMPropertiesTest, LoadAddsToWhatTheListHolds) {
+  properties.setProperty("a", "old");
+  properties.setProperty("b", "kept");
+  EXPECT_TRUE(load("c=new\na=newer\n"));
+  EXPECT_EQ("a=\"newer\"\nb=\"kept\"\nc=\"new\"\n", entries());
+}
+
+TEST_F(IMPropertiesTest, LoadOfAMissingFileReturnsFalseAndChangesNothing) {
+  properties.setProperty("a", "1");
+  EXPECT_FALSE(properties.load(directory.path("missing").c_str()));
+  EXPECT_FALSE(properties.load(""));
+  EXPECT_EQ("a=\"1\"\n", entries());
+}
+
+TEST_F(IMPropertiesTest, LoadOfAnEmptyFileReturnsTrueAndAddsNothing) {
+  properties.setProperty("a", "1");
+  EXPECT_TRUE(load(""));
+  EXPECT_EQ("a=\"1\"\n", entries());
+}
+
+TEST_F(IMPropertiesTest, DirectoryLoadsAsAnEmptyFile) {
+  EXPECT_TRUE(properties.load(directory.path().c_str()));
+  EXPECT_EQ("", entries());
+}
+
+TEST_F(IMPropertiesTest, LoadClosesItsFile) {
+  const std::size_t before = openDescriptors();
+  EXPECT_TRUE(load("a=1\n"));
+  EXPECT_EQ(before, openDescriptors());
+}
+
+TEST_F(IMPropertiesTest, LineOf65535CharactersIsReadWhole) {
+  const std::string value(65535 - 2, 'v');
+  EXPECT_TRUE(load("a=" + value));
+  EXPECT_EQ("a=\"" + value + "\"\n", entries());
+}
+
+TEST_F(IMPropertiesTest, LongerLineArrivesInPiecesThatAreLinesOfTheirOwn) {
+  const std::string value(65535 - 2, 'v');
+  EXPECT_TRUE(load("a=" + value + "b=2\n"));
+  EXPECT_EQ("a=\"" + value + "\"\nb=\"2\"\n", entries());
+}
+
+TEST_F(IMPropertiesTest, PieceWithoutAnEqualsSignIsPassedOver) {
+  EXPECT_TRUE(load("a=" + std::string(200000, 'v') + "\nb=2\n"));
+  EXPECT_EQ("a=\"" + std::string(65533, 'v') + "\"\nb=\"2\"\n", entries());
+}
+
+TEST_F(IMPropertiesTest, NulEndsWhatIsReadOfALine) {
+  EXPECT_TRUE(load(std::string("a=1\0b=2\nc=3\n", 12)));
+  EXPECT_EQ("a=\"1\"\nc=\"3\"\n", entries());
+}
+
+TEST_F(IMPropertiesTest, FileOfNoiseAddsNothingBeyondTheRules) {
+  std::string noise;
+  for (unsigned i = 0; i < 300000; ++i) {
+    noise += static_cast<char>((i * 2654435761U) >> 24U);
+  }
+  EXPECT_TRUE(load(noise));
+}
+
+// --- write ---
+
+TEST_F(IMPropertiesTest, WriteReplacesTheFile) {
+  const std::string file = directory.writeFile("out.cfg", "something much longer than the entries");
+  properties.setProperty("a", "1");
+  properties.setProperty("b c", "");
+  EXPECT_TRUE(properties.write(file.c_str()));
+  EXPECT_EQ("a=\"1\"\nb c=\"\"\n", readFile(file));
+}
+
+TEST_F(IMPropertiesTest, WriteOfNothingIsAnEmptyFile) {
+  EXPECT_EQ("", entries());
+}
+
+TEST_F(IMPropertiesTest, WriteEscapesNothing) {
+  properties.setProperty("100%s", "a\"b%n\\");
+  EXPECT_EQ("100%s=\"a\"b%n\\\"\n", entries());
+}
+
+TEST_F(IMPropertiesTest, WriteThenLoadGivesBackNamesValuesAndOrder) {
+  for (const char* name : {"z", "a b", "m#", "\"q\""}) {
+    properties.setProperty(name, (std::string("value of = # ") + name[0]).c_str());
+  }
+  properties.setProperty("empty", "");
+  properties.setProperty("\"q\"", "no quote");
+  const std::string first = entries();
+
+  IMProperties read;
+  EXPECT_TRUE(read.load(directory.path("out.cfg").c_str()));
+  EXPECT_TRUE(read.write(directory.path("again.cfg").c_str()));
+  EXPECT_EQ(first, readFile(directory.path("again.cfg")));
+}
+
+TEST_F(IMPropertiesTest, DoubleQuotesOfAValueComeBackAsBlanks) {
+  properties.setProperty("a", "x\"y");
+  entries();
+  IMProperties read;
+  EXPECT_TRUE(read.load(directory.path("out.cfg").c_str()));
+  EXPECT_STREQ("x y", read.getProperty("a"));
+}
+
+TEST_F(IMPropertiesTest, WriteToAFileThatCannotBeOpenedThrows) {
+  const std::string file = directory.path("missing/out.cfg");
+  const std::string text = assertionOf([&] { properties.write(file.c_str()); });
+  EXPECT_THAT(text, StartsWith("ASSERT (f) in "));
+  EXPECT_THAT(text, EndsWith("/backend/imutils/src/IMProperties.cpp at line 122.\ncould not open " +
+                             file + " in IMProperties::write"));
+}
+
+TEST_F(IMPropertiesTest, WriteDoesNotExamineItsWrites) {
+  properties.setProperty("a", "1");
+  EXPECT_TRUE(properties.write("/dev/full"));
+}
+
+TEST_F(IMPropertiesTest, WriteClosesItsFile) {
+  const std::size_t before = openDescriptors();
+  entries();
+  EXPECT_EQ(before, openDescriptors());
+}
+
+// --- entries ---
+
+TEST_F(IMPropertiesTest, GetPropertyOfAnAbsentNameReturnsNull) {
+  EXPECT_EQ(nullptr, properties.getProperty("a"));
+  properties.setProperty("a", "1");
+  EXPECT_EQ(nullptr, properties.getProperty("A"));
+  EXPECT_EQ(nullptr, properties.getProperty(" a"));
+  EXPECT_EQ(nullptr, properties.getProperty(""));
+}
+
+TEST_F(IMPropertiesTest, PointerOfGetPropertyOutlivesOtherChanges) {
+  properties.setProperty("a", "1");
+  const char* value = properties.getProperty("a");
+  properties.setProperty("b", "2");
+  properties.setProperty("b", "3");
+  EXPECT_STREQ("1", value);
+  EXPECT_EQ(value, properties.getProperty("a"));
+}
+
+TEST_F(IMPropertiesTest, SetPropertyChangesInPlaceOrAppends) {
+  properties.setProperty("a", "1");
+  properties.setProperty("b", "2");
+  properties.setProperty("a", "3");
+  properties.setProperty("", "empty name");
+  EXPECT_EQ("a=\"3\"\nb=\"2\"\n=\"empty name\"\n", entries());
+}
+
+TEST_F(IMPropertiesTest, SetPropertyTakesAValueOfItsOwn) {
+  properties.setProperty("a", "value");
+  properties.setProperty("a", properties.getProperty("a") + 1);
+  EXPECT_STREQ("alue", properties.getProperty("a"));
+  properties.setProperty("b", properties.getProperty("a"));
+  EXPECT_STREQ("alue", properties.getProperty("b"));
+}
+
+TEST_F(IMPropertiesTest, ClearRemovesAllEntries) {
+  properties.setProperty("a", "1");
+  properties.setProperty("b", "2");
+  properties.clear();
+  EXPECT_EQ("", entries());
+  properties.clear();
+  properties.setProperty("c", "3");
+  EXPECT_EQ("c=\"3\"\n", entries());
+}
+
+TEST_F(IMPropertiesTest, CopyIsDeepAndInOrder) {
+  properties.setProperty("z", "1");
+  properties.setProperty("a", "2");
+  const IMProperties copy(properties);
+  properties.setProperty("z", "changed");
+  properties.clear();
+  EXPECT_STREQ("1", copy.getProperty("z"));
+  EXPECT_STREQ("2", copy.getProperty("a"));
+  IMProperties second(copy);
+  EXPECT_TRUE(second.write(directory.path("copy.cfg").c_str()));
+  EXPECT_EQ("z=\"1\"\na=\"2\"\n", readFile(directory.path("copy.cfg")));
+}
+
+// What remove() takes out stays allocated for good; this is the name that the leak suppression of
+// the sanitizer build knows it by.
+void setPropertyThatRemoveWillAbandon(IMProperties& properties, const char* name,
+                                      const char* value) {
+  properties.setProperty(name, value);
+}
+
+TEST_F(IMPropertiesTest, RemoveTakesTheEntryOutOfTheList) {
+  properties.setProperty("a", "1");
+  setPropertyThatRemoveWillAbandon(properties, "b", "2");
+  properties.setProperty("c", "3");
+  properties.remove("b");
+  EXPECT_EQ("a=\"1\"\nc=\"3\"\n", entries());
+  EXPECT_EQ(nullptr, properties.getProperty("b"));
+}
+
+TEST_F(IMPropertiesTest, RemoveLeavesTheMemoryOfTheEntryAllocated) {
+  setPropertyThatRemoveWillAbandon(properties, "b", "2");
+  const char* value = properties.getProperty("b");
+  properties.remove("b");
+  EXPECT_STREQ("2", value);
+}
+
+TEST_F(IMPropertiesTest, RemovedNameIsAppendedWhenItIsSetAgain) {
+  setPropertyThatRemoveWillAbandon(properties, "a", "1");
+  properties.setProperty("b", "2");
+  properties.remove("a");
+  properties.setProperty("a", "3");
+  EXPECT_EQ("b=\"2\"\na=\"3\"\n", entries());
+}
+
+TEST_F(IMPropertiesTest, RemoveOfAnAbsentNameDoesNothing) {
+  properties.remove("x");
+  properties.setProperty("a", "1");
+  properties.remove("x");
+  EXPECT_EQ("a=\"1\"\n", entries());
+}
+
+// --- null arguments ---
+
+TEST_F(IMPropertiesTest, NullArgumentsThrowWithExpressionFileAndLine) {
+  properties.setProperty("a", "1");
+  EXPECT_THAT(assertionOf([&] { properties.load(kNull); }), assertionLine("filename", 84));
+  EXPECT_THAT(assertionOf([&] { properties.write(kNull); }), assertionLine("filename", 120));
+  EXPECT_THAT(assertionOf([&] { properties.getProperty(kNull); }), assertionLine("name", 140));
+  EXPECT_THAT(assertionOf([&] { properties.setProperty(kNull, "v"); }), assertionLine("name", 155));
+  EXPECT_THAT(assertionOf([&] { properties.setProperty("a", kNull); }),
+              assertionLine("value", 156));
+  EXPECT_THAT(assertionOf([&] { properties.remove(kNull); }), assertionLine("name", 172));
+  EXPECT_EQ("a=\"1\"\n", entries());
+}
+
+TEST_F(IMPropertiesTest, SetPropertyTestsTheNameBeforeTheValue) {
+  EXPECT_THAT(assertionOf([&] { properties.setProperty(kNull, kNull); }),
+              assertionLine("name", 155));
+}
+
+// --- line-parsing members ---
+
+TEST_F(IMPropertiesTest, SkipWhiteSpacesStopsAtTheFirstOtherCharacter) {
+  std::string text = " \t\n\v\f\rx ";
+  EXPECT_EQ(text.data() + 6, properties.skipWhiteSpaces(text.data()));
+  EXPECT_EQ(text.data() + 6, properties.skipWhiteSpaces(text.data() + 6));
+  std::string blank = "  ";
+  EXPECT_EQ(blank.data() + 2, properties.skipWhiteSpaces(blank.data()));
+  EXPECT_EQ(nullptr, properties.skipWhiteSpaces(nullptr));
+}
+
+TEST_F(IMPropertiesTest, TrimOverwritesTheWhiteSpaceAtTheEnd) {
+  std::string text = "  a b \r\n";
+  char* start = properties.trim(text.data());
+  EXPECT_EQ(text.data() + 2, start);
+  EXPECT_STREQ("a b", start);
+  EXPECT_EQ(std::string("  a b\0\0\0", 8), text);
+}
+
+TEST_F(IMPropertiesTest, TrimOfWhiteSpaceAloneIsEmpty) {
+  std::string blank = " \t ";
+  EXPECT_STREQ("", properties.trim(blank.data()));
+  EXPECT_EQ(" \t ", blank);
+  std::string empty;
+  EXPECT_STREQ("", properties.trim(empty.data()));
+  EXPECT_EQ(nullptr, properties.trim(nullptr));
+}
+
+TEST_F(IMPropertiesTest, ReplaceTurnsEveryCharacterInPlace) {
+  std::string text = "a.b..c";
+  properties.replace(text.data(), '.', '-');
+  EXPECT_EQ("a-b--c", text);
+  properties.replace(text.data(), 'x', 'y');
+  EXPECT_EQ("a-b--c", text);
+  properties.replace(text.data(), '-', '\0');
+  EXPECT_EQ(std::string("a\0b\0\0c", 6), text);
+  properties.replace(nullptr, 'a', 'b');
+}
+
+TEST_F(IMPropertiesTest, GetNextValueSplitsAtTheSeparator) {
+  std::string text = " a ; b;c";
+  char* cursor = text.data();
+  EXPECT_STREQ("a", properties.getNextValue(cursor, ';'));
+  EXPECT_EQ(text.data() + 4, cursor);
+  EXPECT_STREQ("b", properties.getNextValue(cursor, ';'));
+  EXPECT_STREQ("c", cursor);
+}
+
+TEST_F(IMPropertiesTest, GetNextValueWithoutSeparatorLeavesTheCursor) {
+  std::string text = " a ";
+  char* cursor = text.data();
+  EXPECT_EQ(nullptr, properties.getNextValue(cursor, ';'));
+  EXPECT_EQ(text.data(), cursor);
+  EXPECT_EQ(" a ", text);
+}
+
+TEST_F(IMPropertiesTest, GetNextValueHasNoSeparatorNul) {
+  std::string text = "a";
+  char* cursor = text.data();
+  EXPECT_EQ(nullptr, properties.getNextValue(cursor, '\0'));
+  EXPECT_EQ(text.data(), cursor);
+  char* absent = nullptr;
+  EXPECT_EQ(nullptr, properties.getNextValue(absent, ';'));
+}
+
+TEST_F(IMPropertiesTest, GetNextValueOfAnEmptyPieceIsEmpty) {
+  std::string text = ";";
+  char* cursor = text.data();
+  EXPECT_STREQ("", properties.getNextValue(cursor, ';'));
+  EXPECT_STREQ("", cursor);
+}
+
+}  // namespace

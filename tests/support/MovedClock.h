@@ -1,0 +1,37 @@
+#ifndef VELMO_TEST_MOVEDCLOCK_H
+#define VELMO_TEST_MOVEDCLOCK_H
+
+#include <ctime>
+
+namespace velmo::test {
+
+/// Answers `time` with a time of the test's choice, until it goes.
+class MovedClock {
+ public:
+  explicit MovedClock(time_t now);
+  ~MovedClock();
+  MovedClock(const MovedClock&) = delete;
+  MovedClock& operator=(const MovedClock&) = delete;
+
+  void set(time_t now) {
+    m_now = now;
+  }
+
+  void advance(long seconds) {
+    m_now += seconds;
+  }
+
+  time_t now() const {
+    return m_now;
+  }
+
+ private:
+  time_t m_now;
+};
+
+/// Sets a file's access and modification times.
+void setFileTime(const char* path, time_t modified);
+
+}  // namespace velmo::test
+
+#endif

@@ -1,0 +1,119 @@
+#include "PlatformCalls.h"
+
+#include <fcntl.h>
+#include <sys/shm.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdarg>
+#include <cstdlib>
+
+namespace velmo::test {
+
+void PlatformCalls::reset() {
+  *this = PlatformCalls();
+}
+
+// Never destroyed: the functions below are called until the process ends.
+PlatformCalls& platform() {
+  static auto* const calls = new PlatformCalls;
+  return *calls;
+}
+
+}  // namespace velmo::test
+
+using velmo::test::platform;
+
+extern "C" {
+
+time_t time(time_t* result) noexcept {
+  return platform().time(result);
+}
+
+int rand() noexcept {
+  return platform().rand();
+}
+
+int nanosleep(const timespec* pause, timespec* remaining) {
+  return platform().nanosleep(pause, remaining);
+}
+
+int semget(key_t key, int count, int flags) noexcept {
+  return platform().semget(key, count, flags);
+}
+
+int semctl(int id, int number, int command, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, command);
+  const int argument = command == SETVAL ? va_arg(arguments, int) : 0;
+  va_end(arguments);
+  return platform().semctl(id, number, command, argument);
+}
+
+int semop(int id, sembuf* operations, size_t count) noexcept {
+  return platform().semop(id, operations, count);
+}
+
+int shmget(key_t key, size_t size, int flags) noexcept {
+  return platform().shmget(key, size, flags);
+}
+
+void* shmat(int id, const void* address, int flags) noexcept {
+  return platform().shmat(id, address, flags);
+}
+
+int shmdt(const void* address) noexcept {
+  return platform().shmdt(address);
+}
+
+FILE* fopen(const char* path, const char* mode) {
+  return platform().fopen(path, mode);
+}
+
+int fclose(FILE* stream) {
+  return platform().fclose(stream);
+}
+
+int open(const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+  va_end(arguments);
+  return platform().open(path, flags, mode);
+}
+
+int unlink(const char* path) noexcept {
+  return platform().unlink(path);
+}
+
+int rename(const char* from, const char* to) noexcept {
+  return platform().rename(from, to);
+}
+
+int access(const char* path, int mode) noexcept {
+  return platform().access(path, mode);
+}
+
+int stat(const char* path, struct stat* status) noexcept {
+  return platform().stat(path, status);
+}
+
+void openlog(const char* identity, int option, int facility) {
+  platform().openlog(identity, option, facility);
+}
+
+void syslog(int priority, const char* format, ...) {
+  std::array<char, 65536> text{};
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(text.data(), text.size(), format, arguments);
+  va_end(arguments);
+  platform().syslog(priority, text.data());
+}
+
+void closelog() {
+  platform().closelog();
+}
+
+}  // extern "C"

@@ -1,0 +1,90 @@
+#ifndef VELMO_TEST_PLATFORMCALLS_H
+#define VELMO_TEST_PLATFORMCALLS_H
+
+#include <dlfcn.h>
+#include <sys/sem.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <cstdio>
+#include <ctime>
+#include <functional>
+
+namespace velmo::test {
+
+template <typename Signature>
+class PlatformCall;
+
+/// One platform function that the test program defines itself, so that every call of the library
+/// comes here: answered by the fake if there is one, and by the platform otherwise.
+template <typename Result, typename... Arguments>
+class PlatformCall<Result(Arguments...)> {
+ public:
+  explicit PlatformCall(const char* name) : m_name(name) {}
+
+  Result operator()(Arguments... arguments) {
+    return m_fake ? m_fake(arguments...) : real(arguments...);
+  }
+
+  Result real(Arguments... arguments) const {
+    using Function = Result (*)(Arguments...);
+    static const auto function = reinterpret_cast<Function>(dlsym(RTLD_NEXT, m_name));
+    return function(arguments...);
+  }
+
+  void setFake(std::function<Result(Arguments...)> fake) {
+    m_fake = std::move(fake);
+  }
+
+ private:
+  const char* m_name;
+  std::function<Result(Arguments...)> m_fake;
+};
+
+/// The interposed functions. Those with a variable argument list have a fixed form here: syslog
+/// gets the formatted text, open its mode, semctl the value of its fourth argument (0 without one).
+struct PlatformCalls {
+  PlatformCall<time_t(time_t*)> time{"time"};
+  PlatformCall<int()> rand{"rand"};
+  PlatformCall<int(const timespec*, timespec*)> nanosleep{"nanosleep"};
+
+  PlatformCall<int(key_t, int, int)> semget{"semget"};
+  PlatformCall<int(int, int, int, int)> semctl{"semctl"};
+  PlatformCall<int(int, sembuf*, size_t)> semop{"semop"};
+  PlatformCall<int(key_t, size_t, int)> shmget{"shmget"};
+  PlatformCall<void*(int, const void*, int)> shmat{"shmat"};
+  PlatformCall<int(const void*)> shmdt{"shmdt"};
+
+  PlatformCall<FILE*(const char*, const char*)> fopen{"fopen"};
+  PlatformCall<int(FILE*)> fclose{"fclose"};
+  PlatformCall<int(const char*, int, mode_t)> open{"open"};
+  PlatformCall<int(const char*)> unlink{"unlink"};
+  PlatformCall<int(const char*, const char*)> rename{"rename"};
+  PlatformCall<int(const char*, int)> access{"access"};
+  PlatformCall<int(const char*, struct stat*)> stat{"stat"};
+
+  PlatformCall<void(const char*, int, int)> openlog{"openlog"};
+  PlatformCall<void(int, const char*)> syslog{"syslog"};
+  PlatformCall<void()> closelog{"closelog"};
+
+  /// Takes all fakes away.
+  void reset();
+};
+
+/// The calls of this process.
+PlatformCalls& platform();
+
+/// Takes all fakes away when it goes.
+class FakeScope {
+ public:
+  FakeScope() = default;
+  ~FakeScope() {
+    platform().reset();
+  }
+  FakeScope(const FakeScope&) = delete;
+  FakeScope& operator=(const FakeScope&) = delete;
+};
+
+}  // namespace velmo::test
+
+#endif

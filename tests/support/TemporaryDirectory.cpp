@@ -1,0 +1,77 @@
+#include "TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <system_error>
+
+namespace velmo::test {
+
+namespace fs = std::filesystem;
+
+TemporaryDirectory::TemporaryDirectory() {
+  std::string name = (fs::temp_directory_path() / "velmo-test-XXXXXX").string();
+  if (mkdtemp(name.data()) == nullptr) {
+    throw std::runtime_error("cannot make " + name);
+  }
+  m_path = name;
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+  // A test may have taken permissions away; only directories stand in the way of a removal.
+  std::error_code ignored;
+  fs::permissions(m_path, fs::perms::owner_all, ignored);
+  for (auto entry = fs::recursive_directory_iterator(m_path, ignored);
+       entry != fs::recursive_directory_iterator(); entry.increment(ignored)) {
+    if (entry->is_directory(ignored) && !entry->is_symlink(ignored)) {
+      fs::permissions(entry->path(), fs::perms::owner_all, ignored);
+    }
+  }
+  fs::remove_all(m_path, ignored);
+}
+
+std::string TemporaryDirectory::makeDirectory(const std::string& name) const {
+  fs::create_directories(path(name));
+  return path(name);
+}
+
+std::string TemporaryDirectory::writeFile(const std::string& name,
+                                          const std::string& contents) const {
+  std::ofstream file(path(name), std::ios::binary);
+  file << contents;
+  file.close();
+  EXPECT_TRUE(file) << "cannot write " << path(name);
+  return path(name);
+}
+
+std::string readFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  EXPECT_TRUE(file) << "cannot read " << path;
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+std::vector<std::string> namesIn(const std::string& directory) {
+  std::vector<std::string> names;
+  for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+bool exists(const std::string& path) {
+  std::error_code ignored;
+  return fs::symlink_status(path, ignored).type() != fs::file_type::not_found;
+}
+
+std::size_t openDescriptors() {
+  const fs::directory_iterator descriptors("/proc/self/fd");
+  return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
+}
+
+}  // namespace velmo::test

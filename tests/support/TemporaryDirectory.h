@@ -1,0 +1,49 @@
+#ifndef VELMO_TEST_TEMPORARYDIRECTORY_H
+#define VELMO_TEST_TEMPORARYDIRECTORY_H
+
+#include <string>
+#include <vector>
+
+namespace velmo::test {
+
+/// A fresh directory that goes, with all that is in it, when the object does.
+class TemporaryDirectory {
+ public:
+  TemporaryDirectory();
+  ~TemporaryDirectory();
+  TemporaryDirectory(const TemporaryDirectory&) = delete;
+  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+  const std::string& path() const {
+    return m_path;
+  }
+
+  /// The path of something in it: `path("a/b")`.
+  std::string path(const std::string& name) const {
+    return m_path + "/" + name;
+  }
+
+  /// Makes a subdirectory, its parents included, and returns its path.
+  std::string makeDirectory(const std::string& name) const;
+
+  /// Writes a file and returns its path.
+  std::string writeFile(const std::string& name, const std::string& contents) const;
+
+ private:
+  std::string m_path;
+};
+
+/// The whole contents of a file; fails the test when it cannot be read.
+std::string readFile(const std::string& path);
+
+/// The names in a directory, sorted.
+std::vector<std::string> namesIn(const std::string& directory);
+
+bool exists(const std::string& path);
+
+/// How many descriptors this process has open.
+std::size_t openDescriptors();
+
+}  // namespace velmo::test
+
+#endif
