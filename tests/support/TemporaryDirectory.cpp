@@ -1,6 +1,8 @@
 #include "TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
+#include <sys/fsuid.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -72,6 +74,24 @@ bool exists(const std::string& path) {
 std::size_t openDescriptors() {
   const fs::directory_iterator descriptors("/proc/self/fd");
   return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
+}
+
+namespace {
+
+constexpr unsigned kNobody = 65534;
+
+}  // namespace
+
+UnprivilegedFiles::UnprivilegedFiles() : m_before(geteuid()) {
+  if (m_before == 0) {
+    setfsuid(kNobody);
+  }
+}
+
+UnprivilegedFiles::~UnprivilegedFiles() {
+  if (m_before == 0) {
+    setfsuid(m_before);
+  }
 }
 
 }  // namespace velmo::test

@@ -44,6 +44,19 @@ bool exists(const std::string& path);
 /// How many descriptors this process has open.
 std::size_t openDescriptors();
 
+/// Takes the superuser's power over files from this thread until it goes, so that permissions
+/// count. Without that power in the first place it does nothing.
+class UnprivilegedFiles {
+ public:
+  UnprivilegedFiles();
+  ~UnprivilegedFiles();
+  UnprivilegedFiles(const UnprivilegedFiles&) = delete;
+  UnprivilegedFiles& operator=(const UnprivilegedFiles&) = delete;
+
+ private:
+  unsigned m_before;
+};
+
 }  // namespace velmo::test
 
 #endif

@@ -16,8 +16,8 @@ constexpr int kCreateForAll = IPC_CREAT | 0666;
 // The fourth argument of semctl, which every program declares for itself.
 union SemaphoreArgument {
   int val;
-  semid_ds* buf;
-  unsigned short* array;
+  semid_ds* buf;          // cppcheck-suppress unusedStructMember
+  unsigned short* array;  // cppcheck-suppress unusedStructMember
 };
 
 void logNumber(const char* what, int number) {

@@ -36,7 +36,7 @@ void assertGiven(const void* argument, const char* expression, long line) {
 
 }  // namespace
 
-IMProperty::IMProperty(const char* name, const char* value) : m_name(nullptr), m_value(nullptr) {
+IMProperty::IMProperty(const char* name, const char* value) {
   std::unique_ptr<char[]> nameCopy(copy(name));
   m_value = copy(value);
   m_name = nameCopy.release();
@@ -77,9 +77,7 @@ IMProperties::IMProperties() = default;
 // Delegates, so that the destructor releases what was copied should a later copy fail.
 IMProperties::IMProperties(const IMProperties& other) : IMProperties() {
   for (const IMProperty* property : other.m_list) {
-    auto entry = std::make_unique<IMProperty>(*property);
-    m_list.push_back(entry.get());
-    entry.release();
+    append(property->getName(), property->getValue());
   }
 }
 
@@ -142,9 +140,7 @@ void IMProperties::setProperty(const char* name, const char* value) {
     property->setValue(value);
     return;
   }
-  auto entry = std::make_unique<IMProperty>(name, value);
-  m_list.push_back(entry.get());
-  entry.release();
+  append(name, value);
 }
 
 void IMProperties::remove(const char* name) {
@@ -163,13 +159,17 @@ void IMProperties::clear() {
   m_list.clear();
 }
 
+void IMProperties::append(const char* name, const char* value) {
+  auto entry = std::make_unique<IMProperty>(name, value);
+  m_list.push_back(entry.get());
+  static_cast<void>(entry.release());  // the list's from here on
+}
+
 IMProperty* IMProperties::find(const char* name) const {
-  for (IMProperty* property : m_list) {
-    if (std::strcmp(property->getName(), name) == 0) {
-      return property;
-    }
-  }
-  return nullptr;
+  const auto found = std::find_if(m_list.begin(), m_list.end(), [name](const IMProperty* property) {
+    return std::strcmp(property->getName(), name) == 0;
+  });
+  return found != m_list.end() ? *found : nullptr;
 }
 
 char* IMProperties::skipWhiteSpaces(char* p) {

@@ -37,8 +37,8 @@ class VELMO_EXPORT IMProperty {
   const char* getValue() const;
 
  private:
-  char* m_name;
-  char* m_value;
+  char* m_name = nullptr;
+  char* m_value = nullptr;
 };
 
 /// The contents of a properties file: names and values in the order in which the names were first
@@ -125,6 +125,7 @@ class VELMO_EXPORT IMProperties {
 
  private:
   IMProperty* find(const char* name) const;
+  void append(const char* name, const char* value);
   void loadLine(char* line);
 
   std::list<IMProperty*> m_list;

@@ -72,11 +72,10 @@ testing::Matcher<std::string> assertionLine(const std::string& expression, int l
 // --- IMProperty ---
 
 TEST(IMPropertyTest, KeepsCopiesOfBothTexts) {
-  std::string name = "name";
-  std::string value = "value";
-  const IMProperty property(name.c_str(), value.c_str());
-  name = "other";
-  value = "thing";
+  std::string texts = "name.value";
+  texts[4] = '\0';
+  const IMProperty property(texts.data(), texts.data() + 5);
+  texts.assign(10, 'x');
   EXPECT_STREQ("name", property.getName());
   EXPECT_STREQ("value", property.getValue());
 }

@@ -32,7 +32,7 @@ class VELMO_EXPORT IMSemaphore {
   IMSemaphore& operator=(const IMSemaphore&) = delete;
 
   /// Calls unlock() if the object was built with auto-unlock. When that throws, the process ends.
-  ~IMSemaphore();
+  ~IMSemaphore();  // NOLINT(bugprone-exception-escape): see the definition
 
   /// Tries once to take the lock and never waits. See lock() for the form that throws when it does
   /// not get it.

@@ -52,6 +52,7 @@ TEST_F(StdioFileTest, InputFileIsClosedWithTheObject) {
   const std::size_t before = openDescriptors();
   {
     const InputFile input(file.c_str());
+    EXPECT_TRUE(input.isOpen());
     EXPECT_EQ(before + 1, openDescriptors());
   }
   EXPECT_EQ(before, openDescriptors());

@@ -43,6 +43,7 @@ using velmo::test::platform;
 using velmo::test::readFile;
 using velmo::test::TaskInstallation;
 using velmo::test::TestSegment;
+using velmo::test::UnprivilegedFiles;
 using velmo::test::UnusedKey;
 
 constexpr time_t kNow = 1741007469;  // kTimestamp in the time zone of the fixture, UTC+00:54
@@ -471,6 +472,22 @@ TEST_F(CreateTaskFileTest, TemporaryFileThatCannotBeCreatedIsLoggedWithItsError)
   EXPECT_THAT(installation.queue(), IsEmpty());
 }
 
+TEST_F(CreateTaskFileTest, TemporaryDirectoryWithoutPermissionIsLogged) {
+  const UnprivilegedFiles unprivileged;
+  EXPECT_EQ(1, submit("NORMAL"));
+  EXPECT_THAT(log.lines(), testing::Contains("File cannot be created: " +
+                                             temporaryPath("9999" + firstName.substr(4)) + "\n"));
+  EXPECT_EQ("Errno: 13 Strerror: Permission denied\n", log.lines().back());
+}
+
+TEST_F(CreateTaskFileTest, PriorityFilesThatCannotBeReadAreNotLogged) {
+  const UnprivilegedFiles unprivileged;
+  EXPECT_TRUE(creator.createPriorityMap());
+  EXPECT_THAT(log.cycles(), IsEmpty());
+  TaskFileDescriptor task{"NORMAL", "true", nullptr, nullptr, "J1", nullptr, nullptr, 0};
+  EXPECT_THAT(creator.getFileName(task), StartsWith("9999."));
+}
+
 TEST_F(CreateTaskFileTest, DirectoryInPlaceOfTheTemporaryFileIsLogged) {
   installation.directory.makeDirectory("tmp/" + firstName);
   EXPECT_EQ(1, submit("NORMAL"));
@@ -882,6 +899,14 @@ TEST_F(JobIdentifierTest, MissingLockDirectoryIsLoggedWithoutWaiting) {
       ElementsAre(line("CreateTaskFile::generateJobID exception: Creating semaphore failed: "
                        "velmo_jobid [No such file or directory]")));
   EXPECT_FALSE(exists(installation.directory.path("data/velmo/jobid")));
+}
+
+TEST_F(JobIdentifierTest, LockDirectoryWithoutPermissionIsLogged) {
+  const UnprivilegedFiles unprivileged;
+  EXPECT_EQ("", creator.generateJobID());
+  EXPECT_THAT(log.lines(),
+              ElementsAre("CreateTaskFile::generateJobID exception: Creating semaphore failed: "
+                          "velmo_jobid [Permission denied]"));
 }
 
 TEST_F(JobIdentifierTest, LockFileThatCannotBeRemovedEndsTheProcess) {

@@ -21,7 +21,7 @@ class VELMO_EXPORT PrioritiesConfig : private imutils::Config {
   ///
   /// A file that cannot be opened although it exists is named on the standard error stream.
   /// @throws std::bad_alloc  when memory runs out; a later call tries again
-  static PrioritiesConfig* Instance();
+  static PrioritiesConfig* Instance();  // NOLINT(readability-identifier-naming): its public name
 
   /// Takes the file from the environment variable VELMO_HOME, which is read here and not again;
   /// unset, there is no file. The file is not read yet, and the value is -10.

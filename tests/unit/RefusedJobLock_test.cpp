@@ -1,0 +1,31 @@
+// The job counter's lock never answers false. The branch for it is kept all the same, and is
+// reached here by a program that puts a lock of its own in front of the library's.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "CapturedLog.h"
+#include "CreateTaskFile.h"
+#include "IMSemaphore.h"
+#include "TaskInstallation.h"
+
+bool brix::imutils::IMSemaphore::lock(int timeoutSeconds) {
+  EXPECT_EQ(30, timeoutSeconds);
+  return false;
+}
+
+namespace {
+
+TEST(RefusedJobLockTest, LockThatIsNotTakenIsLoggedAndGivesAnEmptyIdentifier) {
+  const velmo::test::TaskInstallation installation;
+  const velmo::test::CapturedLog log;
+  EXPECT_EQ("", CreateTaskFile().generateJobID());
+  EXPECT_THAT(log.cycles(),
+              testing::ElementsAre(velmo::test::LogCycle{
+                  "CreateTaskFile", 1, 152, 3,
+                  "CreateTaskFile::generateJobID the jobid file: " +
+                      installation.directory.path("data/velmo/jobid") + " couldn't be locked\n"}));
+  EXPECT_FALSE(velmo::test::exists(installation.directory.path("data/velmo/jobid")));
+}
+
+}  // namespace
