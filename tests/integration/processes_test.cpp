@@ -52,6 +52,7 @@ std::string jobOf(const std::string& name) {
 
 TEST(ProcessesTest, EightProcessesSubmit500TasksEachUnder4000Names) {
   const TaskInstallation installation;
+  installation.writeHomePriorities("NORMAL=50\n");
   const std::vector<int> failures = inProcesses(8, [](int) {
     int failed = 0;
     for (int i = 0; i < 500; ++i) {
@@ -71,6 +72,7 @@ TEST(ProcessesTest, EightProcessesSubmit500TasksEachUnder4000Names) {
 
 TEST(ProcessesTest, FourProcessesDraw10JobIdentifiersEachAllDifferent) {
   const TaskInstallation installation;
+  installation.writeHomePriorities("NORMAL=50\n");
   const std::vector<int> failures = inProcesses(4, [](int) {
     int failed = 0;
     for (int i = 0; i < 10; ++i) {
@@ -92,6 +94,7 @@ TEST(ProcessesTest, FourProcessesDraw10JobIdentifiersEachAllDifferent) {
 
 TEST(ProcessesTest, ProcessThatDiesWithTheTaskSemaphoreLetsTheOthersOn) {
   const TaskInstallation installation;
+  installation.writeHomePriorities("NORMAL=50\n");
   const std::vector<int> results = inProcesses(1, [](int) {
     platform().shmget.setFake([](key_t, size_t, int) { return raise(SIGKILL); });
     return CreateTaskFile().generateTaskID();
@@ -103,6 +106,7 @@ TEST(ProcessesTest, ProcessThatDiesWithTheTaskSemaphoreLetsTheOthersOn) {
 
 TEST(ProcessesTest, ProcessThatDiesWithTheJobLockKeepsTheOthersOutUntilItsFileIsRemoved) {
   const TaskInstallation installation;
+  installation.writeHomePriorities("NORMAL=50\n");
   const std::vector<int> results = inProcesses(1, [](int) {
     platform().rename.setFake([](const char*, const char*) { return raise(SIGKILL); });
     return CreateTaskFile().generateJobID().empty() ? 1 : 0;
@@ -118,6 +122,7 @@ TEST(ProcessesTest, ProcessThatDiesWithTheJobLockKeepsTheOthersOutUntilItsFileIs
 
 TEST(ProcessesTest, TwoProcessesThatShareATaskIdentifierCannotBothQueueOneName) {
   const TaskInstallation installation;
+  installation.writeHomePriorities("NORMAL=50\n");
   const velmo::test::FakeScope fakes;
   platform().time.setFake([](time_t*) { return time_t{1700000000}; });
   EXPECT_EQ(0, createTaskFile("NORMAL", "one", nullptr, nullptr, "J1", nullptr, nullptr, 0));

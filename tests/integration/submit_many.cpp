@@ -12,7 +12,7 @@ int main(int argc, char** argv) {
   const int count = std::atoi(argv[1]);
   const char* jobId = argc > 2 ? argv[2] : nullptr;
   for (int i = 0; i < count; ++i) {
-    if (createTaskFile("NORMAL", "true", nullptr, nullptr, jobId, nullptr, nullptr, 0) != 0) {
+    if (createTaskFile("Normal", "true", nullptr, nullptr, jobId, nullptr, nullptr, 0) != 0) {
       return 1;
     }
   }
