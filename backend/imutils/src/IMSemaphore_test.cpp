@@ -458,7 +458,6 @@ TEST_F(IMSemaphoreTest, AutoUnlockOfALockHeldElsewhereLeavesIt) {
 }
 
 TEST_F(IMSemaphoreTest, ExceptionThatLeavesUnlockInTheDestructorEndsTheProcess) {
-  testing::FLAGS_gtest_death_test_style = "threadsafe";
   EXPECT_DEATH(
       {
         IMSemaphore lock("x", directory.path(), true);

@@ -910,7 +910,6 @@ TEST_F(JobIdentifierTest, LockDirectoryWithoutPermissionIsLogged) {
 }
 
 TEST_F(JobIdentifierTest, LockFileThatCannotBeRemovedEndsTheProcess) {
-  testing::FLAGS_gtest_death_test_style = "threadsafe";
   EXPECT_DEATH(
       {
         platform().unlink.setFake([](const char*) {
