@@ -94,9 +94,14 @@ fs::path makeTemporaryDirectory() {
 }
 
 fs::path makeHome(const fs::path& home) {
-  const fs::path path = fs::absolute(home).lexically_normal();
-  if (path.has_parent_path()) {
-    fs::create_directories(path.parent_path());
+  fs::path path = fs::absolute(home).lexically_normal();
+  if (!path.has_filename()) {
+    path = path.parent_path();  // ended by a slash
+  }
+  std::error_code error;
+  fs::create_directories(path.parent_path(), error);
+  if (error) {
+    throw std::system_error(error, "cannot make the directory " + path.parent_path().string());
   }
   ensureDirectory(path);
   return fs::canonical(path);
