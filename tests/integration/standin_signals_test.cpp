@@ -56,6 +56,60 @@ class StandinSignalsTest : public testing::Test {
   TemporaryDirectory m_directory;
 };
 
+// A program in the foreground of a terminal of its own.
+class TerminalProcess {
+ public:
+  explicit TerminalProcess(std::vector<std::string> arguments) {
+    std::vector<char*> pointers;
+    for (std::string& argument : arguments) {
+      pointers.push_back(argument.data());
+    }
+    pointers.push_back(nullptr);
+    m_pid = forkpty(&m_terminal, nullptr, nullptr, nullptr);
+    if (m_pid == 0) {
+      execv(pointers[0], pointers.data());
+      _exit(99);
+    }
+  }
+
+  TerminalProcess(const TerminalProcess&) = delete;
+  TerminalProcess& operator=(const TerminalProcess&) = delete;
+
+  ~TerminalProcess() {
+    close(m_terminal);
+    if (!m_ended) {
+      kill(m_pid, SIGKILL);
+      waitpid(m_pid, nullptr, 0);
+    }
+  }
+
+  pid_t pid() const {
+    return m_pid;
+  }
+
+  // Presses the key and waits until the signal is pending in the process, which is stopped.
+  void pressInterrupt() const {
+    EXPECT_EQ(1, write(m_terminal, "\x03", 1));
+    EXPECT_TRUE(waitUntil([&] {
+      const std::string status = readFile("/proc/" + std::to_string(m_pid) + "/status");
+      const std::string pending = status.substr(status.find("ShdPnd:") + 7, 17);
+      return (std::stoull(pending, nullptr, 16) & (1ULL << (SIGINT - 1))) != 0;
+    }));
+  }
+
+  int wait() {
+    int status = 0;
+    EXPECT_TRUE(waitUntil([&] { return waitpid(m_pid, &status, WNOHANG) == m_pid; }));
+    m_ended = true;
+    return WEXITSTATUS(status);
+  }
+
+ private:
+  int m_terminal = -1;
+  pid_t m_pid = -1;
+  bool m_ended = false;
+};
+
 // Repeats the signal until it is taken for a second request, and no longer for the first one again.
 int insist(StandinProcess& standin, int number) {
   EXPECT_TRUE(waitUntil([&] {
@@ -124,28 +178,24 @@ TEST_F(StandinSignalsTest, SignalBeforeTheEndOfCommandLeavesTimeForWhatItStillSu
   EXPECT_EQ(task.ranLine("exit 0"), standin.errors());
 }
 
-// The terminal sends its signal to the whole foreground group: COMMAND has it already.
-TEST_F(StandinSignalsTest, SignalFromTheTerminalReachesCommandOnce) {
+// The terminal sends its signal to the whole foreground group, COMMAND included. This COMMAND has
+// left the group: a signal that reaches it was passed on.
+TEST_F(StandinSignalsTest, SignalFromTheTerminalIsNotPassedToCommandASecondTime) {
+  const TestTask task{50, 1};
   const std::string script =
-      "trap 'echo x >>\"$VAR/../signals\"' INT; echo >\"$VAR/../ready\"; until [ -e "
+      "trap 'echo >\"$VAR/../passed\"' INT; echo >\"$VAR/../ready\"; until [ -e "
       "\"$VAR/../go\" ]; do sleep 0.01; done; exit 5";
-  const std::string directory = home().string();
-  int terminal = -1;
-  const pid_t pid = forkpty(&terminal, nullptr, nullptr, nullptr);
-  if (pid == 0) {
-    execl(STANDIN_PROGRAM, STANDIN_PROGRAM, "--home", directory.c_str(), "--", "/bin/sh", "-c",
-          script.c_str(), nullptr);
-    _exit(99);
-  }
-  EXPECT_TRUE(waitFor("ready"));
-  EXPECT_EQ(1, write(terminal, "\x03", 1));
-  EXPECT_TRUE(waitFor("signals"));
+  TerminalProcess standin(
+      {STANDIN_PROGRAM, "--home", home().string(), "--", "setsid", "/bin/sh", "-c", script});
+  ASSERT_TRUE(waitFor("ready"));
+  kill(standin.pid(), SIGSTOP);  // so that the interrupt is there before the task
+  standin.pressInterrupt();
+  queueFile(home(), task.fileName(), "echo >ran\n");
+  kill(standin.pid(), SIGCONT);
+  ASSERT_TRUE(waitFor("ran"));
   letGo();
-  int status = 0;
-  EXPECT_TRUE(waitUntil([&] { return waitpid(pid, &status, WNOHANG) == pid; }));
-  close(terminal);
-  EXPECT_EQ(5, WEXITSTATUS(status));
-  EXPECT_EQ("x\n", readFile(home() / "signals"));
+  EXPECT_EQ(5, standin.wait());
+  EXPECT_FALSE(fs::exists(home() / "passed"));
 }
 
 TEST_F(StandinSignalsTest, SecondSignalKillsTheTaskAndLeavesItsFileInTheQueue) {
