@@ -44,14 +44,18 @@ std::string TemporaryDirectory::makeDirectory(const std::string& name) const {
 
 std::string TemporaryDirectory::writeFile(const std::string& name,
                                           const std::string& contents) const {
-  std::ofstream file(path(name), std::ios::binary);
-  file << contents;
-  file.close();
-  EXPECT_TRUE(file) << "cannot write " << path(name);
+  velmo::test::writeFile(path(name), contents);
   return path(name);
 }
 
-std::string readFile(const std::string& path) {
+void writeFile(const fs::path& path, const std::string& contents) {
+  std::ofstream file(path, std::ios::binary);
+  file << contents;
+  file.close();
+  EXPECT_TRUE(file) << "cannot write " << path;
+}
+
+std::string readFile(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
   EXPECT_TRUE(file) << "cannot read " << path;
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};

@@ -1,6 +1,7 @@
 #ifndef VELMO_TEST_TEMPORARYDIRECTORY_H
 #define VELMO_TEST_TEMPORARYDIRECTORY_H
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -14,13 +15,13 @@ class TemporaryDirectory {
   TemporaryDirectory(const TemporaryDirectory&) = delete;
   TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
-  const std::string& path() const {
+  const std::filesystem::path& path() const {
     return m_path;
   }
 
   /// The path of something in it: `path("a/b")`.
   std::string path(const std::string& name) const {
-    return m_path + "/" + name;
+    return m_path / name;
   }
 
   /// Makes a subdirectory, its parents included, and returns its path.
@@ -30,11 +31,14 @@ class TemporaryDirectory {
   std::string writeFile(const std::string& name, const std::string& contents) const;
 
  private:
-  std::string m_path;
+  std::filesystem::path m_path;
 };
 
+/// Writes a file; fails the test when that does not work.
+void writeFile(const std::filesystem::path& path, const std::string& contents);
+
 /// The whole contents of a file; fails the test when it cannot be read.
-std::string readFile(const std::string& path);
+std::string readFile(const std::filesystem::path& path);
 
 /// The names in a directory, sorted.
 std::vector<std::string> namesIn(const std::string& directory);

@@ -1,0 +1,209 @@
+#include "StandinProcess.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace velmo::test {
+
+namespace {
+
+constexpr std::chrono::seconds kDeadline{30};
+constexpr int kPauseMilliseconds = 2;
+constexpr const char* kLastVariable = "export SEMAPHORE_VELMO_TASKID='";
+
+// In the child, between fork and exec. It dies with the test program, which may be stopped by a
+// time limit.
+[[noreturn]] void become(const std::vector<char*>& arguments, const fs::path& directory,
+                         mode_t mask) {
+  prctl(PR_SET_PDEATHSIG, SIGTERM);
+  setenv("TMPDIR", directory.c_str(), 1);
+  const int output = open((directory / "stdout").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+  const int errors = open((directory / "stderr").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+  dup2(output, STDOUT_FILENO);
+  dup2(errors, STDERR_FILENO);
+  close(output);
+  close(errors);
+  umask(mask);
+  execv(arguments[0], arguments.data());
+  _exit(99);
+}
+
+// Reads what stands between single quotes; a quote itself is written '\''.
+std::string unquoted(const std::string& text) {
+  std::string value = text.substr(1, text.size() - 2);
+  for (std::size_t at = 0; (at = value.find("'\\''", at)) != std::string::npos; ++at) {
+    value.replace(at, 4, "'");
+  }
+  return value;
+}
+
+}  // namespace
+
+bool waitUntil(const std::function<bool()>& condition) {
+  const auto deadline = std::chrono::steady_clock::now() + kDeadline;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      return false;
+    }
+    poll(nullptr, 0, kPauseMilliseconds);
+  }
+  return true;
+}
+
+std::string textOf(const fs::path& path) {
+  std::ifstream stream(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+std::string TestTask::fileName() const {
+  std::array<char, 16> digits{};
+  std::snprintf(digits.data(), digits.size(), "%04d", priority);
+  return std::string(digits.data()) + ".20250303140509.J12.S0.T20250303140509-" +
+         std::to_string(taskId) + ".R0002." + type;
+}
+
+std::string TestTask::description() const {
+  const std::string name = fileName();
+  return "velmo-standin: priority " + name.substr(0, name.find('.')) +
+         ", created 2025-03-03 14:05:09, job J12, sub-job 0, task " + std::to_string(taskId) +
+         ", relative 2, type " + type;
+}
+
+std::string TestTask::ranLine(const std::string& outcome) const {
+  return description() + ": " + outcome + ", output in var/log/" + fileName() + ".log\n";
+}
+
+void queueFile(const fs::path& home, const std::string& name, const std::string& contents) {
+  const fs::path aside = home / "tmp" / name;
+  std::ofstream(aside, std::ios::binary) << contents;
+  fs::rename(aside, home / "var/taskqueue" / name);
+}
+
+std::string waitForFile(const fs::path& file) {
+  return "while [ ! -e '" + file.string() + "' ]; do sleep 0.01; done";
+}
+
+StandinProcess::StandinProcess(const std::vector<std::string>& arguments, mode_t umask) {
+  start(arguments, umask);
+  for (const std::string& argument : arguments) {
+    if (argument == "--") {
+      return;
+    }
+  }
+  readEnvironment();
+}
+
+StandinProcess::~StandinProcess() {
+  if (!isRunning()) {
+    return;
+  }
+  signal(SIGTERM);
+  if (!waitUntil([this] { return !isRunning(); })) {
+    signal(SIGKILL);
+    waitpid(m_pid, nullptr, 0);
+  }
+}
+
+void StandinProcess::start(const std::vector<std::string>& arguments, mode_t umask) {
+  std::vector<std::string> texts{STANDIN_PROGRAM};
+  texts.insert(texts.end(), arguments.begin(), arguments.end());
+  std::vector<char*> pointers;
+  for (std::string& text : texts) {
+    pointers.push_back(text.data());
+  }
+  pointers.push_back(nullptr);
+  m_pid = fork();
+  if (m_pid == 0) {
+    become(pointers, m_directory.path(), umask);
+  }
+}
+
+void StandinProcess::readEnvironment() {
+  waitUntil([this] {
+    const std::size_t last = output().find(kLastVariable);
+    return (last != std::string::npos && output().back() == '\n') || !isRunning();
+  });
+  const std::string text = output();
+  std::size_t at = 0;
+  for (std::size_t end = 0; (end = text.find("'\n", at)) != std::string::npos; at = end + 2) {
+    const std::string line = text.substr(at, end + 1 - at);
+    const std::size_t equals = line.find('=');
+    m_environment[line.substr(7, equals - 7)] = unquoted(line.substr(equals + 1));
+  }
+  if (m_environment.empty()) {
+    throw std::runtime_error("velmo-standin does not serve: " + errors());
+  }
+}
+
+void StandinProcess::applyEnvironment() {
+  for (const auto& [name, value] : m_environment) {
+    m_applied.set(name, value);
+  }
+}
+
+pid_t StandinProcess::pid() const {
+  return m_pid;
+}
+
+const fs::path& StandinProcess::temporaryDirectory() const {
+  return m_directory.path();
+}
+
+const std::map<std::string, std::string>& StandinProcess::environment() const {
+  return m_environment;
+}
+
+fs::path StandinProcess::home() const {
+  return fs::path(m_environment.at("VAR")).parent_path();
+}
+
+std::string StandinProcess::output() const {
+  return textOf(m_directory.path() / "stdout");
+}
+
+std::string StandinProcess::errors() const {
+  return textOf(m_directory.path() / "stderr");
+}
+
+void StandinProcess::signal(int number) const {
+  kill(m_pid, number);
+}
+
+bool StandinProcess::isRunning() {
+  int status = 0;
+  if (!m_status && waitpid(m_pid, &status, WNOHANG) == m_pid) {
+    m_status = WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
+  }
+  return !m_status;
+}
+
+int StandinProcess::wait() {
+  if (!waitUntil([this] { return !isRunning(); })) {
+    throw std::runtime_error("velmo-standin does not end: " + errors());
+  }
+  return *m_status;
+}
+
+int StandinProcess::end() {
+  signal(SIGTERM);
+  return wait();
+}
+
+}  // namespace velmo::test

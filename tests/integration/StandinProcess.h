@@ -1,0 +1,109 @@
+#ifndef VELMO_TEST_STANDINPROCESS_H
+#define VELMO_TEST_STANDINPROCESS_H
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Environment.h"
+#include "TemporaryDirectory.h"
+
+namespace velmo::test {
+
+/// Looks again and again until `condition` holds.
+/// @return false when it still does not hold after 30 seconds
+bool waitUntil(const std::function<bool()>& condition);
+
+/// The text of a file; empty when it cannot be read.
+std::string textOf(const std::filesystem::path& path);
+
+/// A task file as tests make it by hand: created 2025-03-03 14:05:09, job J12, sub-job 0,
+/// relative 2.
+struct TestTask {
+  int priority = 0;
+  int taskId = 0;
+  std::string type = "sh";
+
+  std::string fileName() const;
+
+  /// Its fields as velmo-standin reports them, with the program's name in front.
+  std::string description() const;
+
+  /// The line that reports its run, for example with the outcome "exit 0".
+  std::string ranLine(const std::string& outcome) const;
+};
+
+/// Puts a file into the queue of an installation as callers do: written aside and moved there.
+void queueFile(const std::filesystem::path& home, const std::string& name,
+               const std::string& contents);
+
+/// A shell command that waits until a file is there.
+std::string waitForFile(const std::filesystem::path& file);
+
+/// velmo-standin as a process, with its output kept in a directory of its own, which is also its
+/// TMPDIR.
+///
+/// The process does not outlive the object: the destructor ends it with SIGTERM, then with SIGKILL.
+/// It does not outlive the test program either.
+class StandinProcess {
+ public:
+  /// Starts it with these arguments. Without a "--" among them it serves: the constructor then
+  /// waits until its environment is printed, so that it is ready.
+  /// @param umask  that of the process
+  /// @throws std::runtime_error  with what it wrote, when it ends before that
+  explicit StandinProcess(const std::vector<std::string>& arguments = {}, mode_t umask = 022);
+
+  StandinProcess(const StandinProcess&) = delete;
+  StandinProcess& operator=(const StandinProcess&) = delete;
+  ~StandinProcess();
+
+  pid_t pid() const;
+
+  /// The TMPDIR of the process, in which it makes a temporary installation.
+  const std::filesystem::path& temporaryDirectory() const;
+
+  /// The variables it printed.
+  const std::map<std::string, std::string>& environment() const;
+
+  /// The directory of its installation.
+  std::filesystem::path home() const;
+
+  /// Sets the variables it printed in this process, until the object goes.
+  void applyEnvironment();
+
+  /// What it wrote to standard output and standard error so far.
+  std::string output() const;
+  std::string errors() const;
+
+  void signal(int number) const;
+
+  /// Whether it still runs; never waits.
+  bool isRunning();
+
+  /// Waits for its end.
+  /// @return the exit status, or minus the signal that ended it
+  /// @throws std::runtime_error  after 30 seconds
+  int wait();
+
+  /// Asks it to end with SIGTERM and waits.
+  int end();
+
+ private:
+  void start(const std::vector<std::string>& arguments, mode_t umask);
+  void readEnvironment();
+
+  TemporaryDirectory m_directory;
+  pid_t m_pid = -1;
+  std::optional<int> m_status;
+  std::map<std::string, std::string> m_environment;
+  Environment m_applied;
+};
+
+}  // namespace velmo::test
+
+#endif

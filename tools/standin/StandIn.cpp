@@ -1,0 +1,141 @@
+#include "StandIn.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "FileDescriptor.h"
+#include "Report.h"
+
+namespace standin {
+
+namespace {
+
+constexpr int kSuccess = 0;
+constexpr int kCannotExecute = 126;
+constexpr int kNotFound = 127;
+constexpr int kSignalBase = 128;
+
+// Some programs ask twice in one breath: timeout(1) signals its child and then the whole group,
+// a session that ends sends SIGTERM and SIGHUP. That is one request; a person's second is later.
+constexpr std::chrono::milliseconds kSameRequest{100};
+
+Variables joined(Variables first, const Variables& second) {
+  first.insert(first.end(), second.begin(), second.end());
+  return first;
+}
+
+void writeToOutput(std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
+    if (written < 0) {
+      throw systemError("cannot print the environment");
+    }
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+}
+
+// A shell that reads the environment through a pipe waits for the end of file.
+void closeOutput() {
+  const FileDescriptor nowhere(open("/dev/null", O_WRONLY | O_CLOEXEC));
+  if (!nowhere.isOpen() || dup2(nowhere.get(), STDOUT_FILENO) < 0) {
+    throw systemError("cannot close standard output");
+  }
+}
+
+}  // namespace
+
+StandIn::StandIn(const Options& options, SignalQueue& signals)
+    : m_options(options),
+      m_signals(signals),
+      m_installation(options.home, options.keep),
+      m_variables(joined(m_installation.variables(), m_counter.variables())) {
+  if (options.keep && options.home.empty()) {
+    report("the installation stays in " + m_installation.directory().string());
+  }
+  if (options.run) {
+    m_runner = std::make_unique<TaskRunner>(m_installation, environmentWith(m_variables, environ));
+  }
+}
+
+int StandIn::run() {
+  if (m_options.command.empty()) {
+    writeToOutput(exportLines(m_variables));
+    closeOutput();
+    return serve();
+  }
+  try {
+    m_command = std::make_unique<Child>(m_options.command, environmentWith(m_variables, environ),
+                                        std::nullopt);
+  } catch (const std::system_error& failure) {
+    report(std::string("cannot run ") + failure.what());
+    return failure.code() == std::errc::no_such_file_or_directory ? kNotFound : kCannotExecute;
+  }
+  return serve();
+}
+
+int StandIn::serve() {
+  while (!isOver()) {
+    wait();
+    takeSignals();
+    if (m_endingSignal) {
+      return endAtOnce();
+    }
+  }
+  return m_command != nullptr ? m_command->poll()->shellStatus() : kSuccess;
+}
+
+// COMMAND is asked first: what it has submitted is then in the queue when that is looked at.
+bool StandIn::isOver() {
+  const bool noneToCome =
+      m_command != nullptr ? m_command->poll().has_value() : m_endRequested.has_value();
+  const bool busy = m_runner != nullptr && m_runner->proceed();
+  return noneToCome && !busy;
+}
+
+void StandIn::wait() const {
+  const int queue = m_runner != nullptr ? m_runner->watchDescriptor() : -1;
+  std::array<pollfd, 2> descriptors{pollfd{m_signals.descriptor(), POLLIN, 0},
+                                    pollfd{queue, POLLIN, 0}};
+  if (poll(descriptors.data(), descriptors.size(), -1) < 0 && errno != EINTR) {
+    throw systemError("cannot wait");
+  }
+}
+
+void StandIn::takeSignals() {
+  while (const std::optional<EndSignal> signal = m_signals.takeEndSignal()) {
+    handle(*signal);
+  }
+}
+
+void StandIn::handle(const EndSignal& signal) {
+  const auto now = std::chrono::steady_clock::now();
+  if (m_endRequested) {
+    if (now - *m_endRequested > kSameRequest) {
+      m_endingSignal = signal.number;
+    }
+    return;
+  }
+  m_endRequested = now;
+  if (m_command != nullptr && !signal.fromTerminal) {
+    m_command->signal(signal.number);
+  }
+}
+
+int StandIn::endAtOnce() {
+  if (m_runner != nullptr) {
+    m_runner->abandon();
+  }
+  if (m_command != nullptr) {
+    m_command->kill();
+  }
+  return kSignalBase + *m_endingSignal;
+}
+
+}  // namespace standin

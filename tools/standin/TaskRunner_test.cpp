@@ -1,0 +1,89 @@
+#include "TaskRunner.h"
+
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <filesystem>
+#include <string>
+
+#include "Installation.h"
+#include "TemporaryDirectory.h"
+
+namespace fs = std::filesystem;
+
+namespace standin {
+namespace {
+
+using velmo::test::readFile;
+using velmo::test::TemporaryDirectory;
+using velmo::test::writeFile;
+
+constexpr const char* kName = "0050.20250303140509.J12.S0.T20250303140509-731.R0002.sh";
+
+class TaskRunnerTest : public testing::Test {
+ protected:
+  bool isAwake() const {
+    pollfd descriptor{m_runner.watchDescriptor(), POLLIN, 0};
+    return poll(&descriptor, 1, 0) == 1;
+  }
+
+  void queue(const std::string& name, const std::string& contents) {
+    writeFile(m_installation.directory() / "tmp" / name, contents);
+    fs::rename(m_installation.directory() / "tmp" / name, queued(name));
+  }
+
+  fs::path queued(const std::string& name) const {
+    return m_installation.queueDirectory() / name;
+  }
+
+  TemporaryDirectory m_directory;
+  Installation m_installation{m_directory.path() / "home", false};
+  TaskRunner m_runner{m_installation, {"NAME=value", "PATH=/usr/bin:/bin"}};
+};
+
+TEST_F(TaskRunnerTest, EmptyQueueLeavesNothingToRun) {
+  EXPECT_FALSE(m_runner.proceed());
+}
+
+TEST_F(TaskRunnerTest, WatchIsQuietAfterEachLookSoThatTheLoopDoesNotSpin) {
+  queue(kName, "true\n");
+  EXPECT_TRUE(isAwake());
+  EXPECT_TRUE(m_runner.proceed());
+  EXPECT_FALSE(isAwake());
+}
+
+TEST_F(TaskRunnerTest, RunsATaskWithTheGivenEnvironmentAndThenIsIdle) {
+  queue(kName, "echo $NAME\n");
+  EXPECT_TRUE(m_runner.proceed());
+  while (m_runner.proceed()) {
+    poll(nullptr, 0, 1);
+  }
+  EXPECT_FALSE(fs::exists(queued(kName)));
+  EXPECT_EQ("value\n", readFile(m_installation.logDirectory() / (std::string(kName) + ".log")));
+}
+
+TEST_F(TaskRunnerTest, AbandonedTaskIsNotRunningAndItsFileIsStillQueued) {
+  queue(kName, "sleep 600\n");
+  EXPECT_TRUE(m_runner.proceed());
+  m_runner.abandon();
+  EXPECT_TRUE(fs::exists(queued(kName)));
+}
+
+TEST_F(TaskRunnerTest, StrayFileIsForgottenWhenItGoesAndReportedAgainWhenItComesBack) {
+  const std::string line = "velmo-standin: x: not a task file, left in the queue\n";
+  testing::internal::CaptureStderr();
+  queue("x", "");
+  m_runner.proceed();
+  m_runner.proceed();
+  EXPECT_EQ(line, testing::internal::GetCapturedStderr());
+
+  fs::rename(queued("x"), m_directory.path() / "x");
+  m_runner.proceed();
+  fs::rename(m_directory.path() / "x", queued("x"));
+  testing::internal::CaptureStderr();
+  m_runner.proceed();
+  EXPECT_EQ(line, testing::internal::GetCapturedStderr());
+}
+
+}  // namespace
+}  // namespace standin

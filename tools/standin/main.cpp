@@ -1,0 +1,27 @@
+#include <exception>
+#include <variant>
+
+#include "Options.h"
+#include "Report.h"
+#include "SignalQueue.h"
+#include "StandIn.h"
+
+namespace {
+
+constexpr int kOwnFailure = 125;
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    const auto parsed = standin::parseOptions(argc, argv);
+    if (const int* status = std::get_if<int>(&parsed)) {
+      return *status;
+    }
+    standin::SignalQueue signals;
+    return standin::StandIn(std::get<standin::Options>(parsed), signals).run();
+  } catch (const std::exception& failure) {
+    standin::report(failure.what());
+    return kOwnFailure;
+  }
+}
