@@ -13,7 +13,7 @@
 namespace {
 
 void submitWithJobId(benchmark::State& state) {
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     if (createTaskFile("Normal", "true", nullptr, nullptr, "J1", nullptr, nullptr, 0) != 0) {
       state.SkipWithError("not queued");
     }
@@ -22,7 +22,7 @@ void submitWithJobId(benchmark::State& state) {
 BENCHMARK(submitWithJobId);
 
 void submitWithNewJobId(benchmark::State& state) {
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     if (createTaskFile("Normal", "true", nullptr, nullptr, nullptr, nullptr, nullptr, 0) != 0) {
       state.SkipWithError("not queued");
     }
@@ -32,14 +32,14 @@ BENCHMARK(submitWithNewJobId);
 
 void drawTaskIdentifier(benchmark::State& state) {
   const CreateTaskFile identifiers;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(identifiers.generateTaskID());
   }
 }
 BENCHMARK(drawTaskIdentifier);
 
 void drawJobIdentifier(benchmark::State& state) {
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     const std::unique_ptr<char[]> jobId(generateJobID());
     benchmark::DoNotOptimize(jobId.get());
   }
@@ -47,8 +47,9 @@ void drawJobIdentifier(benchmark::State& state) {
 BENCHMARK(drawJobIdentifier);
 
 void loadProperties(benchmark::State& state) {
-  const std::string file = std::string(std::getenv("VELMO_HOME")) + "/priorities.cfg";
-  for (auto _ : state) {
+  const char* home = std::getenv("VELMO_HOME");
+  const std::string file = std::string(home != nullptr ? home : ".") + "/priorities.cfg";
+  while (state.KeepRunning()) {
     brix::imutils::IMProperties properties;
     benchmark::DoNotOptimize(properties.load(file.c_str()));
   }
@@ -61,7 +62,7 @@ void lookUpLastOf(benchmark::State& state) {
     properties.setProperty(("name" + std::to_string(i)).c_str(), "value");
   }
   const std::string last = "name" + std::to_string(state.range(0) - 1);
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(properties.getProperty(last.c_str()));
   }
 }

@@ -32,7 +32,7 @@ bool submitJob() {
   // Tasks that belong together share a job identifier. The text is ours to release with delete[],
   // which this pointer does.
   const std::unique_ptr<char[]> jobId(generateJobID());
-  if (*jobId.get() == '\0') {
+  if (jobId[0] == '\0') {
     std::cerr << "no job identifier\n";
     return false;
   }

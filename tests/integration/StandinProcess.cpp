@@ -125,6 +125,7 @@ void StandinProcess::start(const std::vector<std::string>& arguments, mode_t uma
   std::vector<std::string> texts{STANDIN_PROGRAM};
   texts.insert(texts.end(), arguments.begin(), arguments.end());
   std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
   for (std::string& text : texts) {
     pointers.push_back(text.data());
   }
@@ -142,8 +143,8 @@ void StandinProcess::readEnvironment() {
   });
   const std::string text = output();
   std::size_t at = 0;
-  for (std::size_t end = 0; (end = text.find("'\n", at)) != std::string::npos; at = end + 2) {
-    const std::string line = text.substr(at, end + 1 - at);
+  for (std::size_t quote = 0; (quote = text.find("'\n", at)) != std::string::npos; at = quote + 2) {
+    const std::string line = text.substr(at, quote + 1 - at);
     const std::size_t equals = line.find('=');
     m_environment[line.substr(7, equals - 7)] = unquoted(line.substr(equals + 1));
   }

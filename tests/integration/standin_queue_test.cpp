@@ -194,8 +194,8 @@ TEST_F(StandinQueueTest, StrayThingsAreReportedOnceLeftLyingAndInNobodysWay) {
   fs::create_directory(queued(directory.fileName()));
   fs::create_symlink("/etc/hostname", queued(link.fileName()));
   mkfifo(queued(pipe.fileName()).c_str(), 0600);
-  std::ofstream(queued("README"));
-  std::ofstream(queued("0050.odd\nname"));
+  writeFile(queued("README"), "");
+  writeFile(queued("0050.odd\nname"), "");
   queue(good, "true");
   StandinProcess standin(arguments());
   EXPECT_EQ(0, standin.end());

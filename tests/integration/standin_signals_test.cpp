@@ -61,6 +61,7 @@ class TerminalProcess {
  public:
   explicit TerminalProcess(std::vector<std::string> arguments) {
     std::vector<char*> pointers;
+    pointers.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) {
       pointers.push_back(argument.data());
     }

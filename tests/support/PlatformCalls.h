@@ -74,10 +74,12 @@ struct PlatformCalls {
 /// The calls of this process.
 PlatformCalls& platform();
 
-/// Takes all fakes away when it goes.
+/// Begins without fakes, and takes all away when it goes.
 class FakeScope {
  public:
-  FakeScope() = default;
+  FakeScope() {
+    platform().reset();
+  }
   ~FakeScope() {
     platform().reset();
   }

@@ -83,6 +83,7 @@ class SpawnActions {
 // A list for exec, valid as long as the texts are.
 std::vector<char*> pointers(std::vector<std::string>& texts) {
   std::vector<char*> result;
+  result.reserve(texts.size() + 1);
   for (std::string& text : texts) {
     result.push_back(text.data());
   }
@@ -105,7 +106,7 @@ int ChildEnd::shellStatus() const {
 
 Child::Child(const std::vector<std::string>& arguments, const std::vector<std::string>& environment,
              const std::optional<Background>& background)
-    : m_pid(-1), m_ownGroup(background.has_value()) {
+    : m_ownGroup(background.has_value()) {
   SpawnAttributes attributes;
   attributes.resetSignals(m_ownGroup);
   SpawnActions actions;

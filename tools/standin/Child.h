@@ -54,7 +54,7 @@ class Child {
   void kill();
 
  private:
-  pid_t m_pid;
+  pid_t m_pid = -1;
   bool m_ownGroup;
   std::optional<ChildEnd> m_end;
 };

@@ -33,9 +33,9 @@ class ChildTest : public testing::Test {
 
   // Runs a shell command in the background to its end.
   ChildEnd run(const std::string& command) const {
-    const FileDescriptor output(open(outputFile().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    const FileDescriptor log(open(outputFile().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
     Child child({"/bin/sh", "-c", command}, {"PATH=/usr/bin:/bin", "NAME=value"},
-                Background{m_directory.path(), output.get()});
+                Background{m_directory.path(), log.get()});
     return endOf(child);
   }
 

@@ -45,7 +45,7 @@ std::vector<std::string> environmentWith(const Variables& variables,
     }
   }
   for (const auto& [name, value] : variables) {
-    result.push_back(name + "=" + value);
+    result.push_back(std::string(name).append("=").append(value));
   }
   return result;
 }

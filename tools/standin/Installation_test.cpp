@@ -65,7 +65,7 @@ TEST_F(InstallationTest, HasAllDirectoriesAndFilesPrivateWhateverTheUmask) {
 
 TEST_F(InstallationTest, VariablesLeadToItsDirectories) {
   const Installation installation({}, false);
-  const fs::path top = installation.directory();
+  const fs::path& top = installation.directory();
   EXPECT_EQ((Variables{{"CONF", top / "conf"},
                        {"VELMO_HOME", top / "home"},
                        {"VAR", top / "var"},

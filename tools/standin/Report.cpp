@@ -29,7 +29,7 @@ void report(std::string_view text) {
 }
 
 std::system_error systemError(const std::string& what) {
-  return std::system_error(errno, std::generic_category(), what);
+  return {errno, std::generic_category(), what};
 }
 
 }  // namespace standin

@@ -37,12 +37,12 @@ class RecordingConfig : public Config {
   using Config::m_properties;
 
   void reset() override {
-    calls.push_back("reset");
+    calls.emplace_back("reset");
     Config::reset();
   }
 
   void load() override {
-    calls.push_back("load");
+    calls.emplace_back("load");
     Config::load();
   }
 
@@ -59,7 +59,7 @@ class ConfigTest : public testing::Test {
  protected:
   // Writes a file and dates it.
   std::string file(const std::string& name, const std::string& contents, time_t modified) {
-    const std::string path = directory.writeFile(name, contents);
+    std::string path = directory.writeFile(name, contents);
     setFileTime(path.c_str(), modified);
     return path;
   }
@@ -219,7 +219,7 @@ TEST_F(ConfigTest, EmptyFileNamesAreNotExamined) {
   RecordingConfig config(std::vector<std::string>{"", file("a", "x=1\n", kNow - 100)});
   std::vector<std::string> examined;
   platform().stat.setFake([&examined](const char* path, struct stat* status) {
-    examined.push_back(path);
+    examined.emplace_back(path);
     return platform().stat.real(path, status);
   });
   config.check();

@@ -20,7 +20,6 @@ using brix::imutils::IMProperties;
 using brix::imutils::IMProperty;
 using testing::EndsWith;
 using testing::StartsWith;
-using velmo::test::exists;
 using velmo::test::openDescriptors;
 using velmo::test::readFile;
 using velmo::test::TemporaryDirectory;
@@ -412,16 +411,16 @@ TEST_F(IMPropertiesTest, SetPropertyTestsTheNameBeforeTheValue) {
 
 TEST_F(IMPropertiesTest, SkipWhiteSpacesStopsAtTheFirstOtherCharacter) {
   std::string text = " \t\n\v\f\rx ";
-  EXPECT_EQ(text.data() + 6, properties.skipWhiteSpaces(text.data()));
-  EXPECT_EQ(text.data() + 6, properties.skipWhiteSpaces(text.data() + 6));
+  EXPECT_EQ(text.data() + 6, IMProperties::skipWhiteSpaces(text.data()));
+  EXPECT_EQ(text.data() + 6, IMProperties::skipWhiteSpaces(text.data() + 6));
   std::string blank = "  ";
-  EXPECT_EQ(blank.data() + 2, properties.skipWhiteSpaces(blank.data()));
-  EXPECT_EQ(nullptr, properties.skipWhiteSpaces(nullptr));
+  EXPECT_EQ(blank.data() + 2, IMProperties::skipWhiteSpaces(blank.data()));
+  EXPECT_EQ(nullptr, IMProperties::skipWhiteSpaces(nullptr));
 }
 
 TEST_F(IMPropertiesTest, TrimOverwritesTheWhiteSpaceAtTheEnd) {
   std::string text = "  a b \r\n";
-  char* start = properties.trim(text.data());
+  char* start = IMProperties::trim(text.data());
   EXPECT_EQ(text.data() + 2, start);
   EXPECT_STREQ("a b", start);
   EXPECT_EQ(std::string("  a b\0\0\0", 8), text);
@@ -429,37 +428,37 @@ TEST_F(IMPropertiesTest, TrimOverwritesTheWhiteSpaceAtTheEnd) {
 
 TEST_F(IMPropertiesTest, TrimOfWhiteSpaceAloneIsEmpty) {
   std::string blank = " \t ";
-  EXPECT_STREQ("", properties.trim(blank.data()));
+  EXPECT_STREQ("", IMProperties::trim(blank.data()));
   EXPECT_EQ(" \t ", blank);
   std::string empty;
-  EXPECT_STREQ("", properties.trim(empty.data()));
-  EXPECT_EQ(nullptr, properties.trim(nullptr));
+  EXPECT_STREQ("", IMProperties::trim(empty.data()));
+  EXPECT_EQ(nullptr, IMProperties::trim(nullptr));
 }
 
 TEST_F(IMPropertiesTest, ReplaceTurnsEveryCharacterInPlace) {
   std::string text = "a.b..c";
-  properties.replace(text.data(), '.', '-');
+  IMProperties::replace(text.data(), '.', '-');
   EXPECT_EQ("a-b--c", text);
-  properties.replace(text.data(), 'x', 'y');
+  IMProperties::replace(text.data(), 'x', 'y');
   EXPECT_EQ("a-b--c", text);
-  properties.replace(text.data(), '-', '\0');
+  IMProperties::replace(text.data(), '-', '\0');
   EXPECT_EQ(std::string("a\0b\0\0c", 6), text);
-  properties.replace(nullptr, 'a', 'b');
+  IMProperties::replace(nullptr, 'a', 'b');
 }
 
 TEST_F(IMPropertiesTest, GetNextValueSplitsAtTheSeparator) {
   std::string text = " a ; b;c";
   char* cursor = text.data();
-  EXPECT_STREQ("a", properties.getNextValue(cursor, ';'));
+  EXPECT_STREQ("a", IMProperties::getNextValue(cursor, ';'));
   EXPECT_EQ(text.data() + 4, cursor);
-  EXPECT_STREQ("b", properties.getNextValue(cursor, ';'));
+  EXPECT_STREQ("b", IMProperties::getNextValue(cursor, ';'));
   EXPECT_STREQ("c", cursor);
 }
 
 TEST_F(IMPropertiesTest, GetNextValueWithoutSeparatorLeavesTheCursor) {
   std::string text = " a ";
   char* cursor = text.data();
-  EXPECT_EQ(nullptr, properties.getNextValue(cursor, ';'));
+  EXPECT_EQ(nullptr, IMProperties::getNextValue(cursor, ';'));
   EXPECT_EQ(text.data(), cursor);
   EXPECT_EQ(" a ", text);
 }
@@ -467,16 +466,16 @@ TEST_F(IMPropertiesTest, GetNextValueWithoutSeparatorLeavesTheCursor) {
 TEST_F(IMPropertiesTest, GetNextValueHasNoSeparatorNul) {
   std::string text = "a";
   char* cursor = text.data();
-  EXPECT_EQ(nullptr, properties.getNextValue(cursor, '\0'));
+  EXPECT_EQ(nullptr, IMProperties::getNextValue(cursor, '\0'));
   EXPECT_EQ(text.data(), cursor);
   char* absent = nullptr;
-  EXPECT_EQ(nullptr, properties.getNextValue(absent, ';'));
+  EXPECT_EQ(nullptr, IMProperties::getNextValue(absent, ';'));
 }
 
 TEST_F(IMPropertiesTest, GetNextValueOfAnEmptyPieceIsEmpty) {
   std::string text = ";";
   char* cursor = text.data();
-  EXPECT_STREQ("", properties.getNextValue(cursor, ';'));
+  EXPECT_STREQ("", IMProperties::getNextValue(cursor, ';'));
   EXPECT_STREQ("", cursor);
 }
 

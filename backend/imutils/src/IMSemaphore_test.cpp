@@ -71,7 +71,7 @@ class IMSemaphoreTest : public testing::Test {
   }
 
   IMSemaphore semaphore(bool autoUnlock = false) const {
-    return IMSemaphore("x", directory.path(), autoUnlock);
+    return {"x", directory.path(), autoUnlock};
   }
 
   TemporaryDirectory directory;

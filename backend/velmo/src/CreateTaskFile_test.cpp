@@ -30,7 +30,6 @@ using brix::imutils::IMIOException;
 using testing::Each;
 using testing::ElementsAre;
 using testing::EndsWith;
-using testing::Field;
 using testing::IsEmpty;
 using testing::StartsWith;
 using velmo::test::CapturedLog;
@@ -1168,7 +1167,9 @@ TEST_F(TaskIdentifierTest, LargerSegmentServesWithItsFirstFourBytes) {
 }
 
 TEST_F(TaskIdentifierTest, FailedAttachIsLoggedAndTheSemaphoreReleased) {
-  platform().shmat.setFake([](int, const void*, int) { return reinterpret_cast<void*>(-1L); });
+  platform().shmat.setFake([](int, const void*, int) {
+    return reinterpret_cast<void*>(-1L);  // NOLINT(performance-no-int-to-ptr): how shmat fails
+  });
   EXPECT_EQ(-1, creator.generateTaskID());
   EXPECT_THAT(log.cycles(), ElementsAre(line("createTaskFile shmat error")));
   expectReleased();
