@@ -24,7 +24,7 @@ const char* textOrEmpty(const char* text) {
 [[gnu::format(printf, 1, 0)]] MessageBuffer formatMessage(const char* format,
                                                           va_list arguments) noexcept {
   MessageBuffer buffer{};
-  if (std::vsnprintf(buffer.data(), buffer.size(), textOrEmpty(format), arguments) < 0) {
+  if (format == nullptr || std::vsnprintf(buffer.data(), buffer.size(), format, arguments) < 0) {
     buffer.front() = '\0';
   }
   return buffer;
