@@ -27,6 +27,10 @@ using velmo::test::platform;
 
 extern "C" {
 
+char* getenv(const char* name) noexcept {
+  return platform().getenv(name);
+}
+
 time_t time(time_t* result) noexcept {
   return platform().time(result);
 }

@@ -44,6 +44,7 @@ class PlatformCall<Result(Arguments...)> {
 /// The interposed functions. Those with a variable argument list have a fixed form here: syslog
 /// gets the formatted text, open its mode, semctl the value of its fourth argument (0 without one).
 struct PlatformCalls {
+  PlatformCall<char*(const char*)> getenv{"getenv"};
   PlatformCall<time_t(time_t*)> time{"time"};
   PlatformCall<int()> rand{"rand"};
   PlatformCall<int(const timespec*, timespec*)> nanosleep{"nanosleep"};

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <exception>
 #include <iostream>
 #include <limits>
 #include <optional>
@@ -51,7 +52,12 @@ void Config::load() {
       if (!m_properties.load(file.c_str())) {
         std::cerr << "Warning: error loading " << file << std::endl;
       }
-    } catch (...) {  // NOLINT(bugprone-empty-catch): one bad file must not keep the others out
+    } catch (...) {
+      // Deliberate: one bad file does not keep the others out. What is no C++ exception is a thread
+      // that is being cancelled: whoever stops that ends the process.
+      if (std::current_exception() == nullptr) {
+        throw;
+      }
     }
   }
 }

@@ -19,7 +19,8 @@ namespace brix::imutils {
 /// restore the defaults) and load() (call the base, then take the values out of `m_properties`),
 /// and has check() called before its values are used. Nothing is loaded before the first check().
 ///
-/// It takes no lock: check() may replace `m_properties` while another thread reads a value.
+/// A copy is independent of the original. It takes no lock: check() may replace `m_properties`
+/// while another thread reads a value.
 class VELMO_EXPORT Config {
  public:
   /// No files.
@@ -47,7 +48,8 @@ class VELMO_EXPORT Config {
   /// calls reset() alone.
   ///
   /// A file replaced by an older one goes unnoticed until some file becomes newer. Empty file names
-  /// and files that cannot be examined are passed over.
+  /// and files that cannot be examined are passed over. What an overridden reset() or load() throws
+  /// passes; the look at the files then counts as done.
   void check();
 
  protected:

@@ -2,10 +2,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <filesystem>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "IMException.h"
@@ -99,6 +101,68 @@ TEST_F(ConfigTest, FirstCheckResetsThenLoads) {
   EXPECT_STREQ("1", config.m_properties.getProperty("x"));
   EXPECT_EQ(kNow - 100, config.m_lastModified);
   EXPECT_EQ(kNow, config.m_nextCheck);
+}
+
+// A configuration that notes, in reset(), what check() has set by then.
+class NotingConfig : public RecordingConfig {
+ public:
+  using RecordingConfig::RecordingConfig;
+
+  void reset() override {
+    seen.emplace_back(m_lastModified, m_nextCheck);
+    if (throws) {
+      throw 7;
+    }
+  }
+
+  std::vector<std::pair<time_t, time_t>> seen;
+  bool throws = false;
+};
+
+TEST_F(ConfigTest, TimesAreSetBeforeAReload) {
+  NotingConfig config(file("a", "x=1\n", kNow - 100));
+  config.m_checkInterval = 10;
+  config.check();
+  EXPECT_THAT(config.seen, ElementsAre(std::make_pair(kNow - 100, kNow + 10)));
+}
+
+TEST_F(ConfigTest, WithoutAnyFileTheLastModificationIsForgottenAfterTheReset) {
+  NotingConfig config(file("a", "x=1\n", kNow - 100));
+  config.check();
+  std::filesystem::remove(directory.path("a"));
+  clock.advance(1);
+  config.check();
+  EXPECT_EQ(std::make_pair(kNow - 100, kNow + 1), config.seen.back());
+  EXPECT_EQ(0, config.m_lastModified);
+}
+
+TEST_F(ConfigTest, ExceptionOfAnOverriddenResetPassesAndTheLookCountsAsDone) {
+  NotingConfig config(file("a", "x=1\n", kNow - 100));
+  config.throws = true;
+  EXPECT_THROW(config.check(), int);
+  config.throws = false;
+  config.check();
+  EXPECT_EQ(1U, config.seen.size());
+}
+
+TEST_F(ConfigTest, CancelledThreadIsNotHeldUpByLoad) {
+  RecordingConfig config(file("a", "x=1\n", kNow - 100));
+  platform().fopen.setFake([](const char* path, const char* mode) {
+    pthread_testcancel();
+    return platform().fopen.real(path, mode);
+  });
+  pthread_t thread{};
+  ASSERT_EQ(0, pthread_create(
+                   &thread, nullptr,
+                   [](void* argument) -> void* {
+                     pthread_cancel(pthread_self());
+                     static_cast<RecordingConfig*>(argument)->load();
+                     return nullptr;
+                   },
+                   &config));
+  void* result = nullptr;
+  ASSERT_EQ(0, pthread_join(thread, &result));
+  EXPECT_EQ(PTHREAD_CANCELED, result);
 }
 
 TEST_F(ConfigTest, CheckWithinTheIntervalTouchesNoFile) {

@@ -2,7 +2,8 @@
 
 #include <sys/ipc.h>
 
-#include <string>
+#include <array>
+#include <cstdio>
 
 #include "SystemLog.h"
 
@@ -20,9 +21,13 @@ union SemaphoreArgument {
   unsigned short* array;  // cppcheck-suppress unusedStructMember
 };
 
+constexpr std::size_t kLogLineSize = 96;  // the longest line has 60 characters
+
+// Allocates nothing, since nothing may be thrown here.
 void logNumber(const char* what, int number) {
-  const std::string text = what + std::to_string(number);
-  logError(kLogIdentity, text.c_str());
+  std::array<char, kLogLineSize> line{};
+  std::snprintf(line.data(), line.size(), "%s%d", what, number);
+  logError(kLogIdentity, line.data());
 }
 
 }  // namespace

@@ -191,6 +191,25 @@ TEST_F(IMMemSemaphoreTest, RemovedSetFailsEveryOperationWithItsIdentifier) {
                                         line("Semaphore close - semctl failed for id:" + id)));
 }
 
+TEST_F(IMMemSemaphoreTest, FailureIsBelow0ForTheSetAndMinus1ForItsOperations) {
+  platform().semget.setFake([](key_t, int, int) { return -2; });
+  platform().semctl.setFake([](int, int, int, int) { return -2; });
+  platform().semop.setFake([](int, sembuf*, size_t) { return -2; });
+  IMMemSemaphore semaphore(4711, false);
+  EXPECT_FALSE(semaphore.init());
+  EXPECT_TRUE(semaphore.lock());
+  EXPECT_TRUE(semaphore.unlock());
+  EXPECT_TRUE(semaphore.close());
+  EXPECT_THAT(log.lines(), ElementsAre("Semaphore constructor - semget failed for key4711",
+                                       "Semaphore init - semctl failed for id:-2"));
+}
+
+TEST_F(IMMemSemaphoreTest, LongestNumberIsLoggedWhole) {
+  platform().semget.setFake([](key_t, int, int) { return -1; });
+  const IMMemSemaphore semaphore(-2147483647 - 1, false);
+  EXPECT_THAT(log.lines(), ElementsAre("Semaphore constructor - semget failed for key-2147483648"));
+}
+
 TEST_F(IMMemSemaphoreTest, InterruptedLockFails) {
   const TestSemaphore set(1);
   platform().semop.setFake([](int, sembuf*, size_t) {

@@ -119,8 +119,7 @@ class VELMO_EXPORT IMProperties {
   /// Splits a text at the first `separator` at or after `cursor`: overwrites it with NUL, moves
   /// `cursor` behind it and returns the trimmed text before it.
   /// @return null, `cursor` and text unchanged, when there is no separator, `cursor` is null, or
-  /// the
-  ///         separator is NUL
+  ///         the separator is NUL
   static char* getNextValue(char*& cursor, char separator);
 
  private:

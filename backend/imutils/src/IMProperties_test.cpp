@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "IMException.h"
+#include "PlatformCalls.h"
 #include "TemporaryDirectory.h"
 
 namespace {
@@ -240,6 +241,18 @@ TEST_F(IMPropertiesTest, WriteReplacesTheFile) {
   properties.setProperty("b c", "");
   EXPECT_TRUE(properties.write(file.c_str()));
   EXPECT_EQ("a=\"1\"\nb c=\"\"\n", readFile(file));
+}
+
+TEST_F(IMPropertiesTest, FilesAreOpenedInBinaryModes) {
+  const velmo::test::FakeScope fakes;
+  std::vector<std::string> modes;
+  velmo::test::platform().fopen.setFake([&modes](const char* path, const char* mode) {
+    modes.emplace_back(mode);
+    return velmo::test::platform().fopen.real(path, mode);
+  });
+  EXPECT_TRUE(properties.write(directory.path("out.cfg").c_str()));
+  EXPECT_TRUE(properties.load(directory.path("out.cfg").c_str()));
+  EXPECT_THAT(modes, testing::ElementsAre("wb", "rb"));
 }
 
 TEST_F(IMPropertiesTest, WriteOfNothingIsAnEmptyFile) {

@@ -38,8 +38,7 @@ class VELMO_EXPORT IMSemaphore {
   /// not get it.
   /// @return whether the lock was taken; false when somebody holds it, this object included
   /// @throws IMIOException  code errno, "Creating semaphore failed: NAME [TEXT]", when the lock
-  /// file
-  ///                        cannot be created and does not exist either
+  ///                        file cannot be created and does not exist either
   bool lockResource();
 
   /// Takes the lock; between attempts it sleeps for 10 to 989 milliseconds, drawn from `rand`.

@@ -91,7 +91,10 @@ TEST_F(IMSemaphoreTest, IsNotCopyable) {
 // --- the lock directory ---
 
 TEST_F(IMSemaphoreTest, DirectoryGivenIsUsedAndLockVarIsNotRead) {
-  environment.set("LOCK_VAR", directory.path("missing"));
+  platform().getenv.setFake([](const char* name) {
+    ADD_FAILURE() << name << " is read";
+    return platform().getenv.real(name);
+  });
   EXPECT_TRUE(semaphore().lockResource());
   EXPECT_TRUE(exists(lockFile));
 }
@@ -422,6 +425,10 @@ TEST_F(IMSemaphoreTest, ForcedUnlockRemovesTheLockOfSomebodyElse) {
   lock.setForceUnlock(true);
   lock.unlock();
   EXPECT_FALSE(exists(lockFile));
+
+  directory.writeFile("semaphore_x", "");
+  lock.unlock();
+  EXPECT_FALSE(exists(lockFile)) << "the force lasts until it is taken back";
 
   directory.writeFile("semaphore_x", "");
   lock.setForceUnlock(false);

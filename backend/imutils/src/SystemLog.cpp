@@ -2,21 +2,28 @@
 
 #include <syslog.h>
 
+#include <array>
+#include <cstdio>
 #include <cstring>
-#include <string>
 
 namespace brix::imutils {
 
-void logError(const char* identity, const char* text) noexcept {
+namespace {
+
+constexpr std::size_t kErrnoLineSize = 256;  // the platform's texts have some 50 characters
+
+}  // namespace
+
+void logError(const char* identity, const char* text) {
   openlog(identity, LOG_PID, LOG_LOCAL3);
   syslog(LOG_ERR, "%s", text);
   closelog();
 }
 
 void logErrno(const char* identity, int error) {
-  const std::string text =
-      "Errno: " + std::to_string(error) + " Strerror: " + std::strerror(error) + "\n";
-  logError(identity, text.c_str());
+  std::array<char, kErrnoLineSize> line{};
+  std::snprintf(line.data(), line.size(), "Errno: %d Strerror: %s\n", error, std::strerror(error));
+  logError(identity, line.data());
 }
 
 }  // namespace brix::imutils

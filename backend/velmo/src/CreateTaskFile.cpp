@@ -13,6 +13,7 @@
 #include <ctime>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 #include "IMException.h"
 #include "IMMemSemaphore.h"
@@ -42,11 +43,11 @@ constexpr int kCreateForAll = IPC_CREAT | 0666;
 IMProperties g_priorities;
 bool g_priorityCreated = false;
 
-void logLine(const char* text) noexcept {
+void logLine(const char* text) {
   brix::imutils::logError(kLogIdentity, text);
 }
 
-void logLine(const std::string& text) noexcept {
+void logLine(const std::string& text) {
   logLine(text.c_str());
 }
 
@@ -108,8 +109,15 @@ int effectivePriority(const TaskFileDescriptor& descriptor) {
 
 // --- job identifiers ---
 
-std::string jobCounterFile(const char* name) {
-  return directoryFromEnvironment("DATA") + "/velmo/" + name;
+struct JobCounterFiles {
+  std::string counter;
+  std::string newCopy;
+};
+
+// Both at once, before the wait for the lock: a copy must not end up beside another counter.
+JobCounterFiles jobCounterFiles() {
+  const std::string directory = directoryFromEnvironment("DATA");
+  return {directory + "/velmo/jobid", directory + "/velmo/jobid_tmp"};
 }
 
 bool lockJobCounter(IMSemaphore& semaphore, const std::string& counterFile) {
@@ -140,14 +148,13 @@ int nextJobNumber(const std::string& counterFile) {
 }
 
 // Written aside and moved into place: a reader never sees half a number.
-bool saveJobNumber(const std::string& number, const std::string& counterFile) {
-  const std::string newCopy = jobCounterFile("jobid_tmp");
-  if (const int error = brix::imutils::writeWholeFile(newCopy, number)) {
+bool saveJobNumber(const std::string& number, const JobCounterFiles& files) {
+  if (const int error = brix::imutils::writeWholeFile(files.newCopy, number)) {
     logLines("Job ID file cannot be created!\n", error);
     return false;
   }
   // Deliberate: the outcome is not examined; after a failure the next caller gets this number too.
-  static_cast<void>(std::rename(newCopy.c_str(), counterFile.c_str()));
+  static_cast<void>(std::rename(files.newCopy.c_str(), files.counter.c_str()));
   return true;
 }
 
@@ -188,8 +195,29 @@ std::int32_t followingTaskId(std::int32_t last) {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(last) + 1U);
 }
 
-// Must not throw: its caller holds the semaphore.
-int advanceTaskCounter(int key) noexcept {
+// Holds a lock that was taken, and gives it back also when the road out is an exception or a thread
+// that is cancelled: until this process ends, nobody else on the machine could submit.
+class HeldSemaphore {
+ public:
+  explicit HeldSemaphore(IMMemSemaphore& semaphore) : m_semaphore(&semaphore) {}
+  HeldSemaphore(const HeldSemaphore&) = delete;
+  HeldSemaphore& operator=(const HeldSemaphore&) = delete;
+
+  ~HeldSemaphore() {
+    if (m_semaphore != nullptr) {
+      m_semaphore->unlock();
+    }
+  }
+
+  bool release() {
+    return std::exchange(m_semaphore, nullptr)->unlock();
+  }
+
+ private:
+  IMMemSemaphore* m_semaphore;
+};
+
+int advanceTaskCounter(int key) {
   const int segment = shmget(key, sizeof(std::int32_t), kCreateForAll);
   if (segment < 0) {
     logLine("createTaskFile shmget error");
@@ -217,7 +245,9 @@ int advanceTaskCounter(int key) noexcept {
 std::string localTimestamp() {
   const time_t now = time(nullptr);
   tm local{};
-  localtime_r(&now, &local);
+  if (localtime_r(&now, &local) == nullptr) {
+    local = tm{};  // a year beyond the calendar leaves it half written
+  }
   std::array<char, 64> text{};
   std::snprintf(text.data(), text.size(), "%04ld%02d%02d%02d%02d%02d", local.tm_year + 1900L,
                 local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
@@ -300,13 +330,13 @@ bool CreateTaskFile::createPriorityMap() const {
 }
 
 std::string CreateTaskFile::generateJobID() const {
-  const std::string counterFile = jobCounterFile("jobid");
+  const JobCounterFiles files = jobCounterFiles();
   IMSemaphore semaphore("velmo_jobid", true);
-  if (!lockJobCounter(semaphore, counterFile)) {
+  if (!lockJobCounter(semaphore, files.counter)) {
     return {};
   }
-  const std::string number = std::to_string(nextJobNumber(counterFile));
-  if (!saveJobNumber(number, counterFile)) {
+  const std::string number = std::to_string(nextJobNumber(files.counter));
+  if (!saveJobNumber(number, files)) {
     return {};
   }
   return withServerIdentity("J" + number);
@@ -327,10 +357,11 @@ int CreateTaskFile::generateTaskID() const {
     logLine("Couldn't lock the semaphore");
     return kNoTaskId;
   }
+  HeldSemaphore held(semaphore);
   const int taskId = advanceTaskCounter(*counterKey);
   // An identifier drawn under a lock that cannot be released is given up: another writer might get
   // the same one.
-  if (!semaphore.unlock()) {
+  if (!held.release()) {
     logLine("Couldn't unlock the semaphore");
     return kNoTaskId;
   }

@@ -7,8 +7,8 @@
 
 /// One task, as plain texts that stay the caller's.
 struct TaskFileDescriptor {
-  const char* priorityType;  ///< priority class, looked up in "priorities.cfg"; never null
-  const char* command;       ///< command to run; never null
+  const char* priorityType;  ///< priority class, looked up in "priorities.cfg"; null is refused
+  const char* command;       ///< command to run; null is refused
   const char* commandType;   ///< kind of command; null is set to "sh"
   const char* deltaType;     ///< priority adjustment, looked up as the class is; null: none
   const char* jobId;         ///< job identifier; null or empty: a new one is generated
@@ -19,10 +19,11 @@ struct TaskFileDescriptor {
 
 /// Names and writes task files, and issues the identifiers that their names carry.
 ///
-/// Failures come back as a status or an empty text, and each is a line in the system log (identity
-/// "CreateTaskFile", LOG_PID, LOG_LOCAL3, LOG_ERR). The texts of the environment are read at every
-/// call; an unset VAR, TMP or DATA reads as "(null)", which fails as a missing directory does. A
-/// failed allocation leaves as the standard exception.
+/// Failures come back as a status or an empty text, and are told in the system log (identity
+/// "CreateTaskFile", LOG_PID, LOG_LOCAL3, LOG_ERR); what is told nowhere is said below. The
+/// variables of the environment are read at every call. An unset VAR, TMP or DATA reads as
+/// "(null)", which fails as a missing directory does. A failed allocation leaves as the standard
+/// exception.
 ///
 /// The object holds no data, and several threads may issue identifiers at once. The priority map is
 /// shared by the whole process and loaded at the first use without a lock: a program that submits
@@ -32,11 +33,11 @@ class VELMO_EXPORT CreateTaskFile {
   /// Loads the priority map from VELMO_HOME/priorities.cfg and CONF/priorities.cfg, where the
   /// second counts for a name that both know. Only the first call in a process does anything: the
   /// map is never loaded again, even if that load failed or the files change. A missing file is no
-  /// failure.
+  /// failure. An IMException from the first file is told in the system log ("No file in
+  /// CreateTaskFile::createPriorityMap(), :PATH"), one from the second nowhere.
   /// @return true, always
   /// @throws std::logic_error  "basic_string::_M_construct null not valid", when VELMO_HOME or CONF
-  /// is
-  ///                           not set at the first call. The map then stays empty for good.
+  ///                           is not set at the first call; the map then stays empty for good
   bool createPriorityMap() const;
 
   /// A new job identifier: the next number of the machine's job counter (0 to 999999, then 0 again)
@@ -45,9 +46,10 @@ class VELMO_EXPORT CreateTaskFile {
   ///
   /// Counts in DATA/velmo/jobid under the lock file "semaphore_velmo_jobid" in LOCK_VAR (unset: the
   /// current directory), for which it waits up to 30 seconds. The identity is SELF_SERVER_ID of
-  /// CONF/serverid.cfg. The counter has no lower bound: a file that holds -7 gives "J-6".
+  /// CONF/serverid.cfg. A counter file that cannot be opened counts as a fresh installation. The
+  /// counter has no lower bound: a file that holds -7 gives "J-6".
   ///
-  /// Mind that a counter file that cannot be replaced goes unnoticed: the next caller then gets the
+  /// Mind that a counter file that cannot be replaced is told nowhere: the next caller gets the
   /// same number. A lock file that cannot be removed afterwards ends the process.
   /// @return the identifier, or an empty text when the lock or the counter file cannot be had
   std::string generateJobID() const;
@@ -56,32 +58,38 @@ class VELMO_EXPORT CreateTaskFile {
   /// memory with the key SHARED_VELMO_TASKID, advanced under the semaphore with the key
   /// SEMAPHORE_VELMO_TASKID.
   ///
-  /// It blocks without limit while somebody holds the semaphore. Mind that a key that is not a
-  /// number counts as 0, which names a new, private object at every call: a semaphore of that kind
-  /// is 0 and nobody can release it.
-  /// @return the identifier, or -1 when a key is not set or a system call failed
+  /// It blocks without limit while somebody holds the semaphore. Mind that a key that is no number
+  /// counts as 0, which names a new, private object at every call: such a semaphore is 0 and nobody
+  /// can raise it.
+  /// @return the identifier, or -1 when a key is not set or a system call failed. Below -1 when
+  ///         somebody else set the counter so; no task file is made with it.
   int generateTaskID() const;
 
   /// The name of a new task file, for example
   /// "0050.20250303140509.J12.S0.T20250303140509-731.R0002.sh". Draws a new task identifier, and a
-  /// new job identifier where none is given: no two calls give the same name.
+  /// new job identifier where none is given, so two calls give two names.
+  ///
+  /// A class or an adjustment that is not configured is told in the system log: the class counts as
+  /// 9999, the adjustment as none.
   /// @param descriptor  `commandType` and `subJobId` are set to "sh" and "0" where they are null
   /// @return an empty text when no task identifier could be had
   /// @throws std::logic_error                     as createPriorityMap()
   /// @throws brix::imutils::IMAssertionException  when `priorityType` is null
   std::string getFileName(TaskFileDescriptor& descriptor) const;
 
-  /// The contents of the task file: the command and, where there is one, the job information, each
-  /// with a line feed. Empty when the command is null.
+  /// The contents of the task file before percent signs are paired: the command and, where there is
+  /// one, the job information, each with a line feed. Empty when the command is null.
   std::string getTaskContents(TaskFileDescriptor& descriptor) const;
 
   /// Writes the task file: first in the directory TMP, then moved into the queue VAR/taskqueue,
-  /// which has to lie on the same file system.
+  /// which has to lie on the same file system. Draws the identifiers that getFileName() needs, with
+  /// their waits.
   ///
   /// Mind that two percent signs in a row in the command or the job information are written as one.
   /// A single one is written as it stands.
-  /// @return 0: the task is in the queue; 1: refused or failed; -1: no task identifier. A file that
-  ///         could not be written whole is removed; one that could not be moved stays in TMP.
+  /// @return 0: the task is in the queue. 1: `priorityType` or `command` is null; or the file could
+  ///         not be written whole, and was removed again; or the queue has a file of that name, or
+  ///         the move failed, and the file stays in TMP. -1: no task identifier.
   /// @throws std::logic_error  as createPriorityMap()
   int createFile(TaskFileDescriptor& descriptor);
 };
@@ -92,11 +100,11 @@ extern "C" {
 ///
 /// Files and variables: VAR/taskqueue and TMP (the file), VELMO_HOME/priorities.cfg and
 /// CONF/priorities.cfg (read at the first call of the process), SHARED_VELMO_TASKID and
-/// SEMAPHORE_VELMO_TASKID (the task counter, which may block), and where no job identifier is given
-/// DATA/velmo/jobid, LOCK_VAR and CONF/serverid.cfg (the job counter, which may wait 30 seconds).
+/// SEMAPHORE_VELMO_TASKID (the task counter, which blocks without limit while somebody holds it),
+/// and where no job identifier is given those of generateJobID().
 ///
-/// @param priorityType  priority class; one that is not configured is queued as 9999, the last
-/// @param command       command to run
+/// @param priorityType  priority class; one that is not configured counts as 9999
+/// @param command       command to run; "%%" in it is written as "%"
 /// @param commandType   kind of command; null: "sh"
 /// @param deltaType     priority adjustment; null: none
 /// @param jobId         job identifier; null or empty: a new one, "EMPTYJOB" if that fails
@@ -104,9 +112,9 @@ extern "C" {
 /// @param jobInfo       job information; null: none
 /// @param relPriority   relative priority within the class
 /// @return 0: the task is in the queue; 1: `priorityType` or `command` is null, or the file could
-/// not
-///         be written or moved; -1: no task identifier. Every failure is a line in the system log.
+///         not be written or moved; -1: no task identifier. The system log tells why.
 /// @throws std::logic_error  when VELMO_HOME or CONF is not set at the first call of the process
+///                           that is not refused
 /// @throws std::bad_alloc    when memory runs out. A caller that cannot catch has to set both
 ///                           variables first.
 VELMO_EXPORT int createTaskFile(const char* priorityType, const char* command,
@@ -117,20 +125,24 @@ VELMO_EXPORT int createTaskFile(const char* priorityType, const char* command,
 /// parent with the number before the first underscore raised by one, and "_" and the suffix
 /// appended. The parent "3_x" and the suffix "y" give "4_x_y".
 ///
-/// @param subJobId     the parent's sub-job identifier, which must contain an underscore. Text
-/// before
-///                     it that is no number counts as 0. Null: the child gets "0" and no suffix.
+/// @param subJobId     the parent's sub-job identifier, which must contain an underscore. Text in
+///                     front of it that is no number counts as 0. Null: the child gets just "0".
 /// @param childSuffix  what tells this child from its siblings; null: nothing is appended
-/// @return as createTaskFile(), which also describes the other arguments
+/// @return as createTaskFile(), which also describes the other arguments, files and variables
 /// @throws std::out_of_range  when `subJobId` contains no underscore
 /// @throws std::logic_error   as createTaskFile()
+/// @throws std::bad_alloc     when memory runs out
 VELMO_EXPORT int createChildTask(const char* priorityType, const char* command,
                                  const char* commandType, const char* deltaType, const char* jobId,
                                  const char* subJobId, const char* childSuffix, const char* jobInfo,
                                  int relPriority);
 
-/// A new job identifier, as CreateTaskFile::generateJobID() issues it, for tasks that belong
-/// together.
+/// A new job identifier, for tasks that belong together: "J17", or "node2-J17" on a server that has
+/// an identity.
+///
+/// Files and variables: DATA/velmo/jobid (the counter), LOCK_VAR (directory of its lock file, for
+/// which it waits up to 30 seconds), CONF/serverid.cfg. A lock file that cannot be removed
+/// afterwards ends the process. CreateTaskFile::generateJobID() tells more.
 /// @return a new character array, which the caller releases with `delete[]`; never null, an empty
 ///         text on failure
 /// @throws std::bad_alloc  when memory runs out

@@ -42,6 +42,7 @@ using velmo::test::platform;
 using velmo::test::readFile;
 using velmo::test::TaskInstallation;
 using velmo::test::TestSegment;
+using velmo::test::TestSemaphore;
 using velmo::test::UnprivilegedFiles;
 using velmo::test::UnusedKey;
 
@@ -157,6 +158,36 @@ TEST_F(CreateTaskFileTest, TimeBeyondTheCalendarStillGivesAName) {
   }
 }
 
+TEST_F(CreateTaskFileTest, TimeThatHasNoLocalTimeReadsAsTheEmptyRecord) {
+  clock.set(std::numeric_limits<time_t>::max());
+  TaskFileDescriptor task{"NORMAL", "true", nullptr, nullptr, "J1", nullptr, nullptr, 0};
+  EXPECT_EQ("0050.19000100000000.J1.S0.T19000100000000-1.R0000.sh", creator.getFileName(task));
+}
+
+TEST_F(CreateTaskFileTest, TimeIsTakenOnceAndStandsInTheNameTwice) {
+  int looks = 0;
+  platform().time.setFake([&looks](time_t*) { return kNow + 100 * looks++; });
+  EXPECT_EQ(0, submit("NORMAL"));
+  EXPECT_EQ(1, looks);
+  EXPECT_THAT(installation.queue(), ElementsAre(firstName));
+}
+
+TEST_F(CreateTaskFileTest, TimeIsTakenBeforeTheIdentifiersAreWaitedFor) {
+  installation.directory.writeFile("lock/semaphore_velmo_jobid", "");
+  platform().nanosleep.setFake([this](const timespec*, timespec*) {
+    clock.advance(20);
+    std::filesystem::remove(installation.directory.path("lock/semaphore_velmo_jobid"));
+    return 0;
+  });
+  platform().semop.setFake([this](int id, sembuf* op, size_t count) {
+    clock.advance(20);
+    return platform().semop.real(id, op, count);
+  });
+  EXPECT_EQ(0, createTaskFile("NORMAL", "true", nullptr, nullptr, nullptr, nullptr, nullptr, 0));
+  EXPECT_THAT(installation.queue(),
+              ElementsAre("0050.20250303140509.J0.S0.T20250303140509-1.R0000.sh"));
+}
+
 TEST_F(CreateTaskFileTest, EachNameTakesANewTaskIdentifier) {
   TaskFileDescriptor task{"NORMAL", "true", nullptr, nullptr, "J1", nullptr, nullptr, 0};
   const std::string first = creator.getFileName(task);
@@ -203,6 +234,12 @@ TEST_F(CreateTaskFileTest, UnknownAdjustmentIsLoggedAndKeepsThePriority) {
   EXPECT_THAT(installation.queue(), ElementsAre(StartsWith("0050."), StartsWith("12000.")));
   EXPECT_THAT(log.cycles(), ElementsAre(line("Velmo unknown delta priority:NoSuch"),
                                         line("Velmo unknown delta priority:NoSuch")));
+}
+
+TEST_F(CreateTaskFileTest, EmptyAdjustmentNameIsLookedUpAndUnknown) {
+  EXPECT_EQ(0, submit("NORMAL", ""));
+  EXPECT_THAT(installation.queue(), ElementsAre(StartsWith("0050.")));
+  EXPECT_THAT(log.lines(), ElementsAre("Velmo unknown delta priority:"));
 }
 
 TEST_F(CreateTaskFileTest, EffectivePriorityFollowsClassAndAdjustment) {
@@ -618,12 +655,18 @@ TEST_F(CreateTaskFileTest, UnsetVarReadsAsNullTextAndFailsAtTheMove) {
                                        firstName + "\n"));
 }
 
-TEST_F(CreateTaskFileTest, DirectoriesAreReadAtEveryCall) {
+TEST_F(CreateTaskFileTest, VarIsReadAtEveryCall) {
   EXPECT_EQ(0, submit("NORMAL"));
   installation.directory.makeDirectory("other/taskqueue");
   installation.environment.set("VAR", installation.directory.path("other"));
   EXPECT_EQ(0, submit("NORMAL"));
   EXPECT_EQ(1U, velmo::test::namesIn(installation.directory.path("other/taskqueue")).size());
+}
+
+TEST_F(CreateTaskFileTest, TmpIsReadAtEveryCall) {
+  EXPECT_EQ(0, submit("NORMAL"));
+  installation.environment.set("TMP", installation.directory.path("missing"));
+  EXPECT_EQ(1, submit("NORMAL"));
 }
 
 // --- child tasks ---
@@ -827,6 +870,7 @@ TEST_F(JobIdentifierTest, FailedMoveGoesUnnoticedAndTheNextCallerGetsTheNumberAg
   EXPECT_EQ("J18", creator.generateJobID());
   EXPECT_EQ("J18", creator.generateJobID());
   EXPECT_EQ("17", installation.jobCounter());
+  EXPECT_EQ("18", readFile(installation.directory.path("data/velmo/jobid_tmp")));
   EXPECT_THAT(log.cycles(), IsEmpty());
 }
 
@@ -863,6 +907,26 @@ TEST_F(JobIdentifierTest, UnsetDataReadsAsNullTextAndFailsAsAMissingDirectory) {
   EXPECT_THAT(log.lines(), ElementsAre("Job ID file cannot be created!\n",
                                        "Errno: 2 Strerror: No such file or directory\n"));
   EXPECT_FALSE(exists(lockFile));
+}
+
+TEST_F(JobIdentifierTest, DataIsReadAtEveryCall) {
+  EXPECT_EQ("J0", creator.generateJobID());
+  installation.directory.makeDirectory("other/velmo");
+  installation.directory.writeFile("other/velmo/jobid", "41");
+  installation.environment.set("DATA", installation.directory.path("other"));
+  EXPECT_EQ("J42", creator.generateJobID());
+  EXPECT_EQ("0", installation.jobCounter());
+}
+
+TEST_F(JobIdentifierTest, CounterAndCopyAreOfOneDirectoryWhateverHappensDuringTheWait) {
+  installation.directory.writeFile("lock/semaphore_velmo_jobid", "");
+  platform().nanosleep.setFake([this](const timespec*, timespec*) {
+    std::filesystem::remove(lockFile);
+    installation.environment.set("DATA", installation.directory.path("missing"));
+    return 0;
+  });
+  EXPECT_EQ("J0", creator.generateJobID());
+  EXPECT_EQ("0", installation.jobCounter());
 }
 
 TEST_F(JobIdentifierTest, StaleLockFileTimesOutAfter30SecondsOfPauses) {
@@ -937,6 +1001,15 @@ TEST_F(JobIdentifierTest, FileWithoutTheKeyGivesNoPrefix) {
   installation.writeServerIdentity("self_server_id=node2\n");
   EXPECT_EQ("J0", creator.generateJobID());
   EXPECT_THAT(log.cycles(), IsEmpty());
+}
+
+TEST_F(JobIdentifierTest, ServerIdentityIsReadAtEveryCall) {
+  installation.writeServerIdentity("SELF_SERVER_ID=node2\n");
+  EXPECT_EQ("node2-J0", creator.generateJobID());
+  installation.writeServerIdentity("SELF_SERVER_ID=node3\n");
+  EXPECT_EQ("node3-J1", creator.generateJobID());
+  installation.environment.set("CONF", installation.directory.path("missing"));
+  EXPECT_EQ("J2", creator.generateJobID());
 }
 
 TEST_F(JobIdentifierTest, UnsetConfGivesNoPrefix) {
@@ -1089,6 +1162,16 @@ TEST_F(TaskIdentifierTest, KeysAreReadAsNumbersAtEveryCall) {
   EXPECT_EQ(1, creator.generateTaskID());
   installation.environment.set("SHARED_VELMO_TASKID", " " + std::to_string(other.key()) + "x");
   EXPECT_EQ(100, creator.generateTaskID());
+
+  const TestSemaphore otherSemaphore(1);
+  int operations = 0;
+  platform().semop.setFake([&](int id, sembuf* op, size_t count) {
+    operations += id == otherSemaphore.id() ? 1 : 0;
+    return platform().semop.real(id, op, count);
+  });
+  installation.environment.set("SEMAPHORE_VELMO_TASKID", std::to_string(otherSemaphore.key()));
+  EXPECT_EQ(101, creator.generateTaskID());
+  EXPECT_EQ(2, operations);
 }
 
 TEST_F(TaskIdentifierTest, KeyThatIsNoNumberIs0) {
@@ -1164,6 +1247,20 @@ TEST_F(TaskIdentifierTest, LargerSegmentServesWithItsFirstFourBytes) {
   installation.environment.set("SHARED_VELMO_TASKID", std::to_string(large.key()));
   EXPECT_EQ(42, creator.generateTaskID());
   EXPECT_EQ(42, large.value());
+}
+
+TEST_F(TaskIdentifierTest, AnyNegativeAnswerOfShmgetIsAFailure) {
+  platform().shmget.setFake([](key_t, size_t, int) { return -2; });
+  EXPECT_EQ(-1, creator.generateTaskID());
+  EXPECT_THAT(log.lines(), ElementsAre("createTaskFile shmget error"));
+}
+
+TEST_F(TaskIdentifierTest, ExceptionUnderTheSemaphoreReleasesIt) {
+  platform().shmget.setFake([](key_t, size_t, int) { return -1; });
+  platform().syslog.setFake([](int, const char*) { throw std::bad_alloc(); });
+  platform().openlog.setFake([](const char*, int, int) {});
+  EXPECT_THROW(creator.generateTaskID(), std::bad_alloc);
+  EXPECT_EQ(1, installation.semaphore.value());
 }
 
 TEST_F(TaskIdentifierTest, FailedAttachIsLoggedAndTheSemaphoreReleased) {

@@ -13,12 +13,15 @@ constexpr int kValueBeforeFirstCheck = -10;
 constexpr int kValueAfterReset = -50;
 constexpr long kCheckIntervalSeconds = 10;
 
-// Deliberate: CONF has a "priorities.cfg" too, which holds the priority classes; the value is never
-// taken from there.
 std::vector<std::string> configurationFiles() {
   std::vector<std::string> files;
   if (const char* home = std::getenv("VELMO_HOME")) {
     files.push_back(home + std::string("/priorities.cfg"));
+  }
+  // Deliberate: CONF is consulted and its path formed, but the file there is never read. It holds
+  // priority classes; this value is the service's own.
+  if (const char* conf = std::getenv("CONF")) {
+    static_cast<void>(conf + std::string("/priorities.cfg"));
   }
   return files;
 }

@@ -104,6 +104,16 @@ TEST_F(PrioritiesConfigTest, FileInConfIsNeverRead) {
   EXPECT_EQ(-50, value());
 }
 
+TEST_F(PrioritiesConfigTest, BothVariablesAreConsultedInTheConstructor) {
+  std::vector<std::string> names;
+  platform().getenv.setFake([&names](const char* name) {
+    names.emplace_back(name);
+    return platform().getenv.real(name);
+  });
+  const PrioritiesConfig config;
+  EXPECT_THAT(names, ElementsAre("VELMO_HOME", "CONF"));
+}
+
 TEST_F(PrioritiesConfigTest, WithoutVelmoHomeNoFileIsRead) {
   environment.unset("VELMO_HOME");
   directory.writeFile("conf/priorities.cfg", "RELATIVE_PRIORITY_STAT_STUDY=-30\n");
