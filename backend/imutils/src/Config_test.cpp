@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <filesystem>
 #include <limits>
@@ -143,26 +142,6 @@ TEST_F(ConfigTest, ExceptionOfAnOverriddenResetPassesAndTheLookCountsAsDone) {
   config.throws = false;
   config.check();
   EXPECT_EQ(1U, config.seen.size());
-}
-
-TEST_F(ConfigTest, CancelledThreadIsNotHeldUpByLoad) {
-  RecordingConfig config(file("a", "x=1\n", kNow - 100));
-  platform().fopen.setFake([](const char* path, const char* mode) {
-    pthread_testcancel();
-    return platform().fopen.real(path, mode);
-  });
-  pthread_t thread{};
-  ASSERT_EQ(0, pthread_create(
-                   &thread, nullptr,
-                   [](void* argument) -> void* {
-                     pthread_cancel(pthread_self());
-                     static_cast<RecordingConfig*>(argument)->load();
-                     return nullptr;
-                   },
-                   &config));
-  void* result = nullptr;
-  ASSERT_EQ(0, pthread_join(thread, &result));
-  EXPECT_EQ(PTHREAD_CANCELED, result);
 }
 
 TEST_F(ConfigTest, CheckWithinTheIntervalTouchesNoFile) {
