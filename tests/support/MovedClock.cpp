@@ -40,7 +40,7 @@ MovedFileTimes::MovedFileTimes(const MovedClock& clock) : m_clock(clock) {
     if (times != nullptr) {
       return platform().utime.real(path, times);
     }
-    return utimensat(AT_FDCWD, path, bothTimes(m_clock.now()).data(), 0);
+    return touch(path);
   });
   platform().fclose.setFake([this](FILE* stream) {
     if (isWritable(fileno(stream))) {
@@ -54,6 +54,10 @@ MovedFileTimes::MovedFileTimes(const MovedClock& clock) : m_clock(clock) {
 MovedFileTimes::~MovedFileTimes() {
   platform().utime.setFake(nullptr);
   platform().fclose.setFake(nullptr);
+}
+
+int MovedFileTimes::touch(const char* path) const {
+  return utimensat(AT_FDCWD, path, bothTimes(m_clock.now()).data(), 0);
 }
 
 void setFileTime(const char* path, time_t modified) {

@@ -2,19 +2,19 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
-#include <cstring>
 #include <random>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "PlatformJobFile.h"
 
 namespace {
 
 using brix::velmo::captureQuoted;
 using brix::velmo::JobFileFields;
 using brix::velmo::JobFileScanner;
+using velmo::test::PlatformJobFile;
 
 JobFileFields scan(const std::vector<std::string>& lines) {
   JobFileScanner scanner;
@@ -25,7 +25,8 @@ JobFileFields scan(const std::vector<std::string>& lines) {
 }
 
 // The fields as one text, so that a table row says all of them.
-std::string shown(const JobFileFields& fields) {
+template <typename Fields>
+std::string shown(const Fields& fields) {
   return "id<" + fields.id + "> user<" + fields.user + "> name<" + fields.name + "> priority " +
          std::to_string(fields.priority);
 }
@@ -239,33 +240,6 @@ TEST(JobFileScannerTest, PriorityReadsAsPercentDDoes) {
 
 // --- against the platform ---
 
-// The same rules with the platform's own scanf and one character buffer.
-class PlatformScanner {
- public:
-  void scanLine(const char* line) {
-    if (std::strncmp(line, "id=", 3) == 0) {
-      std::sscanf(line, "id=\"%255[]a-zA-Z0-9 _.,@$%#&*()[{}|/\\^;:-]\"", m_buffer.data());
-      m_fields.id = m_buffer.data();
-    } else if (std::strncmp(line, "name=", 5) == 0) {
-      std::sscanf(line, "name=\"%255[]a-zA-Z0-9 _.,@$%#&*()[{}|/\\^;:-]\"", m_buffer.data());
-      m_fields.name = m_buffer.data();
-    } else if (std::strncmp(line, "user=", 5) == 0) {
-      std::sscanf(line, "user=\"%255[]a-zA-Z0-9 _.,@$%#&*()[{}|/\\^;:-]\"", m_buffer.data());
-      m_fields.user = m_buffer.data();
-    } else if (std::strncmp(line, "priority=", 9) == 0) {
-      std::sscanf(line, "priority=\"%d\"", &m_fields.priority);
-    }
-  }
-
-  const JobFileFields& fields() const {
-    return m_fields;
-  }
-
- private:
-  std::array<char, 256> m_buffer{};
-  JobFileFields m_fields;
-};
-
 class RandomLines {
  public:
   explicit RandomLines(unsigned seed) : m_random(seed) {}
@@ -303,12 +277,12 @@ TEST(JobFileScannerTest, RandomLinesScanAsThePlatformScansThem) {
   for (unsigned seed = 1; seed <= 2000; ++seed) {
     RandomLines lines(seed);
     JobFileScanner scanner;
-    PlatformScanner platform;
+    PlatformJobFile platform;
     for (int i = 0; i < 20; ++i) {
       const std::string line = lines.next();
       scanner.scanLine(line.c_str());
       platform.scanLine(line.c_str());
-      ASSERT_EQ(shown(platform.fields()), shown(scanner.fields()))
+      ASSERT_EQ(shown(platform), shown(scanner.fields()))
           << "seed " << seed << ", line " << i << ": " << testing::PrintToString(line);
     }
   }
