@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdio>
 #include <limits>
 #include <optional>
@@ -153,7 +154,8 @@ JobManager::~JobManager() {
 }
 
 JobInfo* JobManager::findJobInfo(const std::string& jobKey) {
-  const std::string key = jobKey;  // the caller's text may be part of a job that goes below
+  // The caller's text may be part of a job that goes below.
+  const std::string key = jobKey;  // NOLINT(performance-unnecessary-copy-initialization)
   const time_t now = time(nullptr);
   if (JobInfo* job = findInMemory(key, now)) {
     return job;
