@@ -1,4 +1,5 @@
-// Memory runs out at every allocation in turn: nothing leaks, and nothing is half registered.
+// What the job registry allocates: nothing leaks, and nothing is half registered, also when memory
+// runs out at every allocation in turn.
 
 #include <gtest/gtest.h>
 
@@ -171,6 +172,31 @@ class JobManagerAllocationTest : public testing::Test {
 
 TEST_F(JobManagerAllocationTest, CreatingAJobLeaksNothing) {
   failEverywhere([](JobManager&) {}, [this](JobManager& jobs) { jobs.createJob(path, key); });
+}
+
+TEST_F(JobManagerAllocationTest, KeyThatIsTakenLeaksNothing) {
+  directory.writeFile(key, "user=\"" + longText("v") + "\"\n");
+  JobManager jobs(directory.path(), 2, kMaxAge, user, name, nullptr);
+  jobs.createJob(path, key);
+  const long before = g_alive;
+  EXPECT_EQ(nullptr, jobs.createJob(path, key));
+  EXPECT_EQ(nullptr, jobs.readJobFile(path, key));
+  EXPECT_EQ(before, g_alive);
+}
+
+TEST_F(JobManagerAllocationTest, ExceptionOfThePropertyGetterLeaksNothing) {
+  class Throws : public JobPropertyGetter {
+   public:
+    int getPriority() override {
+      throw 1;
+    }
+  };
+  Throws throws;
+  JobManager jobs(directory.path(), 2, kMaxAge, user, name, &throws);
+  const long before = g_alive;
+  EXPECT_THROW(jobs.createJob(path, key), int);
+  EXPECT_THROW(jobs.findJobInfo(key), int);
+  EXPECT_EQ(before, g_alive);
 }
 
 TEST_F(JobManagerAllocationTest, FailureLeavesTheKeyFree) {

@@ -864,6 +864,22 @@ TEST_F(JobManagerFindTest, HitNeverEvicts) {
   EXPECT_EQ(held[0], jobs.findJobInfo("a"));
 }
 
+TEST_F(JobManagerFindTest, AgesAreThoseAtTheStartOfTheCallAndTheUseIsThatAtItsEnd) {
+  JobManager jobs = manager(1);
+  jobs.findJobInfo("held");
+  setAge("held", kMaxAge);
+  writeJob("a", "id=\"x\"\n", kMaxAge - 1);
+  platform().stat.setFake([this](const char* file, struct stat* status) {
+    clock.advance(10);  // a slow disk
+    return platform().stat.real(file, status);
+  });
+  const JobInfo* job = jobs.findJobInfo("a");
+  EXPECT_TRUE(hasFile("held"));
+  EXPECT_EQ("x", job->m_id);
+  EXPECT_EQ(clock.now(), job->m_lastUsed);
+  EXPECT_EQ(clock.now(), timeOf("a"));
+}
+
 TEST_F(JobManagerFindTest, KeyMayBeATextOfTheJobThatGoes) {
   JobManager jobs = manager(1);
   JobInfo* job = jobs.findJobInfo("a");
