@@ -89,8 +89,9 @@ class VELMO_EXPORT JobManager {
   /// @param jobDir          directory of the job files, which has to exist; empty: the root
   ///                        directory
   /// @param maxJobs         the most jobs held in memory; 0 counts as 1
-  /// @param maxAge          seconds without use after which a job expires; 0: never. Below 0 every
-  ///                        job has expired at once, but making room then removes no files.
+  /// @param maxAge          seconds without use after which a job expires; 0: never. Below 0 a
+  ///                        job has expired at once, unless its last use lies further than that in
+  ///                        the future; making room then removes no files.
   /// @param user            user name of the jobs created here; may be empty
   /// @param name            name of the jobs created here; may be empty
   /// @param propertyGetter  asked for the priority of new jobs; null: they have the priority 0. It
@@ -148,7 +149,7 @@ class VELMO_EXPORT JobManager {
   /// @param fileName  path of the job file, which need not follow from the key
   /// @param jobKey    any text
   /// @return the job, which stays the manager's; null when the key is registered already: nothing
-  ///         has changed then
+  ///         has changed then, but an identifier is used up if the file has none
   /// @throws as createJob()
   JobInfo* readJobFile(const std::string& fileName, const std::string& jobKey);
 
