@@ -7,7 +7,7 @@ imports=$(nm -D --undefined-only "$1" | sed 's/.* //; s/@.*//')
 
 status=0
 for name in access close closelog fclose fgets fopen fprintf getenv localtime_r nanosleep open openlog \
-  rand rename semctl semget semop shmat shmdt shmget stat syslog time unlink; do
+  rand rename semctl semget semop shmat shmdt shmget stat syslog time unlink utime; do
   if ! echo "$imports" | grep -qx "$name"; then
     echo "not imported: $name"
     status=1

@@ -29,8 +29,27 @@ class MovedClock {
   time_t m_now;
 };
 
+/// Gives files the time of a moved clock instead of the kernel's, until it goes: files that are
+/// touched with `utime`, and files that are written, as they are closed.
+class MovedFileTimes {
+ public:
+  explicit MovedFileTimes(const MovedClock& clock);
+  ~MovedFileTimes();
+  MovedFileTimes(const MovedFileTimes&) = delete;
+  MovedFileTimes& operator=(const MovedFileTimes&) = delete;
+
+  /// What `utime` does without times, for a test that answers it itself.
+  int touch(const char* path) const;
+
+ private:
+  const MovedClock& m_clock;
+};
+
 /// Sets a file's access and modification times.
 void setFileTime(const char* path, time_t modified);
+
+/// A file's modification time; fails the test when there is no file.
+time_t fileTime(const char* path);
 
 }  // namespace velmo::test
 

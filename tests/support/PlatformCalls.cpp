@@ -103,6 +103,10 @@ int stat(const char* path, struct stat* status) noexcept {
   return platform().stat(path, status);
 }
 
+int utime(const char* path, const utimbuf* times) noexcept {
+  return platform().utime(path, times);
+}
+
 void openlog(const char* identity, int option, int facility) {
   platform().openlog(identity, option, facility);
 }
@@ -118,6 +122,12 @@ void syslog(int priority, const char* format, ...) {
 
 void closelog() {
   platform().closelog();
+}
+
+char* generateJobID();
+
+char* generateJobID() {
+  return platform().generateJobID();
 }
 
 }  // extern "C"

@@ -5,6 +5,7 @@
 #include <sys/sem.h>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <utime.h>
 
 #include <cstdio>
 #include <ctime>
@@ -63,10 +64,14 @@ struct PlatformCalls {
   PlatformCall<int(const char*, const char*)> rename{"rename"};
   PlatformCall<int(const char*, int)> access{"access"};
   PlatformCall<int(const char*, struct stat*)> stat{"stat"};
+  PlatformCall<int(const char*, const utimbuf*)> utime{"utime"};
 
   PlatformCall<void(const char*, int, int)> openlog{"openlog"};
   PlatformCall<void(int, const char*)> syslog{"syslog"};
   PlatformCall<void()> closelog{"closelog"};
+
+  /// Not the platform's but the library's own: the job registry calls it as any program could.
+  PlatformCall<char*()> generateJobID{"generateJobID"};
 
   /// Takes all fakes away.
   void reset();

@@ -1,0 +1,606 @@
+// The job registry against a plain model of its rules: random calls, a random clock, and random
+// interference with the files from outside.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <random>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "JobManager.h"
+#include "MovedClock.h"
+#include "PlatformCalls.h"
+#include "PlatformJobFile.h"
+#include "TemporaryDirectory.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using velmo::test::FakeScope;
+using velmo::test::fileTime;
+using velmo::test::MovedClock;
+using velmo::test::MovedFileTimes;
+using velmo::test::namesIn;
+using velmo::test::platform;
+using velmo::test::PlatformJobFile;
+using velmo::test::readFile;
+using velmo::test::setFileTime;
+using velmo::test::TemporaryDirectory;
+
+constexpr time_t kStart = 1741007469;
+
+class NoPriority : public std::runtime_error {
+ public:
+  NoPriority() : std::runtime_error("no priority") {}
+};
+
+// What identifier or priority comes next, the same for the model and for the real thing: some
+// identifiers are empty or missing altogether, and some priorities throw.
+std::optional<std::string> identifierNumber(int number) {
+  if (number % 11 == 3) {
+    return std::nullopt;
+  }
+  return number % 13 == 5 ? "" : "J" + std::to_string(number);
+}
+
+int priorityNumber(int number) {
+  if (number % 17 == 9) {
+    throw NoPriority();
+  }
+  return number * 7 - 50;
+}
+
+// What a file refuses to have done to it.
+enum class Refusal { kLook, kRead, kCreate, kTouch, kRemove };
+using Refusals = std::set<std::pair<std::string, Refusal>>;
+
+// --- the model ---
+
+struct ModelFile {
+  enum class Kind { kText, kDirectory, kDanglingLink };
+  Kind kind = Kind::kText;
+  std::string text;  // of a directory: of the one file in it
+  time_t modified = 0;
+};
+
+struct ModelJob {
+  std::string id;
+  std::string user;
+  std::string name;
+  int priority = 0;
+  std::string fileName;
+  time_t lastUsed = 0;
+};
+
+struct ModelAnswer {
+  std::optional<ModelJob> job;
+  bool wasHeld = false;
+};
+
+class Model {
+ public:
+  Model(std::string directory, unsigned long maxJobs, long maxAge)
+      : m_directory(std::move(directory)),
+        m_maxJobs(maxJobs == 0 ? 1 : maxJobs),
+        m_maxAge(maxAge) {}
+
+  ModelAnswer find(const std::string& key) {
+    if (held.count(key) != 0) {
+      ModelJob& job = held[key];
+      if (m_maxAge != 0) {
+        look(job);
+      }
+      if (m_maxAge == 0 || now - job.lastUsed < m_maxAge) {
+        use(job);
+        return {job, true};
+      }
+      held.erase(key);
+    }
+    makeRoom();
+    const std::string path = m_directory + "/" + key;
+    const std::optional<time_t> modified = modificationOf(path);
+    if (!modified) {
+      return create(path, key);
+    }
+    if (m_maxAge != 0 && now - *modified >= m_maxAge) {
+      removeFile(path);
+      return create(path, key);
+    }
+    return read(path, key);
+  }
+
+  ModelAnswer create(const std::string& path, const std::string& key) {
+    const std::string id = identifierNumber(identifiers++).value_or("");
+    const int priority = priorityNumber(priorities++);
+    if (held.count(key) != 0) {
+      return {};
+    }
+    held[key] = ModelJob{id, "u", "n", priority, path, now};
+    writeFile(path, textOf(held[key]));
+    return {held[key]};
+  }
+
+  ModelAnswer read(const std::string& path, const std::string& key) {
+    if (!isReadable(path)) {
+      return create(path, key);
+    }
+    const ModelFile& file = files[path];
+    const PlatformJobFile said(file.kind == ModelFile::Kind::kText ? file.text : "");
+    const std::string id = said.id.empty() ? identifierNumber(identifiers++).value_or("") : said.id;
+    if (held.count(key) != 0) {
+      return {};
+    }
+    held[key] = ModelJob{id, said.user, said.name, said.priority, path, now};
+    use(held[key]);
+    return {held[key]};
+  }
+
+  void add(const std::string& key, const std::string& id) {
+    const auto file = files.find(m_directory + "/" + key);
+    if (file == files.end() || file->second.kind != ModelFile::Kind::kDirectory) {
+      return;
+    }
+    if (file->second.text.empty()) {
+      file->second.text = textOf(ModelJob{id, "u", "n", 0, "", 0});
+      file->second.modified = now;
+    }
+  }
+
+  time_t now = kStart;
+  int identifiers = 0;
+  int priorities = 0;
+  std::map<std::string, ModelJob> held;
+  std::map<std::string, ModelFile> files;  // by path
+  Refusals refusals;
+
+ private:
+  static std::string textOf(const ModelJob& job) {
+    return "id=\"" + job.id + "\"\nuser=\"" + job.user + "\"\nname=\"" + job.name +
+           "\"\npriority=\"" + std::to_string(job.priority) + "\"\n";
+  }
+
+  bool refuses(const std::string& path, Refusal what) const {
+    return refusals.count({path, what}) != 0;
+  }
+
+  // There, and no link that leads nowhere.
+  bool isThere(const std::string& path) const {
+    const auto file = files.find(path);
+    return file != files.end() && file->second.kind != ModelFile::Kind::kDanglingLink;
+  }
+
+  bool isReadable(const std::string& path) const {
+    return isThere(path) && !refuses(path, Refusal::kRead);
+  }
+
+  std::optional<time_t> modificationOf(const std::string& path) const {
+    if (!isThere(path) || refuses(path, Refusal::kLook)) {
+      return std::nullopt;
+    }
+    return files.at(path).modified;
+  }
+
+  void look(ModelJob& job) const {
+    job.lastUsed = modificationOf(job.fileName).value_or(job.lastUsed);
+  }
+
+  void use(ModelJob& job) {
+    if (isThere(job.fileName) && !refuses(job.fileName, Refusal::kTouch)) {
+      files[job.fileName].modified = now;
+    }
+    job.lastUsed = now;
+  }
+
+  void writeFile(const std::string& path, const std::string& text) {
+    const bool hasParent = path.rfind('/') == m_directory.size();
+    if (hasParent && files.count(path) == 0 && !refuses(path, Refusal::kCreate)) {
+      files[path] = ModelFile{ModelFile::Kind::kText, text, now};
+    }
+  }
+
+  void removeFile(const std::string& path) {
+    const auto file = files.find(path);
+    if (file != files.end() && file->second.kind != ModelFile::Kind::kDirectory &&
+        !refuses(path, Refusal::kRemove)) {
+      files.erase(file);
+    }
+  }
+
+  void makeRoom() {
+    if (held.size() < m_maxJobs) {
+      return;
+    }
+    if (m_maxAge > 0) {
+      sweep();
+    }
+    while (held.size() >= m_maxJobs) {
+      evict();
+    }
+  }
+
+  void sweep() {
+    std::vector<std::string> old;
+    for (auto& [key, job] : held) {
+      look(job);
+      if (now - job.lastUsed > m_maxAge) {
+        old.push_back(key);
+        removeFile(job.fileName);
+      }
+    }
+    for (const std::string& key : old) {
+      held.erase(key);
+    }
+  }
+
+  // Nobody else uses the files during a call here, so one look at each is as good as many.
+  void evict() {
+    for (auto& [key, job] : held) {
+      look(job);
+    }
+    held.erase(std::min_element(held.begin(), held.end(), [](const auto& one, const auto& other) {
+      return one.second.lastUsed < other.second.lastUsed;
+    }));
+  }
+
+  std::string m_directory;
+  unsigned long m_maxJobs;
+  long m_maxAge;
+};
+
+// --- the real thing ---
+
+class NumberedPriorities : public JobPropertyGetter {
+ public:
+  int getPriority() override {
+    return priorityNumber(m_number++);
+  }
+
+ private:
+  int m_number = 0;
+};
+
+// One run: the real registry and the model side by side, in a directory of their own.
+class SideBySide {
+ public:
+  SideBySide(unsigned seed, unsigned long maxJobs, long maxAge)
+      : m_random(seed),
+        m_maxJobs(maxJobs),
+        m_maxAge(maxAge),
+        m_model(m_directory.path(), maxJobs, maxAge) {
+    platform().generateJobID.setFake([this] { return nextIdentifier(); });
+    fakeRefusals();
+    startManager();
+  }
+
+  // One random step. The trace says which.
+  std::string step() {
+    const std::size_t kind = below(100);
+    if (kind < 45) {
+      return find();
+    }
+    if (kind < 60) {
+      return createOrRead();
+    }
+    if (kind < 64) {
+      return add();
+    }
+    if (kind < 75) {
+      return moveClock();
+    }
+    if (kind < 98) {
+      return interfere();
+    }
+    return restart();
+  }
+
+  void expectSame() {
+    for (const auto& [key, job] : m_model.held) {
+      expectSameJob(job, m_jobs.at(key));
+    }
+    std::vector<std::string> names;
+    for (const auto& [path, file] : m_model.files) {
+      names.push_back(fs::path(path).filename().string());
+      expectSameFile(path, file);
+    }
+    EXPECT_EQ(names, namesIn(m_directory.path()));
+  }
+
+ private:
+  // --- calls ---
+
+  std::string find() {
+    const std::string key = anyKey();
+    compare(
+        key, [&] { return m_model.find(key); }, [&] { return m_manager->findJobInfo(key); });
+    return "find " + key;
+  }
+
+  std::string createOrRead() {
+    const std::string key = anyKey();
+    const std::string path = below(3) == 0 ? pathOf(anyKey()) : pathOf(key);
+    if (below(2) == 0) {
+      compare(
+          key, [&] { return m_model.create(path, key); },
+          [&] { return m_manager->createJob(path, key); });
+      return "create " + key + " at " + path;
+    }
+    compare(
+        key, [&] { return m_model.read(path, key); },
+        [&] { return m_manager->readJobFile(path, key); });
+    return "read " + key + " at " + path;
+  }
+
+  std::string add() {
+    const std::string key = anyKey();
+    m_manager->addJob(key, "J99");
+    m_model.add(key, "J99");
+    const auto file = m_model.files.find(pathOf(key));
+    if (file != m_model.files.end() && file->second.kind == ModelFile::Kind::kDirectory) {
+      setFileTime(file->first.c_str(), file->second.modified);  // the kernel's, before
+    }
+    return "add " + key;
+  }
+
+  // Another process starts, and goes on where this one leaves.
+  std::string restart() {
+    m_manager.reset();
+    m_model.held.clear();
+    m_jobs.clear();
+    startManager();
+    return "restart";
+  }
+
+  template <typename ModelCall, typename RealCall>
+  void compare(const std::string& key, ModelCall modelCall, RealCall realCall) {
+    ModelAnswer expected;
+    bool throws = false;
+    try {
+      expected = modelCall();
+    } catch (const NoPriority&) {
+      throws = true;
+    }
+
+    JobInfo* job = nullptr;
+    if (throws) {
+      EXPECT_THROW(realCall(), NoPriority);
+    } else {
+      EXPECT_NO_THROW(job = realCall());
+    }
+    ASSERT_EQ(expected.job.has_value(), job != nullptr);
+    if (job == nullptr) {
+      return;
+    }
+    if (expected.wasHeld) {
+      EXPECT_EQ(m_jobs.at(key), job) << "not the object of before";
+    }
+    m_jobs[key] = job;
+    expectSameJob(*expected.job, job);
+  }
+
+  static void expectSameJob(const ModelJob& expected, const JobInfo* job) {
+    EXPECT_EQ(expected.id, job->m_id);
+    EXPECT_EQ(expected.user, job->m_user);
+    EXPECT_EQ(expected.name, job->m_name);
+    EXPECT_EQ(expected.priority, job->m_priority);
+    EXPECT_EQ(expected.fileName, job->m_fileName);
+    EXPECT_EQ(expected.lastUsed, job->m_lastUsed);
+  }
+
+  static void expectSameFile(const std::string& path, const ModelFile& file) {
+    switch (file.kind) {
+      case ModelFile::Kind::kText:
+        EXPECT_EQ(file.text, readFile(path));
+        EXPECT_EQ(file.modified, fileTime(path.c_str())) << path;
+        break;
+      case ModelFile::Kind::kDirectory:
+        EXPECT_EQ(file.text.empty() ? 0U : 1U, namesIn(path).size());
+        EXPECT_EQ(file.modified, fileTime(path.c_str())) << path;
+        if (!file.text.empty()) {
+          EXPECT_EQ(file.text, readFile(path + path.substr(path.rfind('/')) + ".tmp"));
+        }
+        break;
+      case ModelFile::Kind::kDanglingLink:
+        EXPECT_TRUE(fs::is_symlink(path)) << path;
+        break;
+    }
+  }
+
+  // --- the outside ---
+
+  std::string moveClock() {
+    const auto seconds = static_cast<long>(below(12)) - (below(6) == 0 ? 15 : 0);
+    m_clock.advance(seconds);
+    m_model.now = m_clock.now();
+    return "clock " + std::to_string(seconds);
+  }
+
+  std::string interfere() {
+    const std::string path = pathOf(shortKey());
+    switch (below(6)) {
+      case 0:
+        return removeOutside(path);
+      case 1:
+        return touchOutside(path);
+      case 2:
+        return toggleRefusal(path);
+      case 3:
+        return below(3) == 0 ? makeDirectory(path) : replaceText(path);
+      case 4:
+        return below(3) == 0 ? makeDanglingLink(path) : replaceText(path);
+      default:
+        return replaceText(path);
+    }
+  }
+
+  std::string removeOutside(const std::string& path) {
+    fs::remove_all(path);
+    m_model.files.erase(path);
+    return "remove " + path;
+  }
+
+  std::string touchOutside(const std::string& path) {
+    const auto file = m_model.files.find(path);
+    if (file != m_model.files.end() && file->second.kind != ModelFile::Kind::kDanglingLink) {
+      file->second.modified = someTime();
+      setFileTime(path.c_str(), file->second.modified);
+    }
+    return "touch " + path;
+  }
+
+  std::string toggleRefusal(const std::string& path) {
+    const std::pair<std::string, Refusal> refusal{path, static_cast<Refusal>(below(5))};
+    if (m_model.refusals.erase(refusal) == 0) {
+      m_model.refusals.insert(refusal);
+    }
+    return "refusal of " + path + " " + std::to_string(static_cast<int>(refusal.second));
+  }
+
+  std::string makeDirectory(const std::string& path) {
+    removeOutside(path);
+    fs::create_directory(path);
+    put(path, ModelFile{ModelFile::Kind::kDirectory, "", someTime()});
+    return "directory " + path;
+  }
+
+  std::string makeDanglingLink(const std::string& path) {
+    removeOutside(path);
+    fs::create_symlink(m_directory.path("no/where"), path);
+    m_model.files[path] = ModelFile{ModelFile::Kind::kDanglingLink, "", 0};
+    return "dangling link " + path;
+  }
+
+  std::string replaceText(const std::string& path) {
+    removeOutside(path);
+    const ModelFile file{ModelFile::Kind::kText, someText(), someTime()};
+    m_directory.writeFile(fs::path(path).filename().string(), file.text);
+    put(path, file);
+    return "text " + path + " " + testing::PrintToString(file.text);
+  }
+
+  void put(const std::string& path, const ModelFile& file) {
+    m_model.files[path] = file;
+    setFileTime(path.c_str(), file.modified);
+  }
+
+  // --- chance ---
+
+  std::size_t below(std::size_t limit) {
+    return std::uniform_int_distribution<std::size_t>(0, limit - 1)(m_random);
+  }
+
+  std::string shortKey() {
+    return std::string(1, static_cast<char>('a' + below(6)));
+  }
+
+  std::string anyKey() {
+    return below(20) == 0 ? "missing/a" : shortKey();
+  }
+
+  std::string pathOf(const std::string& key) const {
+    return m_directory.path(key);
+  }
+
+  time_t someTime() {
+    return m_clock.now() + 3 - static_cast<time_t>(below(18));
+  }
+
+  std::string someText() {
+    static const std::vector<std::string> lines{
+        "id=\"x1\"\n",     "id=\"x2\"\n",         "id=\"\"\n",      "user=\"v\"\n",
+        "user=\"\"\n",     "name=\"w\"\n",        "name=\n",        "priority=\"5\"\n",
+        "priority=\"\"\n", " id=\"x3\"\n",        "noise\n",        "\n",
+        "user=\"a=b\"\n",  std::string(255, '#'), "id=\"x4\" tail", "priority=\"-8\n",
+    };
+    std::string text;
+    for (std::size_t count = below(6); count > 0; --count) {
+      text += lines[below(lines.size())];
+    }
+    return text;
+  }
+
+  // --- the platform ---
+
+  void startManager() {
+    m_manager =
+        std::make_unique<JobManager>(m_directory.path(), m_maxJobs, m_maxAge, "u", "n", &m_getter);
+  }
+
+  char* nextIdentifier() {
+    const std::optional<std::string> id = identifierNumber(m_identifiers++);
+    if (!id) {
+      return nullptr;
+    }
+    char* copy = new char[id->size() + 1];
+    std::memcpy(copy, id->c_str(), id->size() + 1);
+    return copy;
+  }
+
+  bool refuses(const char* path, Refusal what) const {
+    const bool refused = m_model.refusals.count({path, what}) != 0;
+    if (refused) {
+      errno = EACCES;
+    }
+    return refused;
+  }
+
+  void fakeRefusals() {
+    platform().stat.setFake([this](const char* path, struct stat* status) {
+      return refuses(path, Refusal::kLook) ? -1 : platform().stat.real(path, status);
+    });
+    platform().fopen.setFake([this](const char* path, const char* mode) -> FILE* {
+      const Refusal what = std::strcmp(mode, "wx") == 0 ? Refusal::kCreate : Refusal::kRead;
+      return refuses(path, what) ? nullptr : platform().fopen.real(path, mode);
+    });
+    platform().unlink.setFake([this](const char* path) {
+      return refuses(path, Refusal::kRemove) ? -1 : platform().unlink.real(path);
+    });
+    platform().utime.setFake([this](const char* path, const utimbuf* times) {
+      EXPECT_EQ(nullptr, times);
+      return refuses(path, Refusal::kTouch) ? -1 : m_fileTimes.touch(path);
+    });
+  }
+
+  std::mt19937 m_random;
+  unsigned long m_maxJobs;
+  long m_maxAge;
+  TemporaryDirectory m_directory;
+  FakeScope m_fakes;
+  MovedClock m_clock{kStart};
+  MovedFileTimes m_fileTimes{m_clock};
+  Model m_model;
+  int m_identifiers = 0;
+  NumberedPriorities m_getter;
+  std::unique_ptr<JobManager> m_manager;
+  std::map<std::string, JobInfo*> m_jobs;  // the last object returned for each key
+};
+
+class JobManagerModelTest : public testing::TestWithParam<long> {};
+
+TEST_P(JobManagerModelTest, RandomCallsHaveTheOutcomeOfTheRules) {
+  for (unsigned seed = 1; seed <= 30; ++seed) {
+    SideBySide run(seed, seed % 5, GetParam());
+    std::string steps;
+    for (int i = 0; i < 300; ++i) {
+      steps += run.step() + "\n";
+      run.expectSame();
+      ASSERT_FALSE(HasFailure()) << "seed " << seed << ", maximum " << seed % 5 << ", after\n"
+                                 << steps;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(MaximumAges, JobManagerModelTest, testing::Values(0, 1, 10, LONG_MAX, -3));
+
+}  // namespace
