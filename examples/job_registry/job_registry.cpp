@@ -3,9 +3,9 @@
 // for it, until nobody has used it for a day.
 //
 // The library learns from the environment where the service is. To try it without one, twice over
-// the same directory:
+// the same installation:
 //
-//   velmo-standin -- job_registry /tmp
+//   velmo-standin --home DIR -- job_registry
 
 #include <velmo/CreateTaskFile.h>
 #include <velmo/JobManager.h>

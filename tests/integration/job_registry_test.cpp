@@ -59,7 +59,7 @@ class Gate {
   void pass() {
     open();  // this process's copy
     char nothing = 0;
-    static_cast<void>(!read(m_ends[0], &nothing, 1));
+    EXPECT_EQ(0, read(m_ends[0], &nothing, 1));  // the end of file
   }
 
  private:
@@ -112,6 +112,7 @@ class JobRegistryProcessesTest : public testing::TestWithParam<unsigned> {
   void runAll(const std::vector<unsigned>& seeds) const {
     Gate gate;
     std::vector<pid_t> children;
+    children.reserve(seeds.size());
     for (const unsigned seed : seeds) {
       children.push_back(start(seed, gate));
     }

@@ -49,7 +49,7 @@ class JobManagerTest : public testing::Test {
 
   // Of the user "u" and the name "n", with the priority 7.
   JobManager manager(unsigned long maxJobs = 10, long maxAge = kMaxAge) {
-    return JobManager(jobDir, maxJobs, maxAge, "u", "n", &getter);
+    return {jobDir, maxJobs, maxAge, "u", "n", &getter};
   }
 
   std::string path(const std::string& key) const {

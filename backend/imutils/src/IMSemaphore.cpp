@@ -3,8 +3,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <climits>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -23,6 +26,16 @@ constexpr long kNanosecondsPerMs = 1000000;
 std::string defaultDirectory() {
   const char* directory = std::getenv("LOCK_VAR");
   return directory != nullptr ? directory : ".";
+}
+
+// One more than the platform takes: what is longer is cut to a length that it refuses.
+using Path = std::array<char, PATH_MAX + 1>;
+
+// Allocates nothing: a lock is released even when memory has run out.
+Path lockFile(const std::string& directory, const std::string& name) {
+  Path path{};
+  std::snprintf(path.data(), path.size(), "%s/semaphore_%s", directory.c_str(), name.c_str());
+  return path;
 }
 
 // 32-bit arithmetic that wraps: a budget that does not fit is another budget, never undefined.
@@ -66,9 +79,9 @@ IMSemaphore::~IMSemaphore() {  // NOLINT(bugprone-exception-escape): the reason 
 }
 
 bool IMSemaphore::lockResource() {
-  const std::string path = lockFile();
+  const Path path = lockFile(m_directory, m_name);
   errno = 0;
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CREAT | O_EXCL, kLockFileMode);
+  const int descriptor = open(path.data(), O_RDONLY | O_CREAT | O_EXCL, kLockFileMode);
   if (descriptor >= 0) {
     close(descriptor);
     m_locked = true;
@@ -100,9 +113,9 @@ void IMSemaphore::unlock() {
   if (!m_locked && !m_forceUnlock) {
     return;
   }
-  const std::string path = lockFile();
+  const Path path = lockFile(m_directory, m_name);
   errno = 0;
-  if (unlink(path.c_str()) != 0 && errno != ENOENT) {
+  if (unlink(path.data()) != 0 && errno != ENOENT) {
     throw failure("Releasing semaphore failed: ", m_name, errno);
   }
   m_locked = false;
@@ -110,10 +123,6 @@ void IMSemaphore::unlock() {
 
 void IMSemaphore::setForceUnlock(bool forceUnlock) {
   m_forceUnlock = forceUnlock;
-}
-
-std::string IMSemaphore::lockFile() const {
-  return m_directory + "/semaphore_" + m_name;
 }
 
 }  // namespace brix::imutils

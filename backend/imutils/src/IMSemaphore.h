@@ -64,8 +64,6 @@ class VELMO_EXPORT IMSemaphore {
   void setForceUnlock(bool forceUnlock);
 
  private:
-  std::string lockFile() const;
-
   std::string m_name;
   std::string m_directory;
   bool m_autoUnlock;

@@ -212,6 +212,24 @@ TEST_F(IMSemaphoreTest, NameThatIsTooLongThrowsItsError) {
             renderedException<IMIOException>([&] { lock.lockResource(); }));
 }
 
+TEST_F(IMSemaphoreTest, PathThatIsTooLongThrowsItsError) {
+  for (const std::size_t length : {std::size_t{4096}, std::size_t{5000}, std::size_t{100000}}) {
+    IMSemaphore lock("x", std::string(length, '/'), true);
+    EXPECT_EQ("IO Exception: [36] Creating semaphore failed: x [File name too long]",
+              renderedException<IMIOException>([&] { lock.lockResource(); }));
+  }
+}
+
+TEST_F(IMSemaphoreTest, LongestPathIsTaken) {
+  const std::string end = directory.path("semaphore_x");
+  const std::string start(4095 - end.size(), '/');  // as many as the platform allows
+  IMSemaphore lock("x", start + directory.path().string(), false);
+  EXPECT_TRUE(lock.lockResource());
+  EXPECT_TRUE(exists(lockFile));
+  lock.unlock();
+  EXPECT_FALSE(exists(lockFile));
+}
+
 // --- lock ---
 
 TEST_F(IMSemaphoreTest, LockOfAFreeLockDoesNotSleep) {

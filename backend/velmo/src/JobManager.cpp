@@ -266,8 +266,9 @@ JobInfo* JobManager::readJobFile(const std::string& fileName, const std::string&
   return job;
 }
 
-// Deliberate: the temporary file lies in a directory that bears the job file's own name, so the
-// move, whose outcome is not examined, has no file to move or no place to move it to.
+// Deliberate: the temporary file lies in a directory that bears the job file's own name. There is
+// either no such directory to write it into, or it stands in the way of the move, whose outcome is
+// not examined.
 void JobManager::addJob(const std::string& jobKey, const std::string& jobId) {
   const std::string path = jobPath(jobKey);
   const std::string temporaryPath = path + "/" + jobKey + ".tmp";

@@ -45,7 +45,9 @@ struct VELMO_EXPORT JobInfo {
   ///     priority="50"
   ///
   /// Nothing is escaped: a text with a double quote, a line end or another character that job files
-  /// do not admit is not read back as it was; a NUL ends it.
+  /// do not admit is not read back as it was; a NUL ends it. A line is read in pieces of 255 bytes:
+  /// of an identifier 251 bytes come back, of a user or a name 249, and what follows is taken for a
+  /// line of its own.
   ///
   /// The file is readable and writable for all, less the umask. Reports nothing: a file that exists
   /// stays as it is, one that cannot be created is missing, one that cannot be written whole stays
@@ -82,7 +84,7 @@ struct VELMO_EXPORT JobInfo {
 /// the property getter; a call that throws has leaked nothing and registered nothing. A new
 /// identifier comes from generateJobID(), which reads DATA/velmo/jobid, LOCK_VAR and
 /// CONF/serverid.cfg, may wait 30 seconds and writes its failures to the system log; the job's
-/// identifier is then empty.
+/// identifier is then empty. When it cannot remove its lock file, it ends the process.
 class VELMO_EXPORT JobManager {
  public:
   /// Touches no file.
@@ -140,16 +142,19 @@ class VELMO_EXPORT JobManager {
 
   /// Registers the job that a file describes under the key and sets the file's times to now; a file
   /// that cannot be opened is left to createJob(). Makes no room for it, and looks at the age of
-  /// nothing. The priority is the file's: the property getter is not asked.
+  /// nothing. The priority is the file's: the property getter is not asked, unless createJob()
+  /// takes over.
   ///
   /// A line counts only with its key as the very first characters, and a value ends at the first
   /// character other than letters, digits, blanks and ] _ . , @ $ % # & * ( ) [ { } | / \ ^ ; : -.
   /// An identifier, user or name line without a value takes the last value in the file before it,
   /// of whichever of the three.
-  /// @param fileName  path of the job file, which need not follow from the key
+  /// @param fileName  path of the job file, which need not follow from the key. Reading one without
+  ///                  an end, such as a pipe or /dev/zero, does not end.
   /// @param jobKey    any text
   /// @return the job, which stays the manager's; null when the key is registered already: nothing
-  ///         has changed then, but an identifier is used up if the file has none
+  ///         has changed then, but an identifier is used up if the file has none or cannot be
+  ///         opened
   /// @throws as createJob()
   JobInfo* readJobFile(const std::string& fileName, const std::string& jobKey);
 
@@ -157,8 +162,9 @@ class VELMO_EXPORT JobManager {
   /// JOBDIR/KEY/KEY.tmp and moves that file to JOBDIR/KEY. Reports nothing, and does not register
   /// the job.
   ///
-  /// Mind that this never gives the key a job file: without a directory JOBDIR/KEY nothing can be
-  /// written, and with one the move fails and the file stays in it.
+  /// Mind that this does not give the key a job file: without a directory JOBDIR/KEY nothing can be
+  /// written, and with one the move fails and the file stays in it. Only a symbolic link to a
+  /// directory of the same file system gives way to the file.
   /// @param jobKey  any text
   /// @param jobId   any text, as JobInfo::createFile() writes it
   /// @throws std::bad_alloc  when memory runs out

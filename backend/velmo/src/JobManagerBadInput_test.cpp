@@ -41,7 +41,8 @@ TEST_F(JobManagerBadInputTest, EmptyFileGivesANewIdentifierAndStaysEmpty) {
 }
 
 TEST_F(JobManagerBadInputTest, TenMegabytesWithoutALineEndAreReadPieceByPiece) {
-  const std::string contents = "id=\"" + std::string(10'000'000, 'x');
+  std::string contents = "id=\"";
+  contents.resize(10'000'000, 'x');
   writeJob("a", contents);
   JobManager jobs = manager();
   EXPECT_EQ(std::string(251, 'x'), jobs.findJobInfo("a")->m_id);

@@ -187,6 +187,32 @@ TEST_F(JobManagerFindTest, AgesAreThoseAtTheStartOfTheCallAndTheUseIsThatAtItsEn
   EXPECT_EQ(clock.now(), timeOf("a"));
 }
 
+TEST_F(JobManagerFindTest, SweepTakesTheTimeAtTheStartOfTheCallAlsoAfterAnExpiry) {
+  JobManager jobs = manager(1);
+  jobs.createJob(path("a"), "a");
+  jobs.createJob(path("b"), "b");
+  setAge("a", kMaxAge);
+  setAge("b", kMaxAge);
+  platform().time.setFake([this](time_t*) {
+    const time_t now = clock.now();
+    clock.advance(1);  // another look at the clock would find "b" beyond the maximum age
+    return now;
+  });
+  jobs.findJobInfo("a");
+  EXPECT_TRUE(hasFile("b"));
+}
+
+TEST_F(JobManagerFindTest, FileIsTouchedBeforeTheUseIsTimed) {
+  JobManager jobs = manager();
+  const JobInfo* job = jobs.findJobInfo("a");
+  platform().utime.setFake([this](const char* file, const utimbuf*) {
+    clock.advance(3);  // a slow disk
+    return fileTimes.touch(file);
+  });
+  jobs.findJobInfo("a");
+  EXPECT_EQ(clock.now(), job->m_lastUsed);
+}
+
 TEST_F(JobManagerFindTest, KeyMayBeATextOfTheJobThatGoes) {
   JobManager jobs = manager(1);
   JobInfo* job = jobs.findJobInfo("a");

@@ -501,7 +501,7 @@ class SideBySide {
   }
 
   std::string shortKey() {
-    return std::string(1, static_cast<char>('a' + below(6)));
+    return {static_cast<char>('a' + below(6))};
   }
 
   std::string anyKey() {

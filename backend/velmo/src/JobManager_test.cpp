@@ -617,6 +617,15 @@ TEST_F(JobManagerReadTest, FileThatAManagerWroteReadsBack) {
 
 // --- addJob ---
 
+TEST_F(JobManagerTest, AddJobReplacesALinkToADirectory) {
+  installation.directory.makeDirectory("jobs/real");
+  std::filesystem::create_directory_symlink("real", path("a"));
+  JobManager jobs = manager();
+  jobs.addJob("a", "J99");
+  EXPECT_EQ("id=\"J99\"\nuser=\"u\"\nname=\"n\"\npriority=\"0\"\n", contentsOf("a"));
+  EXPECT_EQ("J99", jobs.findJobInfo("a")->m_id);
+}
+
 class JobManagerAddTest : public JobManagerTest {};
 
 TEST_F(JobManagerAddTest, WithoutADirectoryOfTheKeysNameNoTraceIsLeft) {
