@@ -1,8 +1,10 @@
 #include "SigPipeGuard.h"
 
 #include <pthread.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <ctime>
 #include <exception>
 
@@ -10,26 +12,19 @@ namespace brix::velmo {
 
 namespace {
 
+constexpr std::size_t kKernelSignalSetSize = 8;
+
 // The kernel marks the SIGPIPE of a failed write as sent by the process itself.
 bool isOfAFailedWrite(const siginfo_t& signal) {
   return signal.si_code == SI_USER && signal.si_pid == getpid();
 }
 
-// sigtimedwait is a cancellation point, and a destructor is no place to be cancelled in.
-class CancellationOff {
- public:
-  CancellationOff() {
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_before);
-  }
-  ~CancellationOff() {
-    pthread_setcancelstate(m_before, nullptr);
-  }
-  CancellationOff(const CancellationOff&) = delete;
-  CancellationOff& operator=(const CancellationOff&) = delete;
-
- private:
-  int m_before = PTHREAD_CANCEL_ENABLE;
-};
+// The kernel's call itself: that of the C library makes a signal of raise look like one of a failed
+// write, and is a cancellation point, which has no place in a destructor.
+bool takeAtOnce(const sigset_t& signals, siginfo_t& taken) {
+  const timespec atOnce{};
+  return syscall(SYS_rt_sigtimedwait, &signals, &taken, &atOnce, kKernelSignalSetSize) > 0;
+}
 
 }  // namespace
 
@@ -58,10 +53,8 @@ bool SigPipeGuard::sendFailed() const {
 // A signal of the thread itself comes before one of the process, so the SIGPIPE of the failed write
 // is the first to be had. Where SIGPIPE was not blocked, none can have been waiting before.
 void SigPipeGuard::takeBack() const {
-  const CancellationOff cancellationOff;
-  const timespec atOnce{};
   siginfo_t signal{};
-  if (sigtimedwait(&m_sigPipe, &signal, &atOnce) != SIGPIPE) {
+  if (!takeAtOnce(m_sigPipe, signal)) {
     return;
   }
   if (m_wasBlocked && !isOfAFailedWrite(signal)) {

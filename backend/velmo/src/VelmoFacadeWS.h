@@ -53,7 +53,9 @@ class VELMO_EXPORT VelmoException : public std::runtime_error {
 /// - a control frame (ping, pong, close) counts as the reply, or a part of it, and pings are not
 ///   answered. An empty frame ends the reply. Both leave the real reply for the next call. A frame
 ///   above 8192 bytes is refused, and its payload is then taken for frames;
-/// - the protocol-buffer library writes a line to standard error for a reply without a name.
+/// - the protocol-buffer library writes lines to standard error: for a reply without a name, and,
+/// in
+///   a build without NDEBUG, for texts that are not UTF-8, which are sent all the same.
 class VELMO_EXPORT VelmoFacadeWS {
  public:
   /// Connects, without TLS, and upgrades to a WebSocket on the path `s_serviceUrl`. Blocks: see the
