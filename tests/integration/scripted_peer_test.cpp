@@ -282,7 +282,7 @@ const std::vector<Row> kReplyRows{
     {"RepliesWith8193BytesInOneFrame", replying(frame(kBinary, replyOf(8193))),
      "connected; VelmoException: WebSocket Exception: Insufficient buffer for payload size 8193; "
      "signal 6"},
-    {"RepliesWith65536BytesInOneFrame", replying(frame(kBinary, replyOf(65536))),
+    {"RepliesWith65536BytesInOneFrame", replying(frame(kBinary, std::string(65536, '\xFF'))),
      "connected; VelmoException: WebSocket Exception: Insufficient buffer for payload size 65536; "
      "signal 6"},
     {"RepliesWithALengthOf2To31", replying(longFrameHeader(kBinary, 1ULL << 31U) + kReply),
@@ -475,7 +475,7 @@ TEST(NoPeerTest, NobodyListensIsAVelmoException) {
     const VelmoFacadeWS facade("127.0.0.1", port);
     FAIL() << "connected";
   } catch (const VelmoException& exception) {
-    EXPECT_EQ("Connection refused: 127.0.0.1:" + std::to_string(port), exception.what());
+    EXPECT_STREQ("Connection refused", exception.what());
   }
 }
 

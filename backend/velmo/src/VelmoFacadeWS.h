@@ -45,9 +45,9 @@ class VELMO_EXPORT VelmoException : public std::runtime_error {
 /// - the destructor ends the process (std::terminate) when closing the connection fails: after a
 ///   reset, after a reply that was too large, when the service is silent for 60 seconds;
 /// - the destructor shuts the protocol-buffer library down, for the whole process and for good;
-/// - the calls block. The client sets no limit; the networking library's are 60 seconds each for
-///   connecting, for every send and for every receive, and the destructor waits once more. Looking
-///   up the host's name has the resolver's limit;
+/// - the calls block. The client sets no limit; the networking library's are 30 seconds for
+///   connecting and 60 for every send and every receive, and the destructor waits once more.
+///   Looking up the host's name has the resolver's limit;
 /// - a peer that has gone never raises SIGPIPE, in whichever thread. Dispositions and signal masks
 ///   stay the program's;
 /// - a control frame (ping, pong, close) counts as the reply, or a part of it, and pings are not
