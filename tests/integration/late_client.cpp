@@ -11,7 +11,8 @@
 extern "C" __attribute__((visibility("default"))) int submitToNobody(unsigned short port,
                                                                      int times) {
   try {
-    auto* const facade = new VelmoFacadeWS("127.0.0.1", port);
+    static VelmoFacadeWS* facade = nullptr;
+    facade = new VelmoFacadeWS("127.0.0.1", port);
     int failures = 0;
     for (int i = 0; i < times; ++i) {
       try {

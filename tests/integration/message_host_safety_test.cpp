@@ -293,6 +293,26 @@ TEST(HostSafetyTest, PeerThatHasGoneIsAVelmoExceptionWhereSigPipeIsNotBlocked) {
   EXPECT_EQ("exit 0", outcome.end);
 }
 
+// The peer has closed its side before it resets, so that the client finds a broken pipe at once.
+TEST(HostSafetyTest, PeerThatGoesInsideTheHandshakeIsAVelmoExceptionWhereSigPipeIsNotBlocked) {
+  const ClientOutcome outcome = runAgainst({[](PeerConnection& peer) {
+                                             peer.finish();
+                                             peer.read(1);
+                                           }},
+                                           [](unsigned short port, const Tell& tell) {
+                                             unblockSigPipe();
+                                             const std::string longPath(16U << 20U, '/');
+                                             VelmoFacadeWS::s_serviceUrl = longPath.c_str();
+                                             try {
+                                               const VelmoFacadeWS facade("127.0.0.1", port);
+                                             } catch (const VelmoException&) {
+                                               tell("VelmoException");
+                                             }
+                                           });
+  EXPECT_EQ("VelmoException; ", outcome.report);
+  EXPECT_EQ("exit 0", outcome.end) << outcome.errors;
+}
+
 TEST(HostSafetyTest, DestructorEndsTheProcessByItsExceptionNotBySigPipe) {
   const ClientOutcome outcome =
       runAgainst({kClosesAtOnce}, [](unsigned short port, const Tell& tell) {

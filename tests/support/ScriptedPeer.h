@@ -33,6 +33,9 @@ class PeerConnection {
   /// Closes in order, if nothing has closed before.
   ~PeerConnection();
 
+  /// Exactly so many bytes.
+  std::string read(std::size_t count);
+
   /// The client's handshake, up to and with the empty line.
   std::string readHandshake();
 
@@ -65,8 +68,6 @@ class PeerConnection {
   void reset();
 
  private:
-  std::string read(std::size_t count);
-
   int m_descriptor;
 };
 

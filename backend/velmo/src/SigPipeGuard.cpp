@@ -28,8 +28,7 @@ bool takeAtOnce(const sigset_t& signals, siginfo_t& taken) {
 
 }  // namespace
 
-SigPipeGuard::SigPipeGuard()
-    : m_sigPipe{}, m_wasBlocked(false), m_exceptions(std::uncaught_exceptions()) {
+SigPipeGuard::SigPipeGuard() : m_exceptions(std::uncaught_exceptions()) {
   sigemptyset(&m_sigPipe);
   sigaddset(&m_sigPipe, SIGPIPE);
   sigset_t before{};

@@ -35,8 +35,8 @@ class SigPipeGuard {
   bool sendFailed() const;
   void takeBack() const;
 
-  sigset_t m_sigPipe;
-  bool m_wasBlocked;
+  sigset_t m_sigPipe{};
+  bool m_wasBlocked = false;
   int m_exceptions;  // under way when the guard was made
 };
 
