@@ -1,0 +1,22 @@
+#include "MessageFrame.h"
+
+#include <algorithm>
+
+namespace brix::velmo {
+
+namespace {
+
+constexpr int kFinalFragment = 0x80;
+constexpr int kBinary = 0x02;
+constexpr int kContinuation = 0x00;
+
+}  // namespace
+
+MessageFrame frameAt(std::size_t length, std::size_t offset, std::size_t frameSize) {
+  const std::size_t remaining = length - offset;
+  const int opcode = offset == 0 ? kBinary : kContinuation;
+  const int final = remaining <= frameSize ? kFinalFragment : 0;
+  return {std::min(remaining, frameSize), final | opcode};
+}
+
+}  // namespace brix::velmo

@@ -1,0 +1,64 @@
+#include "SigPipeGuard.h"
+
+#include <pthread.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <ctime>
+#include <exception>
+
+namespace brix::velmo {
+
+namespace {
+
+constexpr std::size_t kKernelSignalSetSize = 8;
+
+// The kernel marks the SIGPIPE of a failed write as sent by the process itself.
+bool isOfAFailedWrite(const siginfo_t& signal) {
+  return signal.si_code == SI_USER && signal.si_pid == getpid();
+}
+
+// The kernel's call itself: that of the C library makes a signal of raise look like one of a failed
+// write, and is a cancellation point, which has no place in a destructor.
+bool takeAtOnce(const sigset_t& signals, siginfo_t& taken) {
+  const timespec atOnce{};
+  return syscall(SYS_rt_sigtimedwait, &signals, &taken, &atOnce, kKernelSignalSetSize) > 0;
+}
+
+}  // namespace
+
+SigPipeGuard::SigPipeGuard() : m_exceptions(std::uncaught_exceptions()) {
+  sigemptyset(&m_sigPipe);
+  sigaddset(&m_sigPipe, SIGPIPE);
+  sigset_t before{};
+  pthread_sigmask(SIG_BLOCK, &m_sigPipe, &before);
+  m_wasBlocked = sigismember(&before, SIGPIPE) == 1;
+}
+
+SigPipeGuard::~SigPipeGuard() {
+  if (sendFailed()) {
+    takeBack();
+  }
+  if (!m_wasBlocked) {
+    pthread_sigmask(SIG_UNBLOCK, &m_sigPipe, nullptr);
+  }
+}
+
+bool SigPipeGuard::sendFailed() const {
+  return std::uncaught_exceptions() > m_exceptions;
+}
+
+// A signal of the thread itself comes before one of the process, so the SIGPIPE of the failed write
+// is the first to be had. Where SIGPIPE was not blocked, none can have been waiting before.
+void SigPipeGuard::takeBack() const {
+  siginfo_t signal{};
+  if (!takeAtOnce(m_sigPipe, signal)) {
+    return;
+  }
+  if (m_wasBlocked && !isOfAFailedWrite(signal)) {
+    pthread_kill(pthread_self(), SIGPIPE);  // waited before: it merges with that of the write
+  }
+}
+
+}  // namespace brix::velmo

@@ -1,0 +1,237 @@
+#include "SigPipeGuard.h"
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <functional>
+#include <stdexcept>
+#include <thread>
+
+namespace {
+
+using brix::velmo::SigPipeGuard;
+
+sigset_t sigPipe() {
+  sigset_t set{};
+  sigemptyset(&set);
+  sigaddset(&set, SIGPIPE);
+  return set;
+}
+
+sigset_t currentMask() {
+  sigset_t mask{};
+  pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+  return mask;
+}
+
+bool isBlocked() {
+  const sigset_t mask = currentMask();
+  return sigismember(&mask, SIGPIPE) == 1;
+}
+
+bool isPending() {
+  sigset_t pending{};
+  sigpending(&pending);
+  return sigismember(&pending, SIGPIPE) == 1;
+}
+
+void takePending() {
+  const sigset_t set = sigPipe();
+  const timespec atOnce{};
+  sigtimedwait(&set, nullptr, &atOnce);
+}
+
+// Fails as the networking library does: a write to a reader that has gone, and an exception.
+void writeToNobody() {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(0, pipe(ends.data()));
+  close(ends[0]);
+  const ssize_t written = write(ends[1], "x", 1);
+  close(ends[1]);
+  if (written < 0) {
+    throw std::runtime_error("broken pipe");
+  }
+}
+
+void failGuarded() {
+  const SigPipeGuard guard;
+  writeToNobody();
+}
+
+// Leaves a SIGPIPE waiting that looks like one of a guarded send.
+void failUnguarded() {
+  EXPECT_THROW(writeToNobody(), std::runtime_error);
+}
+
+// In a thread of its own, so that masks and signals end with it.
+void inThread(bool blocked, const std::function<void()>& body) {
+  std::thread([blocked, &body] {
+    const sigset_t set = sigPipe();
+    pthread_sigmask(blocked ? SIG_BLOCK : SIG_UNBLOCK, &set, nullptr);
+    body();
+    takePending();
+  }).join();
+}
+
+TEST(SigPipeGuardTest, BlocksAndUnblocksWhereTheSignalWasNotBlocked) {
+  inThread(false, [] {
+    {
+      const SigPipeGuard guard;
+      EXPECT_TRUE(isBlocked());
+    }
+    EXPECT_FALSE(isBlocked());
+  });
+}
+
+TEST(SigPipeGuardTest, LeavesABlockedSignalBlocked) {
+  inThread(true, [] {
+    {
+      const SigPipeGuard guard;
+      EXPECT_TRUE(isBlocked());
+    }
+    EXPECT_TRUE(isBlocked());
+  });
+}
+
+TEST(SigPipeGuardTest, LeavesTheRestOfTheMaskAlone) {
+  inThread(false, [] {
+    sigset_t others{};
+    sigemptyset(&others);
+    sigaddset(&others, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &others, nullptr);
+    {
+      const SigPipeGuard guard;
+      const sigset_t mask = currentMask();
+      EXPECT_EQ(1, sigismember(&mask, SIGUSR1));
+      EXPECT_EQ(0, sigismember(&mask, SIGUSR2));
+      pthread_sigmask(SIG_UNBLOCK, &others, nullptr);  // what others change meanwhile stays
+    }
+    const sigset_t mask = currentMask();
+    EXPECT_EQ(0, sigismember(&mask, SIGUSR1));
+  });
+}
+
+TEST(SigPipeGuardTest, SurvivesAFailedWriteWhereTheSignalWasNotBlocked) {
+  inThread(false, [] {
+    EXPECT_THROW(failGuarded(), std::runtime_error);
+    EXPECT_FALSE(isBlocked());
+  });
+}
+
+TEST(SigPipeGuardTest, TakesTheSignalBackWhereItWasBlocked) {
+  inThread(true, [] {
+    EXPECT_THROW(failGuarded(), std::runtime_error);
+    EXPECT_TRUE(isBlocked());
+    EXPECT_FALSE(isPending());
+  });
+}
+
+TEST(SigPipeGuardTest, KeepsASignalThatWaitedBefore) {
+  inThread(true, [] {
+    raise(SIGPIPE);
+    EXPECT_THROW(failGuarded(), std::runtime_error);
+    EXPECT_TRUE(isPending());
+    takePending();
+    EXPECT_FALSE(isPending());
+  });
+}
+
+TEST(SigPipeGuardTest, TakesNothingWhenTheSendWorked) {
+  inThread(true, [] {
+    failUnguarded();
+    { const SigPipeGuard guard; }
+    EXPECT_TRUE(isPending());
+  });
+}
+
+TEST(SigPipeGuardTest, ExceptionUnderWayBeforeIsNoFailedSend) {
+  struct SendsWhenItGoes {
+    ~SendsWhenItGoes() {
+      const SigPipeGuard guard;
+    }
+  };
+  inThread(true, [] {
+    failUnguarded();
+    try {
+      const SendsWhenItGoes sender;
+      throw std::runtime_error("something else");
+    } catch (const std::runtime_error&) {
+      EXPECT_TRUE(isPending());
+    }
+  });
+}
+
+TEST(SigPipeGuardTest, GuardsMayBeNested) {
+  inThread(false, [] {
+    {
+      const SigPipeGuard outer;
+      EXPECT_THROW(failGuarded(), std::runtime_error);
+      EXPECT_TRUE(isBlocked());
+    }
+    EXPECT_FALSE(isBlocked());
+  });
+}
+
+TEST(SigPipeGuardTest, DispositionStaysTheProgramsOwn) {
+  inThread(false, [] {
+    struct sigaction before {};
+    struct sigaction during {};
+    struct sigaction after {};
+    sigaction(SIGPIPE, nullptr, &before);
+    {
+      const SigPipeGuard guard;
+      sigaction(SIGPIPE, nullptr, &during);
+    }
+    sigaction(SIGPIPE, nullptr, &after);
+    EXPECT_EQ(before.sa_handler, during.sa_handler);
+    EXPECT_EQ(before.sa_handler, after.sa_handler);
+  });
+}
+
+// What the tests above stand on: without the guard the same write ends the process.
+TEST(SigPipeGuardTest, WithoutItTheSameWriteEndsTheProcess) {
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    const sigset_t set = sigPipe();
+    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+    try {
+      writeToNobody();
+    } catch (const std::runtime_error&) {
+      _exit(1);
+    }
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(child, waitpid(child, &status, 0));
+  ASSERT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(SIGPIPE, WTERMSIG(status));
+}
+
+// A thread is cancelled between a send and the end of the guard.
+void* failCancelled(void* /*nothing*/) {
+  const sigset_t set = sigPipe();
+  pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+  try {
+    const SigPipeGuard guard;
+    pthread_cancel(pthread_self());
+    throw std::runtime_error("broken pipe");
+  } catch (const std::runtime_error&) {
+    return nullptr;
+  }
+}
+
+TEST(SigPipeGuardTest, IsNoPlaceToBeCancelledIn) {
+  pthread_t thread{};
+  ASSERT_EQ(0, pthread_create(&thread, nullptr, failCancelled, nullptr));
+  void* result = PTHREAD_CANCELED;
+  ASSERT_EQ(0, pthread_join(thread, &result));
+  EXPECT_EQ(nullptr, result);
+}
+
+}  // namespace

@@ -1,0 +1,153 @@
+#include "VelmoFacadeWS.h"
+
+#include <Poco/Exception.h>
+#include <Poco/Net/HTTPClientSession.h>
+#include <Poco/Net/HTTPRequest.h>
+#include <Poco/Net/HTTPResponse.h>
+#include <Poco/Net/WebSocket.h>
+
+#include <array>
+#include <sstream>
+
+#include "MessageFrame.h"
+#include "SigPipeGuard.h"
+#include "velmo.pb.h"
+
+using brix::velmo::frameAt;
+using brix::velmo::MessageFrame;
+using brix::velmo::SigPipeGuard;
+using Poco::Net::HTTPClientSession;
+using Poco::Net::HTTPRequest;
+using Poco::Net::HTTPResponse;
+using Poco::Net::WebSocket;
+using service::velmo::AddTaskRequest;
+using service::velmo::BaseMessage;
+
+namespace {
+
+// The session may go: the WebSocket takes its socket over.
+std::unique_ptr<WebSocket> openWebSocket(const std::string& host, unsigned short port) {
+  HTTPClientSession session(host, port);
+  HTTPRequest request(HTTPRequest::HTTP_GET, VelmoFacadeWS::s_serviceUrl, HTTPRequest::HTTP_1_1);
+  request.set("origin", "localhost");
+  try {
+    HTTPResponse response;
+    const SigPipeGuard guard;
+    return std::make_unique<WebSocket>(session, request, response);
+  } catch (const Poco::Exception& exception) {
+    throw VelmoException(exception.displayText());
+  }
+}
+
+// Receives up to and with the first final frame and hands the payloads to `take`.
+//
+// Deliberate: control frames count like any other, and an empty frame ends the message like the end
+// of the connection.
+template <typename Take>
+void receiveMessage(WebSocket& ws, Take take) {
+  std::array<char, VelmoFacadeWS::s_frameSize> buffer{};
+  int flags = 0;
+  do {
+    const int count = ws.receiveFrame(buffer.data(), static_cast<int>(buffer.size()), flags);
+    if (count <= 0) {
+      return;
+    }
+    take(buffer.data(), count);
+  } while ((flags & WebSocket::FRAME_FLAG_FIN) == 0);
+}
+
+void sendRequest(WebSocket& ws, const BaseMessage& request) {
+  std::string text;
+  // Deliberate: the result is not examined; what could not be serialised is sent as far as it got.
+  static_cast<void>(request.SerializeToString(&text));
+  // Deliberate: the result is not examined; after a send that stopped early the call still waits
+  // for a reply.
+  static_cast<void>(sendBytes(ws, text.data(), text.size(), VelmoFacadeWS::s_frameSize));
+}
+
+void receiveReply(WebSocket& ws, BaseMessage& reply) {
+  std::stringstream stream;
+  receiveMessage(ws, [&stream](const char* data, int count) { stream.write(data, count); });
+  BaseMessage message;
+  // Deliberate: the result is not examined; of a malformed reply counts what was parsed of it.
+  static_cast<void>(message.ParseFromIstream(&stream));
+  reply.CopyFrom(message);
+}
+
+}  // namespace
+
+const std::size_t VelmoFacadeWS::s_frameSize;
+
+const char* VelmoFacadeWS::s_serviceUrl = "/velmo";
+
+VelmoException::VelmoException(const std::string& message) : std::runtime_error(message) {}
+
+VelmoException::~VelmoException() = default;
+
+VelmoFacadeWS::VelmoFacadeWS(const std::string& host, unsigned short port) : m_ws(nullptr) {
+  GOOGLE_PROTOBUF_VERIFY_VERSION;
+  m_ws = openWebSocket(host, port);
+}
+
+// Deliberate: an exception in here ends the process; the implicit noexcept sees to it. Do not catch
+// it.
+//
+// Deliberate: protocol buffers are shut down with every client, for the whole process.
+VelmoFacadeWS::~VelmoFacadeWS() {  // NOLINT(bugprone-exception-escape): the reason is above
+  {
+    const SigPipeGuard guard;
+    m_ws->shutdown();
+  }
+  receiveMessage(*m_ws, [](const char* /*data*/, int /*count*/) {});
+  m_ws->close();
+  m_ws.reset();
+  google::protobuf::ShutdownProtobufLibrary();
+}
+
+std::string VelmoFacadeWS::addTask(const std::string& priorityType, const std::string& command,
+                                   TaskType taskType, const std::string& deltaType,
+                                   const std::string& jobId, const std::string& subJobId,
+                                   const std::string& jobInfo, int relPriority) {
+  BaseMessage request;
+  AddTaskRequest& task = *request.mutable_addtaskrequest();
+  task.set_prioritytype(priorityType);
+  task.set_command(command);
+  task.set_tasktype(convertTaskType(taskType));
+  task.set_deltatype(deltaType);
+  task.set_jobid(jobId);
+  task.set_subjobid(subJobId);
+  task.set_jobinfo(jobInfo);
+  task.set_relpriority(relPriority);
+
+  BaseMessage reply;
+  try {
+    sendRequest(*m_ws, request);
+    receiveReply(*m_ws, reply);
+  } catch (const Poco::Exception& exception) {
+    throw VelmoException(exception.displayText());
+  }
+  if (reply.theMessage_case() != BaseMessage::kAddTaskResponse) {
+    throw VelmoException("Wrong type of message is returned!");
+  }
+  return reply.addtaskresponse().taskname();
+}
+
+service::velmo::TaskType convertTaskType(TaskType type) {
+  return type == TASK_SHELL_SCRIPT ? service::velmo::ShellScript : service::velmo::JavaClass;
+}
+
+bool sendBytes(WebSocket& ws, const char* data, std::size_t length, std::size_t frameSize) {
+  if (length == 0) {
+    return true;
+  }
+  const SigPipeGuard guard;
+  for (std::size_t offset = 0; offset < length;) {
+    const MessageFrame frame = frameAt(length, offset, frameSize);
+    const int sent = ws.sendFrame(data + offset, static_cast<int>(frame.size), frame.flags);
+    if (sent < 1) {
+      return false;
+    }
+    offset += static_cast<std::size_t>(sent);
+  }
+  return true;
+}

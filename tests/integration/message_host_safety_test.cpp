@@ -1,0 +1,423 @@
+// What a client does to the program around it: each promise of docs/host-safety.md.
+
+#include <gmock/gmock.h>
+#include <google/protobuf/descriptor.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <unistd.h>
+#include <velmo/VelmoFacadeWS.h>
+#include <velmo/velmo.pb.h>
+
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ScriptedPeer.h"
+#include "SocketLimits.h"
+#include "WireMessages.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+using velmo::test::Client;
+using velmo::test::ClientOutcome;
+using velmo::test::frame;
+using velmo::test::PeerConnection;
+using velmo::test::PeerScript;
+using velmo::test::responseNaming;
+using velmo::test::responseWithoutName;
+using velmo::test::runAgainst;
+using velmo::test::shortenSocketLimits;
+using velmo::test::socketLimitsAsked;
+using velmo::test::stallConnecting;
+using velmo::test::Tell;
+
+void submit(VelmoFacadeWS& facade, const Tell& tell) {
+  try {
+    tell("'" + facade.addTask("Normal", "true", TASK_SHELL_SCRIPT, "", "J1", "0", "", 0) + "'");
+  } catch (const VelmoException& exception) {
+    tell(exception.what());
+  }
+}
+
+// A client that submits this many times and goes.
+Client submitting(int times) {
+  return [times](unsigned short port, const Tell& tell) {
+    {
+      VelmoFacadeWS facade("127.0.0.1", port);
+      for (int i = 0; i < times; ++i) {
+        submit(facade, tell);
+      }
+    }
+    tell("destroyed");
+  };
+}
+
+// A peer that answers one request after the other with these bytes, and the close frame in order.
+PeerScript answering(const std::vector<std::string>& answers) {
+  return [answers](PeerConnection& peer) {
+    peer.upgrade();
+    for (const std::string& bytes : answers) {
+      peer.readMessage();
+      peer.send(bytes);
+    }
+    peer.readMessage();
+    peer.send(frame(136, ""));
+    peer.drain();
+  };
+}
+
+std::string naming(const std::string& name) {
+  return frame(130, responseNaming(name));
+}
+
+constexpr const char* kWrongType = "Wrong type of message is returned!; ";
+
+// --- the destructor ---
+
+const PeerScript kResetsAfterTheReply = [](PeerConnection& peer) {
+  peer.upgrade();
+  peer.readMessage();
+  peer.send(naming("T1"));
+  peer.readMessage();
+  peer.reset();
+};
+
+TEST(HostSafetyTest, DestructorEndsTheProcessWhenThePeerResets) {
+  const ClientOutcome outcome = runAgainst({kResetsAfterTheReply}, submitting(1));
+  EXPECT_EQ("'T1'; ", outcome.report);
+  EXPECT_EQ("signal 6", outcome.end);
+  EXPECT_THAT(outcome.errors, HasSubstr("terminate called"));
+}
+
+TEST(HostSafetyTest, NoHandlerOfTheCallerKeepsTheDestructorFromEndingTheProcess) {
+  const ClientOutcome outcome =
+      runAgainst({kResetsAfterTheReply}, [](unsigned short port, const Tell& tell) {
+        try {
+          VelmoFacadeWS facade("127.0.0.1", port);
+          submit(facade, tell);
+        } catch (...) {
+          tell("caught");
+        }
+      });
+  EXPECT_EQ("'T1'; ", outcome.report);
+  EXPECT_EQ("signal 6", outcome.end);
+}
+
+TEST(HostSafetyTest, DestructorReadsToTheEndOfOneMessageAndCloses) {
+  const ClientOutcome outcome =
+      runAgainst({[](PeerConnection& peer) {
+                   peer.upgrade();
+                   peer.readMessage();
+                   peer.send(frame(2, "left") + frame(0, "over") + frame(136, ""));
+                   peer.drain();
+                 }},
+                 submitting(0));
+  EXPECT_EQ("destroyed; ", outcome.report);
+  EXPECT_EQ("exit 0", outcome.end);
+  EXPECT_EQ("", outcome.peer);
+}
+
+// --- protocol buffers after a client was destroyed ---
+
+// Destroys a client, then runs `after` in the same process.
+ClientOutcome afterAClient(const Client& after, std::vector<PeerScript> more = {}) {
+  more.insert(more.begin(), answering({naming("T1")}));
+  return runAgainst(more, [&after](unsigned short port, const Tell& tell) {
+    submitting(1)(port, tell);
+    after(port, tell);
+    tell("survived");
+  });
+}
+
+TEST(HostSafetyTest, MessagesAreStillSerialisedAndParsedAfterTheShutdown) {
+  const ClientOutcome outcome = afterAClient([](unsigned short /*port*/, const Tell& tell) {
+    service::velmo::BaseMessage message;
+    message.mutable_addtaskresponse()->set_taskname("T2");
+    std::string bytes;
+    tell(message.SerializeToString(&bytes) ? "serialised" : "refused");
+    service::velmo::BaseMessage copy;
+    tell(copy.ParseFromString(bytes) ? copy.addtaskresponse().taskname() : "refused");
+  });
+  EXPECT_EQ("'T1'; destroyed; serialised; T2; survived; ", outcome.report);
+  EXPECT_EQ("exit 0", outcome.end) << outcome.errors;
+}
+
+TEST(HostSafetyTest, SecondClientWorksAfterTheShutdown) {
+  const ClientOutcome outcome = afterAClient(submitting(1), {answering({naming("T2")})});
+  EXPECT_EQ("'T1'; destroyed; 'T2'; destroyed; survived; ", outcome.report);
+  EXPECT_EQ("exit 0", outcome.end) << outcome.errors;
+}
+
+TEST(HostSafetyTest, ClientsThatLiveAtTheSameTimeOutliveEachOther) {
+  const ClientOutcome outcome = runAgainst({[](PeerConnection& first) {
+                                              first.upgrade();
+                                              first.readMessage();
+                                            },
+                                            answering({naming("T2")})},
+                                           [](unsigned short port, const Tell& tell) {
+                                             auto first =
+                                                 std::make_unique<VelmoFacadeWS>("127.0.0.1", port);
+                                             first.reset();
+                                             submitting(1)(port, tell);
+                                           });
+  EXPECT_EQ("'T2'; destroyed; ", outcome.report);
+  EXPECT_EQ("exit 0", outcome.end) << outcome.errors;
+}
+
+TEST(HostSafetyTest, DescriptorsAreGoneAfterTheShutdown) {
+  const ClientOutcome outcome = afterAClient([](unsigned short /*port*/, const Tell& tell) {
+    tell(service::velmo::BaseMessage::descriptor()->full_name());
+  });
+  EXPECT_EQ("'T1'; destroyed; ", outcome.report);
+  EXPECT_NE("exit 0", outcome.end);
+}
+
+TEST(HostSafetyTest, DebugTextsAreGoneAfterTheShutdown) {
+  const ClientOutcome outcome = afterAClient([](unsigned short /*port*/, const Tell& tell) {
+    service::velmo::BaseMessage message;
+    message.mutable_addtaskresponse()->set_taskname("T2");
+    tell(message.DebugString());
+  });
+  EXPECT_EQ("'T1'; destroyed; ", outcome.report);
+  EXPECT_NE("exit 0", outcome.end);
+}
+
+TEST(HostSafetyTest, ReplyWithoutANameWritesALineToStandardError) {
+  const ClientOutcome outcome =
+      runAgainst({answering({frame(130, responseWithoutName())})}, submitting(1));
+  EXPECT_EQ("''; destroyed; ", outcome.report);
+  EXPECT_EQ("exit 0", outcome.end);
+  EXPECT_THAT(outcome.errors, HasSubstr("missing required fields: addTaskResponse.taskName"));
+}
+
+// --- waits ---
+
+TEST(HostSafetyTest, ConnectingIsLimitedTo30SecondsAndEverySendAndReceiveTo60) {
+  const ClientOutcome outcome =
+      runAgainst({answering({naming("T1")})}, [](unsigned short port, const Tell& tell) {
+        submitting(1)(port, tell);
+        tell(socketLimitsAsked());
+      });
+  EXPECT_EQ("'T1'; destroyed; connect 30000 ms, send 60000 ms, receive 60000 ms; ", outcome.report);
+}
+
+TEST(HostSafetyTest, ConnectionThatDoesNotComeAboutIsAVelmoException) {
+  const ClientOutcome outcome = runAgainst({}, [](unsigned short port, const Tell& tell) {
+    stallConnecting();
+    try {
+      const VelmoFacadeWS facade("127.0.0.1", port);
+      tell("connected");
+    } catch (const VelmoException& exception) {
+      tell(exception.what());
+    }
+    tell(socketLimitsAsked());
+  });
+  EXPECT_THAT(outcome.report, StartsWith("Timeout"));
+  EXPECT_THAT(outcome.report, HasSubstr("connect 30000 ms"));
+}
+
+TEST(HostSafetyTest, DestructorWaitsOnceMoreForASilentPeerAndThenEndsTheProcess) {
+  const ClientOutcome outcome = runAgainst({[](PeerConnection& peer) {
+                                             peer.upgrade();
+                                             peer.drain();
+                                           }},
+                                           [](unsigned short port, const Tell& tell) {
+                                             shortenSocketLimits(100);
+                                             submitting(1)(port, tell);
+                                           });
+  EXPECT_EQ("Timeout; ", outcome.report);
+  EXPECT_EQ("signal 6", outcome.end);
+}
+
+TEST(HostSafetyTest, SendThatFindsNoRoomIsAVelmoException) {
+  std::array<int, 2> isOver{};
+  ASSERT_EQ(0, pipe(isOver.data()));
+  const ClientOutcome outcome = runAgainst(
+      {[&isOver](PeerConnection& peer) {
+        peer.upgrade();
+        close(isOver[1]);
+        char byte = 0;
+        EXPECT_EQ(0, read(isOver[0], &byte, 1));  // until the client's end of the pipe is closed
+      }},
+      [](unsigned short port, const Tell& tell) {
+        shortenSocketLimits(100);
+        VelmoFacadeWS facade("127.0.0.1", port);
+        try {
+          facade.addTask("", std::string(64U << 20U, 'x'), TASK_JAVA_CLASS, "", "", "", "", 0);
+        } catch (const VelmoException& exception) {
+          tell(exception.what());
+        }
+        std::_Exit(0);
+      });
+  close(isOver[0]);
+  EXPECT_EQ("I/O error: Operation would block; ", outcome.report);
+}
+
+// --- SIGPIPE ---
+
+void unblockSigPipe() {
+  sigset_t set{};
+  sigemptyset(&set);
+  sigaddset(&set, SIGPIPE);
+  pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+}
+
+const PeerScript kClosesAtOnce = [](PeerConnection& peer) { peer.upgrade(); };
+
+// Submits until the peer's reset has been seen, and twice more: the first send after it finds the
+// reset, every later one the broken pipe that raises SIGPIPE.
+void submitToNobody(VelmoFacadeWS& facade, const Tell& tell) {
+  for (int i = 0; i < 4; ++i) {
+    try {
+      facade.addTask("", "", TASK_JAVA_CLASS, "", "", "", "", 0);
+    } catch (const VelmoException&) {
+      tell("VelmoException");
+    }
+  }
+}
+
+TEST(HostSafetyTest, PeerThatHasGoneIsAVelmoExceptionWhereSigPipeIsNotBlocked) {
+  const ClientOutcome outcome =
+      runAgainst({kClosesAtOnce}, [](unsigned short port, const Tell& tell) {
+        unblockSigPipe();
+        VelmoFacadeWS facade("127.0.0.1", port);
+        submitToNobody(facade, tell);
+        std::_Exit(0);
+      });
+  EXPECT_EQ("VelmoException; VelmoException; VelmoException; VelmoException; ", outcome.report);
+  EXPECT_EQ("exit 0", outcome.end);
+}
+
+// The peer has closed its side before it resets, so that the client finds a broken pipe at once.
+TEST(HostSafetyTest, PeerThatGoesInsideTheHandshakeIsAVelmoExceptionWhereSigPipeIsNotBlocked) {
+  const ClientOutcome outcome = runAgainst({[](PeerConnection& peer) {
+                                             peer.finish();
+                                             peer.read(1);
+                                           }},
+                                           [](unsigned short port, const Tell& tell) {
+                                             unblockSigPipe();
+                                             const std::string longPath(16U << 20U, '/');
+                                             VelmoFacadeWS::s_serviceUrl = longPath.c_str();
+                                             try {
+                                               const VelmoFacadeWS facade("127.0.0.1", port);
+                                             } catch (const VelmoException&) {
+                                               tell("VelmoException");
+                                             }
+                                           });
+  EXPECT_EQ("VelmoException; ", outcome.report);
+  EXPECT_EQ("exit 0", outcome.end) << outcome.errors;
+}
+
+TEST(HostSafetyTest, DestructorEndsTheProcessByItsExceptionNotBySigPipe) {
+  const ClientOutcome outcome =
+      runAgainst({kClosesAtOnce}, [](unsigned short port, const Tell& tell) {
+        unblockSigPipe();
+        VelmoFacadeWS facade("127.0.0.1", port);
+        submitToNobody(facade, tell);
+      });
+  EXPECT_EQ("signal 6", outcome.end);
+  EXPECT_THAT(outcome.errors, HasSubstr("terminate called"));
+}
+
+TEST(HostSafetyTest, NoSigPipeIsLeftBehindWhereItIsBlocked) {
+  const ClientOutcome outcome =
+      runAgainst({kClosesAtOnce}, [](unsigned short port, const Tell& tell) {
+        VelmoFacadeWS facade("127.0.0.1", port);
+        submitToNobody(facade, tell);
+        unblockSigPipe();
+        tell("survived");
+        std::_Exit(0);
+      });
+  EXPECT_THAT(outcome.report, HasSubstr("survived"));
+  EXPECT_EQ("exit 0", outcome.end);
+}
+
+// All that a program can set about its signals, as a text: dispositions, and the thread's mask.
+std::string signalsOfThisThread() {
+  std::string text;
+  sigset_t mask{};
+  pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+  for (int number = 1; number < NSIG; ++number) {
+    struct sigaction action {};
+    sigaction(number, nullptr, &action);
+    text += action.sa_handler == SIG_DFL ? 'd' : action.sa_handler == SIG_IGN ? 'i' : 'h';
+    text += sigismember(&mask, number) == 1 ? '!' : ' ';
+  }
+  return text;
+}
+
+TEST(HostSafetyTest, DispositionsAndMasksStayTheProgramsOwn) {
+  for (const bool blocked : {false, true}) {
+    const ClientOutcome outcome =
+        runAgainst({answering({naming("T1")}), kClosesAtOnce},
+                   [blocked](unsigned short port, const Tell& tell) {
+                     if (!blocked) {
+                       unblockSigPipe();
+                     }
+                     const std::string before = signalsOfThisThread();
+                     submitting(1)(port, tell);
+                     tell(before == signalsOfThisThread() ? "same" : "changed");
+                     VelmoFacadeWS facade("127.0.0.1", port);
+                     submitToNobody(facade, tell);
+                     tell(before == signalsOfThisThread() ? "same" : "changed");
+                     std::_Exit(0);
+                   });
+    EXPECT_EQ(
+        "'T1'; destroyed; same; VelmoException; VelmoException; VelmoException; VelmoException; "
+        "same; ",
+        outcome.report);
+  }
+}
+
+// --- control frames, empty frames, frames that are too large ---
+
+TEST(HostSafetyTest, ControlFrameAheadOfTheReplyPutsRepliesOneCallLate) {
+  const ClientOutcome outcome = runAgainst(
+      {answering({frame(137, "") + naming("T1"), naming("T2"), naming("T3")})}, submitting(3));
+  EXPECT_EQ(std::string(kWrongType) + "'T1'; 'T2'; destroyed; ", outcome.report);
+  EXPECT_EQ("exit 0", outcome.end);
+}
+
+TEST(HostSafetyTest, EmptyFrameAheadOfTheReplyPutsRepliesOneCallLate) {
+  const ClientOutcome outcome =
+      runAgainst({answering({frame(130, "") + naming("T1"), naming("T2")})}, submitting(2));
+  EXPECT_EQ(std::string(kWrongType) + "'T1'; destroyed; ", outcome.report);
+  EXPECT_EQ("exit 0", outcome.end);
+}
+
+TEST(HostSafetyTest, PingIsNotAnswered) {
+  std::vector<int> flags;
+  const ClientOutcome outcome = runAgainst({[&flags](PeerConnection& peer) {
+                                             peer.upgrade();
+                                             peer.readMessage();
+                                             peer.send(frame(137, "x") + naming("T1"));
+                                             flags.push_back(peer.readFrame().flags);
+                                             peer.send(frame(136, ""));
+                                           }},
+                                           submitting(1));
+  EXPECT_EQ(std::vector<int>{136}, flags);
+}
+
+TEST(HostSafetyTest, CloseFrameInPlaceOfTheReplyIsTheWrongTypeAndNotAnswered) {
+  const ClientOutcome outcome =
+      runAgainst({answering({frame(136, "\x03\xE8"), naming("T2")})}, submitting(2));
+  EXPECT_EQ(std::string(kWrongType) + "'T2'; destroyed; ", outcome.report);
+}
+
+TEST(HostSafetyTest, PayloadOfAFrameThatIsTooLargeIsTakenForFrames) {
+  const std::string hidden = naming("from the payload");
+  const ClientOutcome outcome = runAgainst(
+      {answering({frame(130, hidden + std::string(8193 - hidden.size(), '\0')), naming("T2")})},
+      submitting(2));
+  EXPECT_EQ(
+      "WebSocket Exception: Insufficient buffer for payload size 8193; 'from the payload'; "
+      "destroyed; ",
+      outcome.report);
+}
+
+}  // namespace

@@ -1,0 +1,40 @@
+#ifndef VELMO_TEST_WIREMESSAGES_H
+#define VELMO_TEST_WIREMESSAGES_H
+
+#include <cstdint>
+#include <string>
+
+namespace velmo::test {
+
+/// The service messages as bytes, put together by hand: no generated code, no library.
+
+/// A field with a length: its key, the length, the bytes.
+std::string textField(unsigned number, const std::string& bytes);
+
+/// A field with a number in it; a negative one takes ten bytes.
+std::string numberField(unsigned number, std::int64_t value);
+
+/// What a request says, in the order of its fields.
+struct WireRequest {
+  std::string priorityType;
+  std::string command;
+  int taskType = 1;
+  std::string deltaType;
+  std::string jobId;
+  std::string subJobId;
+  std::string jobInfo;
+  int relPriority = 0;
+};
+
+/// The request in its envelope.
+std::string envelopeOf(const WireRequest& request);
+
+/// A response with this name in its envelope.
+std::string responseNaming(const std::string& taskName);
+
+/// A response without a name in its envelope.
+std::string responseWithoutName();
+
+}  // namespace velmo::test
+
+#endif
