@@ -12,6 +12,7 @@
 #include <array>
 #include <cstddef>
 #include <fstream>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -129,6 +130,18 @@ AutoPtr<Document> parse(const std::string& text) {
   return Poco::XML::DOMParser().parse(&source);
 }
 
+// The document's pool takes over what leaves the tree. A node that the pool has no memory for
+// belongs to nobody.
+void removeLeaf(Document& document, Node& parent, Node* leaf) {
+  try {
+    parent.removeChild(leaf);
+  } catch (const std::bad_alloc&) {
+    leaf->release();
+    throw;
+  }
+  document.collectGarbage();
+}
+
 // Takes the nodes away from the leaves up. A node that is released releases those below it, each
 // level on top of the other on the stack, which a deep file would exhaust.
 void takeApart(Document& document) {
@@ -141,8 +154,7 @@ void takeApart(Document& document) {
     }
     Node* parent = node->parentNode();
     if (parent != nullptr) {
-      parent->removeChild(node);
-      document.collectGarbage();
+      removeLeaf(document, *parent, node);
     }
     node = parent;
   }
