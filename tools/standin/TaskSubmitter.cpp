@@ -27,11 +27,16 @@ TaskFileDescriptor descriptorOf(const service::velmo::AddTaskRequest& request) {
 
 // Written aside and moved, so that nobody sees half of it.
 void place(const fs::path& temporaryFile, const fs::path& queueFile, const std::string& contents) {
-  if (!makePrivateFile(temporaryFile, contents) || fs::exists(fs::symlink_status(queueFile))) {
+  if (fs::exists(fs::symlink_status(queueFile)) || !makePrivateFile(temporaryFile, contents)) {
     throw std::system_error(std::make_error_code(std::errc::file_exists),
                             "cannot make the file " + queueFile.string());
   }
-  fs::rename(temporaryFile, queueFile);
+  try {
+    fs::rename(temporaryFile, queueFile);
+  } catch (const fs::filesystem_error&) {
+    fs::remove(temporaryFile);
+    throw;
+  }
 }
 
 }  // namespace

@@ -1,0 +1,83 @@
+#include "MessageAssembler.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "TaskRequest.h"
+
+namespace standin {
+namespace {
+
+constexpr int kFinal = 0x80;
+constexpr int kContinuation = 0;
+constexpr int kBinary = 2;
+
+TEST(MessageAssemblerTest, FinalBinaryFrameIsAWholeMessageAlsoWhenEmpty) {
+  MessageAssembler assembler;
+  EXPECT_EQ("one", assembler.add(kFinal | kBinary, "one"));
+  EXPECT_EQ("", assembler.add(kFinal | kBinary, ""));
+  EXPECT_FALSE(assembler.isBegun());
+}
+
+TEST(MessageAssemblerTest, ContinuationsAreAppendedUpToTheFinalOneAndThenForgotten) {
+  MessageAssembler assembler;
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(std::nullopt, assembler.add(kBinary, "a"));
+    EXPECT_TRUE(assembler.isBegun());
+    EXPECT_EQ(std::nullopt, assembler.add(kContinuation, ""));
+    EXPECT_EQ(std::nullopt, assembler.add(kContinuation, "b"));
+    EXPECT_EQ("abc", assembler.add(kFinal | kContinuation, "c"));
+    EXPECT_FALSE(assembler.isBegun());
+  }
+}
+
+TEST(MessageAssemblerTest, MessageMayReachTheLimitButNotExceedIt) {
+  const std::string half(MessageAssembler::kLimit / 2, 'x');
+  MessageAssembler assembler;
+  assembler.add(kBinary, half);
+  EXPECT_EQ(half + half, assembler.add(kFinal | kContinuation, half));
+
+  assembler.add(kBinary, half);
+  assembler.add(kContinuation, half);
+  try {
+    assembler.add(kFinal | kContinuation, "x");
+    FAIL() << "taken";
+  } catch (const Refusal& refusal) {
+    EXPECT_EQ(CloseCode::kTooBig, refusal.code());
+    EXPECT_STREQ("longer than 1048576 bytes", refusal.what());
+  }
+}
+
+TEST(MessageAssemblerTest, FrameThatDoesNotBelongIsRefused) {
+  struct Row {
+    bool begun;
+    int flags;
+    CloseCode code;
+    const char* why;
+  };
+  const Row rows[] = {
+      {false, 0x81, CloseCode::kUnsupported, "text, where binary frames belong"},
+      {true, 0x81, CloseCode::kUnsupported, "text, where binary frames belong"},
+      {false, 0x80, CloseCode::kProtocolError, "a continuation that continues nothing"},
+      {true, 0x82, CloseCode::kProtocolError, "a message within a message"},
+      {false, 0x92, CloseCode::kProtocolError, "a frame with the flags 146"},
+      {false, 0x8b, CloseCode::kProtocolError, "a frame with the flags 139"},
+  };
+  for (const Row& row : rows) {
+    MessageAssembler assembler;
+    if (row.begun) {
+      assembler.add(kBinary, "x");
+    }
+    try {
+      assembler.add(row.flags, "x");
+      ADD_FAILURE() << "taken: " << row.why;
+    } catch (const Refusal& refusal) {
+      EXPECT_EQ(row.code, refusal.code()) << row.why;
+      EXPECT_STREQ(row.why, refusal.what());
+    }
+  }
+}
+
+}  // namespace
+}  // namespace standin
