@@ -27,7 +27,9 @@ TaskFileDescriptor descriptorOf(const service::velmo::AddTaskRequest& request) {
 
 // Written aside and moved, so that nobody sees half of it.
 void place(const fs::path& temporaryFile, const fs::path& queueFile, const std::string& contents) {
-  if (fs::exists(fs::symlink_status(queueFile)) || !makePrivateFile(temporaryFile, contents)) {
+  std::error_code unknown;  // then the making of the file tells what is wrong
+  if (fs::exists(fs::symlink_status(queueFile, unknown)) ||
+      !makePrivateFile(temporaryFile, contents)) {
     throw std::system_error(std::make_error_code(std::errc::file_exists),
                             "cannot make the file " + queueFile.string());
   }
