@@ -10,6 +10,7 @@ namespace velmo::test {
 /// First byte of a frame: the final bit, the opcode.
 constexpr int kFinal = 0x80;
 constexpr int kContinuation = 0x0;
+constexpr int kLastContinuation = kFinal;
 constexpr int kText = 0x1;
 constexpr int kBinary = 0x2;
 constexpr int kClose = 0x8;

@@ -227,7 +227,7 @@ TEST_F(StandinPortTest, FragmentsAreReassembledAlsoWithAPingBetweenThem) {
   client->sendFrame(kBinary, message.substr(0, 8192));
   awaitReading(*client);
   client->sendFrame(kContinuation, message.substr(8192, 8192));
-  client->sendFrame(kFinal | kContinuation, message.substr(16384));
+  client->sendFrame(kLastContinuation, message.substr(16384));
   const std::string name = taskNameFrom(client->receiveFrame()->payload);
   EXPECT_EQ(command + "\n#1USE=u#1JNA=n\n", textOf(queueFileOf(name)));
 }
@@ -346,7 +346,7 @@ TEST_F(StandinPortTest, NameThatIsTooLongIsRefusedAndLeavesNothing) {
 }
 
 TEST_F(StandinPortTest, FramesOutOfOrderAreRefused) {
-  expectRefused(kFinal | kContinuation, "x", 1002, "a continuation that continues nothing");
+  expectRefused(kLastContinuation, "x", 1002, "a continuation that continues nothing");
   expectRefused(kFinal | 0x3, "x", 1002, "a frame with the flags 131");
   expectRefused(kFinal | 0x40 | kBinary, "x", 1002, "a frame with the flags 194");
 
@@ -361,7 +361,7 @@ TEST_F(StandinPortTest, MessageBeyondTheLimitIsRefusedInOneFrameOrSeveral) {
   expectRefused(kFinal | kBinary, limit + "x", 1009, "longer than 1048576 bytes");
   const auto client = clientOf(m_standin);
   client->sendFrame(kBinary, limit);
-  client->sendFrame(kFinal | kContinuation, "x");
+  client->sendFrame(kLastContinuation, "x");
   EXPECT_EQ(closePayload(1009, "longer than 1048576 bytes"), client->receiveFrame()->payload);
 }
 
@@ -498,7 +498,7 @@ TEST(StandinPortRunTest, RequestThatHasBegunIsAnsweredAndRunBeforeTheEnd) {
   awaitReading(*client);
   standin.signal(SIGTERM);
   ASSERT_TRUE(waitUntil([&] { return refusesConnections(port); }));
-  client->sendFrame(kFinal | kContinuation, message.substr(10));
+  client->sendFrame(kLastContinuation, message.substr(10));
   EXPECT_THAT(taskNameFrom(client->receiveFrame()->payload), HasSubstr(".J12."));
   EXPECT_EQ(0, standin.wait());
   EXPECT_THAT(standin.errors(), HasSubstr(": exit 3, output in"));

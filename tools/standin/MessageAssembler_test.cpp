@@ -11,6 +11,7 @@ namespace {
 
 constexpr int kFinal = 0x80;
 constexpr int kContinuation = 0;
+constexpr int kLastContinuation = kFinal;
 constexpr int kBinary = 2;
 
 TEST(MessageAssemblerTest, FinalBinaryFrameIsAWholeMessageAlsoWhenEmpty) {
@@ -27,7 +28,7 @@ TEST(MessageAssemblerTest, ContinuationsAreAppendedUpToTheFinalOneAndThenForgott
     EXPECT_TRUE(assembler.isBegun());
     EXPECT_EQ(std::nullopt, assembler.add(kContinuation, ""));
     EXPECT_EQ(std::nullopt, assembler.add(kContinuation, "b"));
-    EXPECT_EQ("abc", assembler.add(kFinal | kContinuation, "c"));
+    EXPECT_EQ("abc", assembler.add(kLastContinuation, "c"));
     EXPECT_FALSE(assembler.isBegun());
   }
 }
@@ -36,12 +37,12 @@ TEST(MessageAssemblerTest, MessageMayReachTheLimitButNotExceedIt) {
   const std::string half(MessageAssembler::kLimit / 2, 'x');
   MessageAssembler assembler;
   assembler.add(kBinary, half);
-  EXPECT_EQ(half + half, assembler.add(kFinal | kContinuation, half));
+  EXPECT_EQ(half + half, assembler.add(kLastContinuation, half));
 
   assembler.add(kBinary, half);
   assembler.add(kContinuation, half);
   try {
-    assembler.add(kFinal | kContinuation, "x");
+    assembler.add(kLastContinuation, "x");
     FAIL() << "taken";
   } catch (const Refusal& refusal) {
     EXPECT_EQ(CloseCode::kTooBig, refusal.code());
@@ -51,18 +52,18 @@ TEST(MessageAssemblerTest, MessageMayReachTheLimitButNotExceedIt) {
 
 TEST(MessageAssemblerTest, FrameThatDoesNotBelongIsRefused) {
   struct Row {
-    bool begun;
+    const char* why;
     int flags;
     CloseCode code;
-    const char* why;
+    bool begun;
   };
   const Row rows[] = {
-      {false, 0x81, CloseCode::kUnsupported, "text, where binary frames belong"},
-      {true, 0x81, CloseCode::kUnsupported, "text, where binary frames belong"},
-      {false, 0x80, CloseCode::kProtocolError, "a continuation that continues nothing"},
-      {true, 0x82, CloseCode::kProtocolError, "a message within a message"},
-      {false, 0x92, CloseCode::kProtocolError, "a frame with the flags 146"},
-      {false, 0x8b, CloseCode::kProtocolError, "a frame with the flags 139"},
+      {"text, where binary frames belong", 0x81, CloseCode::kUnsupported, false},
+      {"text, where binary frames belong", 0x81, CloseCode::kUnsupported, true},
+      {"a continuation that continues nothing", 0x80, CloseCode::kProtocolError, false},
+      {"a message within a message", 0x82, CloseCode::kProtocolError, true},
+      {"a frame with the flags 146", 0x92, CloseCode::kProtocolError, false},
+      {"a frame with the flags 139", 0x8b, CloseCode::kProtocolError, false},
   };
   for (const Row& row : rows) {
     MessageAssembler assembler;
