@@ -174,7 +174,7 @@ std::string WebSocketClient::take(std::size_t count) {
   if (m_input.size() < count) {
     throw std::runtime_error("the connection ended within a frame");
   }
-  const std::string taken = m_input.substr(0, count);
+  std::string taken = m_input.substr(0, count);
   m_input.erase(0, count);
   return taken;
 }

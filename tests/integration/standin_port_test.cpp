@@ -233,9 +233,9 @@ TEST_F(StandinPortTest, FragmentsAreReassembledAlsoWithAPingBetweenThem) {
 }
 
 TEST_F(StandinPortTest, ClientsAtTheSameTimeGetDifferentTasks) {
-  std::vector<std::unique_ptr<WebSocketClient>> clients;
-  for (int i = 0; i < 40; ++i) {
-    clients.push_back(clientOf(m_standin));
+  std::vector<std::unique_ptr<WebSocketClient>> clients(40);
+  for (auto& client : clients) {
+    client = clientOf(m_standin);
   }
   const std::string message = requestWith([](AddTaskRequest& request) { request.set_jobid(""); });
   for (const auto& client : clients) {
