@@ -90,7 +90,9 @@ std::string ask(const StandinProcess& standin, const std::string& message) {
 // What the server has read of a connection when this returns: all that was sent before.
 void awaitReading(WebSocketClient& client) {
   client.sendFrame(kFinal | kPing, "");
-  EXPECT_EQ(kFinal | kPong, client.receiveFrame()->flags);
+  const std::optional<WebSocketFrame> frame = client.receiveFrame();
+  ASSERT_TRUE(frame);
+  EXPECT_EQ(kFinal | kPong, frame->flags);
 }
 
 bool refusesConnections(std::uint16_t port) {
@@ -490,14 +492,22 @@ TEST(StandinPortRunTest, WhatIsNoPortIsAUsageError) {
 // --- the end ---
 
 TEST(StandinPortRunTest, RequestThatHasBegunIsAnsweredAndRunBeforeTheEnd) {
+  const TemporaryDirectory directory;
   StandinProcess standin(onAnyPort());
   const std::uint16_t port = portOf(standin);
   const auto client = clientOf(standin);
+  client->ask(requestFor(waitForFile(directory.path() / "go")));
   const std::string message = requestFor("exit 3");
   client->sendFrame(kBinary, message.substr(0, 10));
   awaitReading(*client);
   standin.signal(SIGTERM);
   ASSERT_TRUE(waitUntil([&] { return refusesConnections(port); }));
+  directory.writeFile("go", "");
+  ASSERT_TRUE(waitUntil([&] { return !standin.errors().empty(); }));
+  // Nothing but the request is left to wait for now.
+  for (int i = 0; i < 100; ++i) {
+    awaitReading(*client);
+  }
   client->sendFrame(kLastContinuation, message.substr(10));
   EXPECT_THAT(taskNameFrom(client->receiveFrame()->payload), HasSubstr(".J12."));
   EXPECT_EQ(0, standin.wait());
