@@ -170,11 +170,11 @@ TEST(StandinTest, HelpIsOnePageThatNamesOptionsVariablesFilesAndStatuses) {
   StandinProcess outer(shell("'" STANDIN_PROGRAM "' --help"));
   EXPECT_EQ(0, outer.wait());
   const std::string help = outer.output();
-  EXPECT_THAT(help, StartsWith("Usage: velmo-standin [--home DIR] [--keep] [--no-run] "
-                               "[-- COMMAND [ARG...]]\n"));
+  EXPECT_THAT(help, StartsWith("Usage: velmo-standin [OPTION...] [-- COMMAND [ARG...]]\n"));
   for (const char* part : {"--home DIR ",
                            "--keep ",
                            "--no-run ",
+                           "--port N ",
                            "CONF",
                            "VELMO_HOME",
                            "VAR",
@@ -184,7 +184,9 @@ TEST(StandinTest, HelpIsOnePageThatNamesOptionsVariablesFilesAndStatuses) {
                            "SHARED_VELMO_TASKID",
                            "SEMAPHORE_VELMO_TASKID",
                            "conf/priorities.cfg",
+                           "VELMO_MODULES_XML",
                            "conf/serverid.cfg",
+                           "conf/modules.xml",
                            "home/priorities.cfg",
                            "var/taskqueue/",
                            "var/log/",

@@ -69,6 +69,8 @@ class SpawnActions {
     check(posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
     check(posix_spawn_file_actions_adddup2(&m_actions, background.output, STDOUT_FILENO));
     check(posix_spawn_file_actions_adddup2(&m_actions, background.output, STDERR_FILENO));
+    // A connection that was open here must end when its two ends do, not when a task does.
+    check(posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1));
     check(posix_spawn_file_actions_addchdir_np(&m_actions, background.directory.c_str()));
   }
 

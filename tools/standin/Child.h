@@ -33,7 +33,7 @@ class Child {
   /// Starts a program, looked for in PATH as a shell does.
   ///
   /// In the background it has a process group of its own, so that no key of the terminal reaches
-  /// it, and reads from /dev/null.
+  /// it, reads from /dev/null, and has no descriptor but the standard ones.
   /// @param arguments  the program and its arguments; not empty
   /// @throws std::system_error  with the program's name, when it cannot be started
   Child(const std::vector<std::string>& arguments, const std::vector<std::string>& environment,

@@ -74,6 +74,13 @@ TEST_F(ChildTest, BackgroundWorksInItsDirectoryWithItsEnvironmentAndWithoutInput
   EXPECT_EQ(m_directory.path().string() + "\nvalue\n/dev/null\n", output());
 }
 
+TEST_F(ChildTest, BackgroundHasNoDescriptorsButTheStandardOnes) {
+  const FileDescriptor other(open("/dev/null", O_RDONLY));  // a child would inherit this one
+  run("for number in 0 1 2 3 4 5 6 7 8 9; do "
+      "[ -e /proc/$$/fd/$number ] && echo $number; done; true");
+  EXPECT_EQ("0\n1\n2\n", output());
+}
+
 TEST_F(ChildTest, BackgroundLeadsAProcessGroupOfItsOwn) {
   run("echo $$; cut -d' ' -f5 /proc/self/stat");
   const std::string text = output();

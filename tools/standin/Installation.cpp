@@ -65,23 +65,6 @@ void ensureDirectory(const fs::path& path) {
   }
 }
 
-void ensureFile(const fs::path& path, std::string_view text) {
-  const FileDescriptor file(
-      open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kPrivateFile));
-  if (!file.isOpen()) {
-    if (errno == EEXIST) {
-      return;
-    }
-    throw systemError("cannot make the file " + path.string());
-  }
-  if (fchmod(file.get(), kPrivateFile) != 0 ||
-      write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-    const std::system_error failure = systemError("cannot write " + path.string());
-    unlink(path.c_str());  // the next run would keep it, cut as it is
-    throw failure;
-  }
-}
-
 fs::path makeTemporaryDirectory() {
   const char* base = std::getenv("TMPDIR");
   std::string path =
@@ -122,6 +105,24 @@ FileDescriptor lockDirectory(const fs::path& directory) {
 
 }  // namespace
 
+bool makePrivateFile(const fs::path& path, std::string_view text) {
+  const FileDescriptor file(
+      open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kPrivateFile));
+  if (!file.isOpen()) {
+    if (errno == EEXIST) {
+      return false;
+    }
+    throw systemError("cannot make the file " + path.string());
+  }
+  if (fchmod(file.get(), kPrivateFile) != 0 ||
+      write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+    const std::system_error failure = systemError("cannot write " + path.string());
+    unlink(path.c_str());  // the next run would keep it, cut as it is
+    throw failure;
+  }
+  return true;
+}
+
 DirectoryRemover::DirectoryRemover(fs::path directory) : m_directory(std::move(directory)) {}
 
 DirectoryRemover::~DirectoryRemover() {
@@ -143,9 +144,9 @@ Installation::Installation(const fs::path& home, bool keep)
        {"conf", "home", "var", "var/taskqueue", "var/log", "tmp", "data", "data/velmo", "lock"}) {
     ensureDirectory(m_directory / name);
   }
-  ensureFile(m_directory / "home/priorities.cfg", kHomePriorities);
-  ensureFile(m_directory / "conf/priorities.cfg", kConfPriorities);
-  ensureFile(m_directory / "conf/serverid.cfg", kServerId);
+  makePrivateFile(m_directory / "home/priorities.cfg", kHomePriorities);
+  makePrivateFile(m_directory / "conf/priorities.cfg", kConfPriorities);
+  makePrivateFile(m_directory / "conf/serverid.cfg", kServerId);
 }
 
 const fs::path& Installation::directory() const {
@@ -154,6 +155,10 @@ const fs::path& Installation::directory() const {
 
 fs::path Installation::queueDirectory() const {
   return m_directory / "var/taskqueue";
+}
+
+fs::path Installation::modulesFile() const {
+  return m_directory / "conf/modules.xml";
 }
 
 fs::path Installation::logDirectory() const {

@@ -2,11 +2,17 @@
 #define VELMO_STANDIN_INSTALLATION_H
 
 #include <filesystem>
+#include <string_view>
 
 #include "Environment.h"
 #include "FileDescriptor.h"
 
 namespace standin {
+
+/// Makes a file with this text that belongs to the user alone, whatever the umask.
+/// @return false, with nothing changed, when there is something of that name
+/// @throws std::system_error  naming the file; nothing of it stays
+bool makePrivateFile(const std::filesystem::path& path, std::string_view text);
 
 /// Removes a directory and all it holds when it goes out of scope; an empty path: nothing. What
 /// cannot be removed is reported.
@@ -44,6 +50,9 @@ class Installation {
 
   std::filesystem::path queueDirectory() const;
   std::filesystem::path logDirectory() const;
+
+  /// Where the file that names a service stands, when there is one. It is not made here.
+  std::filesystem::path modulesFile() const;
 
   /// The variables that lead a program to this installation, those of the task counter excepted.
   Variables variables() const;

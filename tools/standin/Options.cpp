@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
+#include <system_error>
 
 #include "Report.h"
 
@@ -12,7 +14,7 @@ namespace {
 constexpr int kUsageError = 2;
 
 constexpr const char* kHelp =
-    R"(Usage: velmo-standin [--home DIR] [--keep] [--no-run] [-- COMMAND [ARG...]]
+    R"(Usage: velmo-standin [OPTION...] [-- COMMAND [ARG...]]
 
 Stands in for the velmo daemon for the time of one COMMAND: makes a private
 installation, runs COMMAND in its environment, runs the sh tasks submitted
@@ -22,6 +24,7 @@ what it made and ends with the exit status of COMMAND.
   --home DIR    make the installation in DIR and leave it there
   --keep        leave the temporary directory that is used without --home
   --no-run      run no tasks: their files stay in the queue
+  --port N      take tasks by message too, on port N of 127.0.0.1; 0: any free one
   -h, --help    print this text
   --version     print the version
 
@@ -33,10 +36,12 @@ with what is left in the queue not run.
 Environment of COMMAND and of the tasks:
   CONF, VELMO_HOME, VAR, TMP, DATA, LOCK_VAR         directories, see Files
   SHARED_VELMO_TASKID, SEMAPHORE_VELMO_TASKID        keys of the task counter
+  VELMO_MODULES_XML                                  conf/modules.xml, with --port
   TMPDIR is read: place of the temporary directory, /tmp if unset.
 
 Files in DIR (what exists is kept, so they can be edited for the next run):
   conf/priorities.cfg, conf/serverid.cfg             CONF
+  conf/modules.xml   with --port: names the port; made anew, removed at the end
   home/priorities.cfg                                VELMO_HOME
   var/taskqueue/NAME, var/log/NAME.log               VAR: tasks, their output
   tmp/, data/velmo/jobid, lock/                      TMP, DATA, LOCK_VAR
@@ -56,6 +61,16 @@ bool isSeparator(const std::string& argument) {
   return argument == "--";
 }
 
+std::uint16_t parsePort(const std::string& text) {
+  std::uint16_t port = 0;
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, port);
+  if (error != std::errc() || stop != end) {
+    throw CLI::ValidationError("--port", "'" + text + "' is no number from 0 to 65535");
+  }
+  return port;
+}
+
 int usageError(const CLI::ParseError& error) {
   report(std::string(error.what()) + " (--help tells more)");
   return kUsageError;
@@ -69,6 +84,8 @@ std::variant<Options, int> parse(std::vector<std::string> arguments, Options opt
   std::string home;
   const CLI::Option* homeOption = app.add_option("--home", home);
   app.add_flag("--keep", options.keep);
+  std::string port;
+  const CLI::Option* portOption = app.add_option("--port", port);
   bool noRun = false;
   app.add_flag("--no-run", noRun);
   try {
@@ -76,6 +93,9 @@ std::variant<Options, int> parse(std::vector<std::string> arguments, Options opt
     app.parse(arguments);
     if (*homeOption && home.empty()) {
       throw CLI::ValidationError("--home", "the directory is empty");
+    }
+    if (*portOption) {
+      options.port = parsePort(port);
     }
   } catch (const CLI::ParseError& outcome) {
     const bool isAnswer = outcome.get_exit_code() == 0;  // the help or the version

@@ -1,7 +1,9 @@
 #ifndef VELMO_STANDIN_OPTIONS_H
 #define VELMO_STANDIN_OPTIONS_H
 
+#include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -10,10 +12,11 @@ namespace standin {
 
 /// What the command line asks for.
 struct Options {
-  std::filesystem::path home;        ///< empty: a fresh temporary directory
-  bool keep = false;                 ///< leave a temporary directory behind
-  bool run = true;                   ///< run the tasks that come
-  std::vector<std::string> command;  ///< empty: serve until interrupted
+  std::filesystem::path home;         ///< empty: a fresh temporary directory
+  bool keep = false;                  ///< leave a temporary directory behind
+  bool run = true;                    ///< run the tasks that come
+  std::optional<std::uint16_t> port;  ///< take tasks by message there; 0: a port that is free
+  std::vector<std::string> command;   ///< empty: serve until interrupted
 };
 
 /// Reads the command line. Help, version and usage errors are printed here.

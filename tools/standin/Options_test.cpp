@@ -23,6 +23,7 @@ TEST(OptionsTest, WithoutArgumentsItServesInATemporaryDirectory) {
   EXPECT_EQ("", options.home);
   EXPECT_FALSE(options.keep);
   EXPECT_TRUE(options.run);
+  EXPECT_EQ(std::nullopt, options.port);
   EXPECT_THAT(options.command, IsEmpty());
 }
 
@@ -31,6 +32,19 @@ TEST(OptionsTest, EveryOptionIsTaken) {
   EXPECT_EQ("/a b", options.home);
   EXPECT_TRUE(options.keep);
   EXPECT_FALSE(options.run);
+}
+
+TEST(OptionsTest, PortIsANumberFrom0To65535) {
+  EXPECT_EQ(0, optionsOf({"--port", "0"}).port);
+  EXPECT_EQ(8080, optionsOf({"--port=8080"}).port);
+  EXPECT_EQ(65535, optionsOf({"--port", "65535"}).port);
+  for (const char* text : {"65536", "-1", "", "x", "80x", "0x50", "+80", " 80"}) {
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(2, std::get<int>(parse({"--port", text})));
+    EXPECT_EQ("velmo-standin: --port: '" + std::string(text) +
+                  "' is no number from 0 to 65535 (--help tells more)\n",
+              testing::internal::GetCapturedStderr());
+  }
 }
 
 TEST(OptionsTest, WhatFollowsTheFirstSeparatorIsTheCommandAsItStands) {

@@ -56,12 +56,23 @@ StandIn::StandIn(const Options& options, SignalQueue& signals)
       m_signals(signals),
       m_installation(options.home, options.keep),
       m_variables(joined(m_installation.variables(), m_counter.variables())) {
+  if (options.port) {
+    openService(*options.port);
+  }
   if (options.keep && options.home.empty()) {
     report("the installation stays in " + m_installation.directory().string());
   }
   if (options.run) {
     m_runner = std::make_unique<TaskRunner>(m_installation, environmentWith(m_variables, environ));
   }
+}
+
+void StandIn::openService(std::uint16_t port) {
+  google::protobuf::SetLogHandler(nullptr);  // what is wrong with a message we report ourselves
+  m_submitter = std::make_unique<TaskSubmitter>(m_installation, m_variables);
+  m_service = std::make_unique<Service>(port, *m_submitter);
+  m_modules = std::make_unique<ModulesFile>(m_installation.modulesFile(), m_service->port());
+  m_variables.emplace_back("VELMO_MODULES_XML", m_installation.modulesFile());
 }
 
 int StandIn::run() {
@@ -81,6 +92,9 @@ int StandIn::run() {
 }
 
 int StandIn::serve() {
+  if (m_service != nullptr) {
+    m_service->start();  // after COMMAND, which is to inherit no connection
+  }
   while (!isOver()) {
     wait();
     takeSignals();
@@ -91,18 +105,31 @@ int StandIn::serve() {
   return m_command != nullptr ? m_command->poll()->shellStatus() : kSuccess;
 }
 
-// COMMAND is asked first: what it has submitted is then in the queue when that is looked at.
+// Those who submit are asked first: what they have submitted is then in the queue when that is
+// looked at.
 bool StandIn::isOver() {
-  const bool noneToCome =
-      m_command != nullptr ? m_command->poll().has_value() : m_endRequested.has_value();
+  const bool noneToCome = isSubmittingOver();
   const bool busy = m_runner != nullptr && m_runner->proceed();
   return noneToCome && !busy;
 }
 
+bool StandIn::isSubmittingOver() {
+  const bool isEnding =
+      m_command != nullptr ? m_command->poll().has_value() : m_endRequested.has_value();
+  if (!isEnding || m_service == nullptr) {
+    return isEnding;
+  }
+  m_service->finish();
+  return m_service->isFinished();
+}
+
 void StandIn::wait() const {
   const int queue = m_runner != nullptr ? m_runner->watchDescriptor() : -1;
-  std::array<pollfd, 2> descriptors{pollfd{m_signals.descriptor(), POLLIN, 0},
-                                    pollfd{queue, POLLIN, 0}};
+  // Once it is finished the service would wake us without end.
+  const bool isServing = m_service != nullptr && !m_service->isFinished();
+  const int service = isServing ? m_service->finishedDescriptor() : -1;
+  std::array<pollfd, 3> descriptors{pollfd{m_signals.descriptor(), POLLIN, 0},
+                                    pollfd{queue, POLLIN, 0}, pollfd{service, POLLIN, 0}};
   if (poll(descriptors.data(), descriptors.size(), -1) < 0 && errno != EINTR) {
     throw systemError("cannot wait");
   }

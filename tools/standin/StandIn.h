@@ -2,20 +2,24 @@
 #define VELMO_STANDIN_STANDIN_H
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <optional>
 
 #include "Child.h"
 #include "Installation.h"
+#include "ModulesFile.h"
 #include "Options.h"
+#include "Service.h"
 #include "SignalQueue.h"
 #include "TaskCounter.h"
 #include "TaskRunner.h"
+#include "TaskSubmitter.h"
 
 namespace standin {
 
 /// One run of the program: an installation, its task counter, the tasks in its queue and, if there
-/// is one, COMMAND. All of it ends with the object.
+/// are such, COMMAND and the service that takes tasks by message. All of it ends with the object.
 class StandIn {
  public:
   /// @param signals  made before anything that has to be cleaned up; outlives this object
@@ -23,14 +27,16 @@ class StandIn {
   StandIn(const Options& options, SignalQueue& signals);
 
   /// Starts COMMAND, or prints the environment; then serves until the end of COMMAND or a signal,
-  /// and until the queue is done.
+  /// until the requests that have begun are answered, and until the queue is done.
   /// @return the exit status of the program
   /// @throws std::exception  when it cannot go on
   int run();
 
  private:
+  void openService(std::uint16_t port);
   int serve();
   bool isOver();
+  bool isSubmittingOver();
   void wait() const;
   void takeSignals();
   void handle(const EndSignal& signal);
@@ -41,8 +47,11 @@ class StandIn {
   Installation m_installation;
   TaskCounter m_counter;
   Variables m_variables;
-  std::unique_ptr<TaskRunner> m_runner;  ///< null: tasks are not run
-  std::unique_ptr<Child> m_command;      ///< null: there is no COMMAND
+  std::unique_ptr<TaskRunner> m_runner;        ///< null: tasks are not run
+  std::unique_ptr<TaskSubmitter> m_submitter;  ///< these three null: no tasks by message
+  std::unique_ptr<Service> m_service;
+  std::unique_ptr<ModulesFile> m_modules;
+  std::unique_ptr<Child> m_command;  ///< null: there is no COMMAND
   std::optional<std::chrono::steady_clock::time_point> m_endRequested;
   std::optional<int> m_endingSignal;  ///< the second one, which ends everything
 };

@@ -9,9 +9,9 @@
 #include <array>
 #include <sstream>
 
+#include <velmo/velmo.pb.h>
 #include "MessageFrame.h"
 #include "SigPipeGuard.h"
-#include "velmo.pb.h"
 
 using brix::velmo::frameAt;
 using brix::velmo::MessageFrame;

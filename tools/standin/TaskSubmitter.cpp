@@ -1,0 +1,74 @@
+#include "TaskSubmitter.h"
+
+#include <stdlib.h>
+#include <velmo/CreateTaskFile.h>
+
+#include <system_error>
+
+#include "TaskRequest.h"
+
+namespace fs = std::filesystem;
+
+namespace standin {
+
+namespace {
+
+const char* nullIfEmpty(const std::string& text) {
+  return text.empty() ? nullptr : text.c_str();
+}
+
+TaskFileDescriptor descriptorOf(const service::velmo::AddTaskRequest& request) {
+  const bool isScript = request.tasktype() == service::velmo::ShellScript;
+  return {request.prioritytype().c_str(), request.command().c_str(),
+          isScript ? "sh" : "java",       nullIfEmpty(request.deltatype()),
+          nullIfEmpty(request.jobid()),   nullIfEmpty(request.subjobid()),
+          nullIfEmpty(request.jobinfo()), request.relpriority()};
+}
+
+// Written aside and moved, so that nobody sees half of it.
+void place(const fs::path& temporaryFile, const fs::path& queueFile, const std::string& contents) {
+  std::error_code unknown;  // then the making of the file tells what is wrong
+  if (fs::exists(fs::symlink_status(queueFile, unknown)) ||
+      !makePrivateFile(temporaryFile, contents)) {
+    throw std::system_error(std::make_error_code(std::errc::file_exists),
+                            "cannot make the file " + queueFile.string());
+  }
+  try {
+    fs::rename(temporaryFile, queueFile);
+  } catch (const fs::filesystem_error&) {
+    fs::remove(temporaryFile);
+    throw;
+  }
+}
+
+}  // namespace
+
+TaskSubmitter::TaskSubmitter(const Installation& installation, const Variables& variables)
+    : m_temporaryDirectory(installation.directory() / "tmp"),
+      m_queueDirectory(installation.queueDirectory()) {
+  for (const auto& [name, value] : variables) {
+    setenv(name.c_str(), value.c_str(), 1);
+  }
+  CreateTaskFile().createPriorityMap();
+}
+
+// One request at a time: two that draw a job identifier at once would wait for each other's lock
+// file in pauses of up to a second.
+std::string TaskSubmitter::submit(const service::velmo::AddTaskRequest& request) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  TaskFileDescriptor descriptor = descriptorOf(request);
+  const CreateTaskFile library;
+  std::string name = library.getFileName(descriptor);
+  if (name.empty()) {
+    throw Refusal(CloseCode::kInternal, "no task identifier");
+  }
+  try {
+    place(m_temporaryDirectory / name, m_queueDirectory / name,
+          library.getTaskContents(descriptor));
+  } catch (const std::system_error& failure) {
+    throw Refusal(CloseCode::kInternal, failure.what());
+  }
+  return name;
+}
+
+}  // namespace standin
