@@ -79,12 +79,11 @@ TEST(MachineConfigTest, CopyIsIndependent) {
 
 TEST(MachineConfigTest, AccessorsReferToTheObject) {
   const MachineConfig machine("m1", "h", 2, {HostConfig("a", 1, {Velmo})});
-  const std::string* id = &machine.getId();
-  const HostConfig* host = &machine.getHosts()[0];
-  const ModuleType* module = host->getModules().data();
-  EXPECT_EQ(id, &machine.getId());
-  EXPECT_EQ(host, machine.getHosts().data());
-  EXPECT_EQ(module, machine.getHosts()[0].getModules().data());
+  EXPECT_TRUE(std::is_lvalue_reference_v<decltype(machine.getId())>);
+  EXPECT_TRUE(std::is_lvalue_reference_v<decltype(machine.getHostname())>);
+  EXPECT_TRUE(std::is_lvalue_reference_v<decltype(machine.getHosts())>);
+  EXPECT_TRUE(std::is_lvalue_reference_v<decltype(machine.getHosts()[0].getName())>);
+  EXPECT_TRUE(std::is_lvalue_reference_v<decltype(machine.getHosts()[0].getModules())>);
 }
 
 TEST(SystemConfigClassesTest, ArePlainValues) {
