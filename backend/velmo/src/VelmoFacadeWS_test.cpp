@@ -66,9 +66,7 @@ TEST(VelmoFacadeWSTest, ExceptionIsARuntimeErrorWithItsText) {
   } catch (const std::runtime_error& error) {
     EXPECT_STREQ("some text", error.what());
   }
-  const VelmoException first("");
-  const VelmoException copy(first);
-  EXPECT_STREQ("", copy.what());
+  EXPECT_STREQ("", VelmoException("").what());
 }
 
 // --- bytes on the wire ---

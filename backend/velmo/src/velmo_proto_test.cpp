@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <velmo/velmo.pb.h>
 
+#include <cstddef>
 #include <limits>
 #include <sstream>
 #include <string>
@@ -50,6 +51,7 @@ std::string declaration(const FieldDescriptor& field) {
 
 std::vector<std::string> declarations(const Descriptor& message) {
   std::vector<std::string> result;
+  result.reserve(static_cast<std::size_t>(message.field_count()));
   for (int i = 0; i < message.field_count(); ++i) {
     result.push_back(declaration(*message.field(i)));
   }
