@@ -6,6 +6,7 @@
 #include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/WebSocket.h>
 
+#include <algorithm>
 #include <array>
 #include <sstream>
 
@@ -24,6 +25,9 @@ using service::velmo::AddTaskRequest;
 using service::velmo::BaseMessage;
 
 namespace {
+
+// The networking library counts a frame and its header in an int.
+constexpr std::size_t kLargestFrame = std::size_t{1} << 30U;
 
 // The session may go: the WebSocket takes its socket over.
 std::unique_ptr<WebSocket> openWebSocket(const std::string& host, unsigned short port) {
@@ -69,8 +73,10 @@ void receiveReply(WebSocket& ws, BaseMessage& reply) {
   std::stringstream stream;
   receiveMessage(ws, [&stream](const char* data, int count) { stream.write(data, count); });
   BaseMessage message;
-  // Deliberate: the result is not examined; of a malformed reply counts what was parsed of it.
-  static_cast<void>(message.ParseFromIstream(&stream));
+  // Deliberate: the result is not examined; of a malformed reply counts what was parsed of it. So
+  // the look at required fields is left out as well: it changes nothing here, and where protocol
+  // buffers have been shut down it never comes back from naming a missing one.
+  static_cast<void>(message.ParsePartialFromIstream(&stream));
   reply.CopyFrom(message);
 }
 
@@ -140,9 +146,13 @@ bool sendBytes(WebSocket& ws, const char* data, std::size_t length, std::size_t 
   if (length == 0) {
     return true;
   }
+  if (data == nullptr) {
+    return false;
+  }
+  const std::size_t largestFrame = std::min(frameSize, kLargestFrame);
   const SigPipeGuard guard;
   for (std::size_t offset = 0; offset < length;) {
-    const MessageFrame frame = frameAt(length, offset, frameSize);
+    const MessageFrame frame = frameAt(length, offset, largestFrame);
     const int sent = ws.sendFrame(data + offset, static_cast<int>(frame.size), frame.flags);
     if (sent < 1) {
       return false;

@@ -53,9 +53,9 @@ class VELMO_EXPORT VelmoException : public std::runtime_error {
 /// - a control frame (ping, pong, close) counts as the reply, or a part of it, and pings are not
 ///   answered. An empty frame ends the reply. Both leave the real reply for the next call. A frame
 ///   above 8192 bytes is refused, and its payload is then taken for frames;
-/// - the protocol-buffer library writes lines to standard error: for a reply without a name, and,
-/// in
-///   a build without NDEBUG, for texts that are not UTF-8, which are sent all the same.
+/// - in a build without NDEBUG, the protocol-buffer library writes lines to standard error for
+/// texts
+///   that are not UTF-8, which are sent all the same.
 class VELMO_EXPORT VelmoFacadeWS {
  public:
   /// Connects, without TLS, and upgrades to a WebSocket on the path `s_serviceUrl`. Blocks: see the
@@ -119,12 +119,13 @@ VELMO_EXPORT service::velmo::TaskType convertTaskType(TaskType type);
 /// Blocks for as long as the connection's limit for sending, for each frame. A peer that has gone
 /// raises no SIGPIPE.
 /// @param ws         the connection, which stays the caller's
-/// @param data       null only when `length` is 0
-/// @param length     0: nothing is sent
-/// @param frameSize  at most INT_MAX; 0: one empty frame goes out, and the result is false
-/// @return whether all bytes went out; false as soon as a frame could not be sent, with those
-/// before
-///         it on their way
+/// @param data       null with a `length` above 0 sends nothing, and the result is false
+/// @param length     0: nothing is sent, and the result is true
+/// @param frameSize  above 1073741824 counts as that; 0: one empty frame goes out, and the result
+/// is
+///                   false
+/// @return whether all bytes went out; false as soon as a frame could not be sent, with those in
+///         front of it on their way
 /// @throws Poco::Exception  what the networking library throws, unchanged
 VELMO_EXPORT bool sendBytes(Poco::Net::WebSocket& ws, const char* data, std::size_t length,
                             std::size_t frameSize);

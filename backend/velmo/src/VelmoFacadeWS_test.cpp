@@ -285,6 +285,19 @@ TEST(SendBytesTest, LongerMessageIsSplit) {
 TEST(SendBytesTest, FramesAreAsLargeAsTheCallerSays) {
   EXPECT_EQ("true; 2/2 2/0 1/128", sent(5, 2));
   EXPECT_EQ("true; 100000/130", sent(100000, 100000));
+  EXPECT_EQ("true; 20000/130", sent(20000, std::numeric_limits<std::size_t>::max()));
+}
+
+TEST(SendBytesTest, AbsentDataIsNotReadAndFalse) {
+  const ClientOutcome outcome = runAgainst(
+      {[](PeerConnection& peer) { peer.upgrade(); }}, [](unsigned short port, const Tell& tell) {
+        Poco::Net::HTTPClientSession session("127.0.0.1", port);
+        Poco::Net::HTTPRequest request("GET", "/", "HTTP/1.1");
+        Poco::Net::HTTPResponse response;
+        Poco::Net::WebSocket ws(session, request, response);
+        tell(sendBytes(ws, nullptr, 5, 8192) ? "true" : "false");
+      });
+  EXPECT_EQ("false; ", outcome.report);
 }
 
 TEST(SendBytesTest, FrameThatCarriesNothingIsFalse) {
