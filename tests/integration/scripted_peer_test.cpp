@@ -46,8 +46,7 @@ constexpr int kLast = 128;
 struct Row {
   const char* name;
   PeerScript script;
-  const char*
-      outcome;  // a regular expression: where the kernel's timing chooses the error, any text
+  const char* outcome;  // as a regular expression: where the kernel chooses the error, any text
 };
 
 std::ostream& operator<<(std::ostream& stream, const Row& row) {

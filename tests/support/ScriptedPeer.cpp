@@ -240,6 +240,7 @@ unsigned short PeerListener::port() const {
 
 void PeerListener::serve(const PeerScript& script) const {
   waitFor(m_descriptor);
+  // cppcheck-suppress nullPointer  // the caller's address may be left out
   const int descriptor = accept4(m_descriptor, nullptr, nullptr, SOCK_CLOEXEC);
   if (descriptor < 0) {
     fail("accept");
