@@ -13,74 +13,14 @@
 #include "JobManager.h"
 #include "MovedClock.h"
 #include "PlatformCalls.h"
+#include "ReplacedAllocation.h"
 #include "TemporaryDirectory.h"
 
 namespace {
 
-long g_alive = 0;          // allocations not yet released
-long g_untilFailure = -1;  // how many more succeed; below 0: all
-
-void* allocate(std::size_t size) noexcept {
-  if (g_untilFailure == 0) {
-    g_untilFailure = -1;
-    return nullptr;
-  }
-  if (g_untilFailure > 0) {
-    --g_untilFailure;
-  }
-  ++g_alive;
-  return std::malloc(size != 0 ? size : 1);
-}
-
-void* allocateOrThrow(std::size_t size) {
-  void* memory = allocate(size);
-  if (memory == nullptr) {
-    throw std::bad_alloc();
-  }
-  return memory;
-}
-
-void release(void* memory) noexcept {
-  g_alive -= memory != nullptr ? 1 : 0;
-  std::free(memory);
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  return allocateOrThrow(size);
-}
-void* operator new[](std::size_t size) {
-  return allocateOrThrow(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return allocate(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-  return allocate(size);
-}
-void operator delete(void* memory) noexcept {
-  release(memory);
-}
-void operator delete[](void* memory) noexcept {
-  release(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  release(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-  release(memory);
-}
-void operator delete(void* memory, const std::nothrow_t&) noexcept {
-  release(memory);
-}
-void operator delete[](void* memory, const std::nothrow_t&) noexcept {
-  release(memory);
-}
-
-namespace {
-
 using velmo::test::FakeScope;
+using velmo::test::g_alive;
+using velmo::test::g_untilFailure;
 using velmo::test::MovedClock;
 using velmo::test::MovedFileTimes;
 using velmo::test::platform;

@@ -12,7 +12,7 @@ namespace brix::velmo {
 
 namespace {
 
-constexpr std::size_t kKernelSignalSetSize = 8;
+constexpr std::size_t kKernelSignalSetSize = _NSIG / 8;
 
 // The kernel marks the SIGPIPE of a failed write as sent by the process itself.
 bool isOfAFailedWrite(const siginfo_t& signal) {

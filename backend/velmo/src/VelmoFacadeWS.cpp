@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <sstream>
+#include <stdexcept>
 
 #include <velmo/velmo.pb.h>
 #include "MessageFrame.h"
@@ -29,10 +30,19 @@ namespace {
 // The networking library counts a frame and its header in an int.
 constexpr std::size_t kLargestFrame = std::size_t{1} << 30U;
 
+// Building a string from null is undefined on some platforms, and its text differs between
+// compilers.
+std::string serviceUrl() {
+  if (VelmoFacadeWS::s_serviceUrl == nullptr) {
+    throw std::logic_error("basic_string::_M_construct null not valid");
+  }
+  return VelmoFacadeWS::s_serviceUrl;
+}
+
 // The session may go: the WebSocket takes its socket over.
 std::unique_ptr<WebSocket> openWebSocket(const std::string& host, unsigned short port) {
   HTTPClientSession session(host, port);
-  HTTPRequest request(HTTPRequest::HTTP_GET, VelmoFacadeWS::s_serviceUrl, HTTPRequest::HTTP_1_1);
+  HTTPRequest request(HTTPRequest::HTTP_GET, serviceUrl(), HTTPRequest::HTTP_1_1);
   request.set("origin", "localhost");
   try {
     HTTPResponse response;
@@ -62,7 +72,8 @@ void receiveMessage(WebSocket& ws, Take take) {
 
 void sendRequest(WebSocket& ws, const BaseMessage& request) {
   std::string text;
-  // Deliberate: the result is not examined; what could not be serialised is sent as far as it got.
+  // Deliberate: the result is not examined; of what could not be serialised nothing is sent, and
+  // the call waits for a reply all the same.
   static_cast<void>(request.SerializeToString(&text));
   // Deliberate: the result is not examined; after a send that stopped early the call still waits
   // for a reply.

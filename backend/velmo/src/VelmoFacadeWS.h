@@ -53,9 +53,8 @@ class VELMO_EXPORT VelmoException : public std::runtime_error {
 /// - a control frame (ping, pong, close) counts as the reply, or a part of it, and pings are not
 ///   answered. An empty frame ends the reply. Both leave the real reply for the next call. A frame
 ///   above 8192 bytes is refused, and its payload is then taken for frames;
-/// - in a build without NDEBUG, the protocol-buffer library writes lines to standard error for
-/// texts
-///   that are not UTF-8, which are sent all the same.
+/// - in a build without NDEBUG, the protocol-buffer library writes lines to standard error about
+///   texts that are not UTF-8, which are sent all the same.
 class VELMO_EXPORT VelmoFacadeWS {
  public:
   /// Connects, without TLS, and upgrades to a WebSocket on the path `s_serviceUrl`. Blocks: see the
@@ -63,9 +62,9 @@ class VELMO_EXPORT VelmoFacadeWS {
   /// @param host  name or address of the service's machine; empty fails to resolve
   /// @param port  its WebSocket port; 0 is refused by the system
   /// @throws VelmoException    the networking library's text: no such host, nobody listening, a
-  /// peer
-  ///                           that does not upgrade, goes away or is silent for 60 seconds
-  /// @throws std::logic_error  when `s_serviceUrl` is null
+  ///                           peer that does not upgrade, goes away or is silent for 60 seconds
+  /// @throws std::logic_error  "basic_string::_M_construct null not valid", when `s_serviceUrl` is
+  ///                           null
   /// @throws std::bad_alloc    when memory runs out
   VelmoFacadeWS(const std::string& host, unsigned short port);
 
@@ -81,7 +80,8 @@ class VELMO_EXPORT VelmoFacadeWS {
   /// any length up to a request of 2 GB; one that does not fit is not sent, and the call waits for
   /// a reply all the same. The reply may have any number of frames and any size.
   ///
-  /// A reply that breaks off or is malformed behind a valid beginning counts as far as it goes.
+  /// A reply that breaks off or is malformed behind a valid beginning counts as far as it goes. Of
+  /// a name that breaks off, the missing bytes are filled up with any.
   /// @param priorityType  name of the priority class
   /// @param command       class name or script, by `taskType`
   /// @param taskType      kind of task: see TaskType
@@ -121,9 +121,8 @@ VELMO_EXPORT service::velmo::TaskType convertTaskType(TaskType type);
 /// @param ws         the connection, which stays the caller's
 /// @param data       null with a `length` above 0 sends nothing, and the result is false
 /// @param length     0: nothing is sent, and the result is true
-/// @param frameSize  above 1073741824 counts as that; 0: one empty frame goes out, and the result
-/// is
-///                   false
+/// @param frameSize  above 1073741824 counts as that; 0: one empty frame goes out, and the
+///                   result is false
 /// @return whether all bytes went out; false as soon as a frame could not be sent, with those in
 ///         front of it on their way
 /// @throws Poco::Exception  what the networking library throws, unchanged

@@ -9,6 +9,7 @@
 #include <velmo/velmo.pb.h>
 
 #include <limits>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -263,6 +264,16 @@ std::string sent(std::size_t length, std::size_t frameSize) {
   EXPECT_EQ("exit 0", outcome.end) << outcome.errors << outcome.peer;
   EXPECT_EQ(frameSize == 0 ? "" : data, joined(frames));
   return outcome.report + shape(frames);
+}
+
+TEST(VelmoFacadeWSTest, AbsentServiceUrlIsALogicError) {
+  VelmoFacadeWS::s_serviceUrl = nullptr;
+  try {
+    const VelmoFacadeWS client("127.0.0.1", 1);
+    ADD_FAILURE() << "no exception";
+  } catch (const std::logic_error& error) {
+    EXPECT_STREQ("basic_string::_M_construct null not valid", error.what());
+  }
 }
 
 TEST(SendBytesTest, NothingIsNoFrameAndTrue) {
