@@ -1,0 +1,94 @@
+// The configured client with its real parts: a modules.xml, the WebSocket client, a peer.
+
+#include <gtest/gtest.h>
+#include <velmo/SystemConfig.h>
+#include <velmo/VelmoFacade.h>
+
+#include <string>
+#include <utility>
+
+#include "ScriptedPeer.h"
+#include "TemporaryDirectory.h"
+#include "WireMessages.h"
+
+namespace {
+
+using velmo::test::ClientOutcome;
+using velmo::test::frame;
+using velmo::test::PeerConnection;
+using velmo::test::responseNaming;
+using velmo::test::runAgainst;
+using velmo::test::Tell;
+using velmo::test::TemporaryDirectory;
+
+std::string machineAt(int port) {
+  return "<machine hostname='127.0.0.1'><host websocket-port='" + std::to_string(port) +
+         "'><module name='velmo'/></host></machine>";
+}
+
+std::string submit(VelmoFacade& facade) {
+  return facade.addTask("Normal", "true", TASK_SHELL_SCRIPT, "", "J1", "0", "", 0);
+}
+
+void answerOne(PeerConnection& peer) {
+  peer.upgrade();
+  peer.readMessage();
+  peer.send(frame(130, responseNaming("T1")));
+  peer.readMessage();
+  peer.send(frame(136, ""));
+  peer.drain();
+}
+
+class ConfiguredClientTest : public testing::Test {
+ protected:
+  // What a facade reports that finds this behind a machine that nobody listens at.
+  ClientOutcome outcomeOf(int portOffset) {
+    return runAgainst({answerOne}, [this, portOffset](unsigned short port, const Tell& tell) {
+      const std::string path = directory.writeFile(
+          "modules.xml", "<system>" + machineAt(1) + machineAt(port + portOffset) + "</system>");
+      SystemConfig::s_szModulesXml = path.c_str();
+      {
+        VelmoFacade facade;
+        tell(submit(facade));
+      }
+      tell("destroyed");
+    });
+  }
+
+  TemporaryDirectory directory;
+};
+
+TEST_F(ConfiguredClientTest, TaskGoesToTheLastMachineThatRunsTheService) {
+  const ClientOutcome outcome = outcomeOf(0);
+  EXPECT_EQ("T1; destroyed; ", outcome.report);
+  EXPECT_EQ("exit 0", outcome.end) << outcome.errors << outcome.peer;
+}
+
+TEST_F(ConfiguredClientTest, PortIsCutToItsLower16Bits) {
+  const ClientOutcome outcome = outcomeOf(65536);
+  EXPECT_EQ("T1; destroyed; ", outcome.report);
+  EXPECT_EQ("exit 0", outcome.end) << outcome.errors << outcome.peer;
+}
+
+TEST_F(ConfiguredClientTest, MovedFacadeTakesItsConnectionAlong) {
+  const ClientOutcome outcome =
+      runAgainst({answerOne}, [this](unsigned short port, const Tell& tell) {
+        const std::string path =
+            directory.writeFile("modules.xml", "<system>" + machineAt(port) + "</system>");
+        SystemConfig::s_szModulesXml = path.c_str();
+        VelmoFacade first;
+        VelmoFacade second(std::move(first));
+        tell(submit(second));
+      });
+  EXPECT_EQ("T1; ", outcome.report);
+  EXPECT_EQ("exit 0", outcome.end) << outcome.errors << outcome.peer;
+}
+
+TEST_F(ConfiguredClientTest, RefusedConnectionIsTheClientsException) {
+  const std::string path =
+      directory.writeFile("modules.xml", "<system>" + machineAt(1) + "</system>");
+  SystemConfig::s_szModulesXml = path.c_str();
+  EXPECT_THROW(VelmoFacade(), VelmoException);
+}
+
+}  // namespace
