@@ -41,12 +41,19 @@ void answerOne(PeerConnection& peer) {
 
 class ConfiguredClientTest : public testing::Test {
  protected:
+  ConfiguredClientTest() {
+    SystemConfig::s_szModulesXml = modulesXml.c_str();
+  }
+
+  ~ConfiguredClientTest() override {
+    SystemConfig::s_szModulesXml = nullptr;
+  }
+
   // What a facade reports that finds this behind a machine that nobody listens at.
   ClientOutcome outcomeOf(int portOffset) {
     return runAgainst({answerOne}, [this, portOffset](unsigned short port, const Tell& tell) {
-      const std::string path = directory.writeFile(
-          "modules.xml", "<system>" + machineAt(1) + machineAt(port + portOffset) + "</system>");
-      SystemConfig::s_szModulesXml = path.c_str();
+      directory.writeFile("modules.xml",
+                          "<system>" + machineAt(1) + machineAt(port + portOffset) + "</system>");
       {
         VelmoFacade facade;
         tell(submit(facade));
@@ -56,6 +63,7 @@ class ConfiguredClientTest : public testing::Test {
   }
 
   TemporaryDirectory directory;
+  const std::string modulesXml = directory.path("modules.xml");
 };
 
 TEST_F(ConfiguredClientTest, TaskGoesToTheLastMachineThatRunsTheService) {
@@ -73,9 +81,7 @@ TEST_F(ConfiguredClientTest, PortIsCutToItsLower16Bits) {
 TEST_F(ConfiguredClientTest, MovedFacadeTakesItsConnectionAlong) {
   const ClientOutcome outcome =
       runAgainst({answerOne}, [this](unsigned short port, const Tell& tell) {
-        const std::string path =
-            directory.writeFile("modules.xml", "<system>" + machineAt(port) + "</system>");
-        SystemConfig::s_szModulesXml = path.c_str();
+        directory.writeFile("modules.xml", "<system>" + machineAt(port) + "</system>");
         VelmoFacade first;
         VelmoFacade second(std::move(first));
         tell(submit(second));
@@ -85,9 +91,7 @@ TEST_F(ConfiguredClientTest, MovedFacadeTakesItsConnectionAlong) {
 }
 
 TEST_F(ConfiguredClientTest, RefusedConnectionIsTheClientsException) {
-  const std::string path =
-      directory.writeFile("modules.xml", "<system>" + machineAt(1) + "</system>");
-  SystemConfig::s_szModulesXml = path.c_str();
+  directory.writeFile("modules.xml", "<system>" + machineAt(1) + "</system>");
   EXPECT_THROW(VelmoFacade(), VelmoException);
 }
 
