@@ -84,9 +84,9 @@ void receiveReply(WebSocket& ws, BaseMessage& reply) {
   std::stringstream stream;
   receiveMessage(ws, [&stream](const char* data, int count) { stream.write(data, count); });
   BaseMessage message;
-  // Deliberate: the result is not examined; of a malformed reply counts what was parsed of it. So
-  // the look at required fields is left out as well: it changes nothing here, and where protocol
-  // buffers have been shut down it never comes back from naming a missing one.
+  // Deliberate: the result is not examined; of a malformed reply counts what was parsed of it. The
+  // look at required fields is left out with it: it changes nothing here, and once a client of this
+  // process has shut protocol buffers down, naming a missing field reads memory that was released.
   static_cast<void>(message.ParsePartialFromIstream(&stream));
   reply.CopyFrom(message);
 }
