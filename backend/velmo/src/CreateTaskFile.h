@@ -115,8 +115,15 @@ extern "C" {
 ///         not be written or moved; -1: no task identifier. The system log tells why.
 /// @throws std::logic_error  when VELMO_HOME or CONF is not set at the first call of the process
 ///                           that is not refused
-/// @throws std::bad_alloc    when memory runs out. A caller that cannot catch has to set both
-///                           variables first.
+/// @throws std::bad_alloc    when memory runs out
+///
+/// Nothing else is thrown. An exception that reaches a caller who cannot catch it, in C or through
+/// a foreign-function interface such as Python's ctypes, ends the process. Such a caller meets the
+/// conditions first:
+/// - VELMO_HOME and CONF are set, before the first call of createTaskFile() or createChildTask();
+/// - the `subJobId` of createChildTask() is null or contains an underscore.
+///
+/// Against memory that runs out it can do nothing.
 VELMO_EXPORT int createTaskFile(const char* priorityType, const char* command,
                                 const char* commandType, const char* deltaType, const char* jobId,
                                 const char* subJobId, const char* jobInfo, int relPriority);
@@ -129,9 +136,11 @@ VELMO_EXPORT int createTaskFile(const char* priorityType, const char* command,
 ///                     front of it that is no number counts as 0. Null: the child gets just "0".
 /// @param childSuffix  what tells this child from its siblings; null: nothing is appended
 /// @return as createTaskFile(), which also describes the other arguments, files and variables
-/// @throws std::out_of_range  when `subJobId` contains no underscore
+/// @throws std::out_of_range  when `subJobId` contains no underscore, whatever the other arguments
 /// @throws std::logic_error   as createTaskFile()
 /// @throws std::bad_alloc     when memory runs out
+///
+/// Nothing else is thrown. A caller in C meets the conditions first: see createTaskFile().
 VELMO_EXPORT int createChildTask(const char* priorityType, const char* command,
                                  const char* commandType, const char* deltaType, const char* jobId,
                                  const char* subJobId, const char* childSuffix, const char* jobInfo,
@@ -144,8 +153,10 @@ VELMO_EXPORT int createChildTask(const char* priorityType, const char* command,
 /// which it waits up to 30 seconds), CONF/serverid.cfg. A lock file that cannot be removed
 /// afterwards ends the process. CreateTaskFile::generateJobID() tells more.
 /// @return a new character array, which the caller releases with `delete[]`; never null, an empty
-///         text on failure
-/// @throws std::bad_alloc  when memory runs out
+///         text on failure. A caller in C, which has no `delete[]` (and for which free() is the
+///         wrong function), finds `operator delete[](void*)` with dlsym, under the name "_ZdaPv",
+///         through the handle that it has of the library; or it keeps the text.
+/// @throws std::bad_alloc  when memory runs out; nothing else
 VELMO_EXPORT char* generateJobID();
 
 }  // extern "C"
