@@ -1,11 +1,15 @@
 #ifndef VELMO_CREATETASKFILE_H
 #define VELMO_CREATETASKFILE_H
 
+/// @file
+/// Submitting tasks by file; job and task identifiers.
+
 #include <string>
 
 #include "Export.h"
 
-/// One task, as plain texts that stay the caller's.
+/// One task, as plain texts that stay the caller's. An empty text is taken as it is, except as the
+/// job identifier.
 struct TaskFileDescriptor {
   const char* priorityType;  ///< priority class, looked up in "priorities.cfg"; null is refused
   const char* command;       ///< command to run; null is refused
