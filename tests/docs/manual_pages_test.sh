@@ -53,16 +53,20 @@ while read -r name section; do
   printf '.Dd November 20, 2026\n.Dt X %s\n.Os\n.Sh NAME\n.Nm %s\n.Nd stub\n' \
     "$section" "$name" >"$platform/man$section/$name.$section"
 done <<'LIST'
+closelog 3
+dlopen 3
 free 3
 open 2
 openlog 3
 printf 3
 rand 3
 rename 2
+scanf 3
 semctl 2
 semget 2
 semop 2
 strtol 3
+syslog 3
 unlink 2
 LIST
 makewhatis "$man" 2>"$directory/whatis" || cat "$directory/whatis"

@@ -1,13 +1,17 @@
 #ifndef VELMO_IMPROPERTIES_H
 #define VELMO_IMPROPERTIES_H
 
+/// @file
+/// Properties files.
+
 #include <list>
 
 #include "Export.h"
 
 namespace brix::imutils {
 
-/// One name and its value. The entry owns copies of both texts; neither is ever null.
+/// One name and its value. The entry owns copies of both texts; neither is ever null. Running out
+/// of memory leaves as std::bad_alloc.
 class VELMO_EXPORT IMProperty {
  public:
   /// Copies both texts.
@@ -53,7 +57,7 @@ class VELMO_EXPORT IMProperty {
 ///
 /// Names are compared byte by byte. Look-ups are linear. The object owns its entries. It takes no
 /// lock: one object is used by one thread at a time, and a file that is replaced while it is read
-/// may be seen in part.
+/// may be seen in part. Running out of memory leaves as std::bad_alloc.
 class VELMO_EXPORT IMProperties {
  public:
   /// No entries.
