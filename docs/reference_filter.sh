@@ -1,6 +1,7 @@
 #!/bin/sh
-# Fits a Markdown page to Doxygen, which does not name headings as GitHub does, and has no page for a
-# file of the tree: headings get their names, and links to such files become plain text.
+# Fits a Markdown page to Doxygen, which does not name headings as GitHub does, has no page for a file
+# of the tree, and drops a percent sign in front of a word: headings get their names, links to such
+# files become plain text, and the sign is doubled.
 # usage: reference_filter.sh PAGE
 set -eu
 awk '
@@ -21,6 +22,8 @@ awk '
       $0 = substr($0, 1, RSTART - 1) text substr($0, RSTART + RLENGTH)
     }
     gsub("\001", "(")
+    gsub(/`%[A-Za-z]/, "\001&")
+    gsub("\001`", "`%")
   }
   { print }
 ' "$1"

@@ -3,12 +3,14 @@
 # - Doxygen has nothing to warn of, and would warn;
 # - every public header has its page;
 # - no page links to a file that is not there;
+# - the code in the Markdown pages comes out as it stands there;
 # - it comes out the same a second time.
-# usage: reference_test.sh DOXYGEN DOXYFILE HEADER_DIR
+# usage: reference_test.sh DOXYGEN DOXYFILE HEADER_DIR SOURCE_DIR
 set -eu
 doxygen=$1
 doxyfile=$2
 headers=$3
+source=$4
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
 
@@ -66,6 +68,17 @@ done <"$directory/links"
 grep -q '^\./index.html md_docs_formats.html$' "$directory/links" ||
   fail 'the main page has no links'
 cd - >/dev/null
+
+echo '== code comes out as it stands =='
+sed 's/<[^>]*>//g; s/&lt;/</g; s/&gt;/>/g; s/&quot;/"/g; s/&#39;/'"'"'/g; s/&amp;/\&/g' \
+  "$directory"/first/html/index.html "$directory"/first/html/md_*.html >"$directory/text"
+# shellcheck disable=SC2016 # the backquotes of Markdown
+sed '/^```/d' "$source/README.md" "$source/CONTRIBUTING.md" "$source"/docs/*.md |
+  grep -o '`[^`]*`' | tr -d '`' | sort -u >"$directory/code"
+grep -qx '%d' "$directory/code" || fail 'no code was found'
+while read -r code; do
+  grep -qF -- "$code" "$directory/text" || fail "not in the reference: $code"
+done <"$directory/code"
 
 echo '== the same a second time =='
 make_reference second

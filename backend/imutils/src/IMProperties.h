@@ -73,7 +73,7 @@ class VELMO_EXPORT IMProperties {
   /// Adds the entries of a file to those already here: a name that is known takes the newer value
   /// and keeps its place.
   /// @return false when the file cannot be opened; the entries are then as they were. A directory
-  ///         opens and reads as an empty file.
+  ///         opens and reads as an empty file, and a read that fails counts as the file's end.
   /// @throws IMAssertionException  expression "filename", line 84, when `filename` is null
   bool load(const char* filename);
 
