@@ -1,11 +1,15 @@
 #ifndef VELMO_CREATETASKFILE_H
 #define VELMO_CREATETASKFILE_H
 
+/// @file
+/// Submitting tasks by file; job and task identifiers.
+
 #include <string>
 
 #include "Export.h"
 
-/// One task, as plain texts that stay the caller's.
+/// One task, as plain texts that stay the caller's. An empty text is taken as it is, except as the
+/// job identifier.
 struct TaskFileDescriptor {
   const char* priorityType;  ///< priority class, looked up in "priorities.cfg"; null is refused
   const char* command;       ///< command to run; null is refused
@@ -132,9 +136,11 @@ VELMO_EXPORT int createTaskFile(const char* priorityType, const char* command,
 /// parent with the number before the first underscore raised by one, and "_" and the suffix
 /// appended. The parent "3_x" and the suffix "y" give "4_x_y".
 ///
+/// @param priorityType,command,commandType,deltaType,jobId  as createTaskFile()
 /// @param subJobId     the parent's sub-job identifier, which must contain an underscore. Text in
 ///                     front of it that is no number counts as 0. Null: the child gets just "0".
 /// @param childSuffix  what tells this child from its siblings; null: nothing is appended
+/// @param jobInfo,relPriority  as createTaskFile()
 /// @return as createTaskFile(), which also describes the other arguments, files and variables
 /// @throws std::out_of_range  when `subJobId` contains no underscore, whatever the other arguments
 /// @throws std::logic_error   as createTaskFile()
