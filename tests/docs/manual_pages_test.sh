@@ -3,12 +3,13 @@
 # - what is in the folder is what is installed;
 # - mandoc has nothing to say, down to matters of style and cross references that lead nowhere;
 # - section 3 has a page for every public class, function, object and message, and no other, and
-#   the page says so in its NAME.
-# usage: manual_pages_test.sh PAGES_DIR PAGES_BUILD_DIR DECLARATIONS...
+#   the page says so in its NAME. Objects that only the generated code knows have none.
+# usage: manual_pages_test.sh PAGES_DIR PAGES_BUILD_DIR EXPORTS DECLARATIONS...
 set -eu
 pages=$1
 build=$2
-shift 2
+exports=$3
+shift 3
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
 failures=$directory/failures
@@ -77,11 +78,14 @@ if [ -s "$directory/lint" ]; then
   cat "$directory/lint"
 fi
 
-echo '== section 3 has what the headers declare =='
-word='([A-Za-z_]+)'
-sed -nE "s/^(class|struct|enum|message) (VELMO_EXPORT )?$word( :.*)? \{\$/\3/p
-         s/^VELMO_EXPORT [^(]*[ *]$word\(.*/\1/p
-         s/^extern VELMO_EXPORT [^;(]* $word;.*/\1/p" "$@" | sort -u >"$directory/declared"
+echo '== section 3 has what is exported and declared =='
+word='([A-Za-z][A-Za-z_]*)'
+{
+  sed -nE "s/^(service::velmo::)?$word(\(.*\))?\$/\2/p" "$exports"
+  sed -nE "s/^(class|struct|enum|message) (VELMO_EXPORT )?$word( :.*)? \{\$/\3/p
+           s/^VELMO_EXPORT [^(]*[ *]$word\(.*/\1/p
+           s/^extern VELMO_EXPORT [^;(]* $word;.*/\1/p" "$@"
+} | sort -u >"$directory/declared"
 find man3 -name '*.3' -exec basename {} .3 \; | sort >"$directory/section3"
 compare 'declared (<), pages (>)' "$directory/declared" "$directory/section3"
 

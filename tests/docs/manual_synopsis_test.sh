@@ -22,6 +22,7 @@ declarations() {
 synopsis() {
   awk '
     /^\.Sh / { inside = ($0 == ".Sh SYNOPSIS") }
+    inside && /^\.In velmo\/velmo\.pb\.h/ { exit }
     !inside || /^\.(Sh|In|Bd|Ed)/ { next }
     { text = substr($0, 5); gsub(/"/, "", text) }
     /^\.Ft / { print text; next }

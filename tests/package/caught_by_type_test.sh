@@ -1,0 +1,10 @@
+#!/bin/sh
+# Builds a program with the compiler given, which need not be the library's, and runs it.
+# usage: caught_by_type_test.sh LIBRARY_DIR INCLUDE_DIR SOURCE COMPILER
+set -eu
+directory=$(mktemp -d)
+trap 'rm -rf "$directory"' EXIT
+"$4" -std=c++17 -O2 -fvisibility=hidden -Wall -Wextra -Wpedantic -Werror "-I$2" "$3" \
+  -o "$directory/program" "-L$1" -lvelmo "-Wl,-rpath,$1"
+mkdir "$directory/velmo" # of the job counter
+DATA=$directory LOCK_VAR=$directory CONF=$directory "$directory/program" "$directory"

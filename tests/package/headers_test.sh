@@ -1,0 +1,45 @@
+#!/bin/sh
+# A public header compiles alone, without a warning, and pulls in nothing but the C and C++ libraries
+# and other public headers. Says what it did, for each header.
+# usage: headers_test.sh INCLUDE_DIR COMPILER STANDARD HEADER...
+set -eu
+include=$1
+compiler=$2
+standard=$3
+shift 3
+directory=$(mktemp -d)
+trap 'rm -rf "$directory"' EXIT
+
+# Where the compiler and the two libraries keep their headers; other libraries' stand in folders of
+# their own in /usr/include.
+libraries='/usr/lib/(gcc|llvm-[0-9]+)/|/usr/include/(c[+][+]|linux|asm-generic|[a-z0-9_]+-linux-gnu)/|/usr/include/[^/]*$'
+printf '%s\n' "$@" | sed "s|.*|$include/velmo/&|" >"$directory/public"
+
+# Everything that the compiler read for the header, one name a line.
+dependencies() {
+  sed 's/^[^:]*://; s/\\$//' "$directory/made" | tr -s ' ' '\n' | grep . |
+    xargs -n 1 realpath -s | grep -vxF "$directory/alone.cpp"
+}
+
+status=0
+for header; do
+  echo "#include <velmo/$header>" >"$directory/alone.cpp"
+  result=compiles
+  : >"$directory/read"
+  "$compiler" "-std=$standard" -Wall -Wextra -Wpedantic -Werror "-I$include" -fsyntax-only \
+    -MD -MF "$directory/made" "$directory/alone.cpp" || result='does not compile'
+  if [ "$result" = compiles ]; then
+    dependencies >"$directory/read"
+    case $header in
+    velmo.pb.h) foreign='^/usr/include/google/protobuf/' ;;
+    *) foreign='^$' ;;
+    esac
+    if grep -vxFf "$directory/public" "$directory/read" | grep -vE "^($libraries)|$foreign"; then
+      result='pulls in what is above'
+    fi
+  fi
+  [ "$result" = compiles ] || status=1
+  ours=$(sed -n "s|^$include/velmo/||p" "$directory/read" | tr '\n' ' ')
+  echo "$header: $compiler $standard: $result; of ours: $ours"
+done
+exit $status
