@@ -1,6 +1,9 @@
 #ifndef VELMO_CONFIG_H
 #define VELMO_CONFIG_H
 
+/// @file
+/// Configurations that reload when their files change.
+
 #include <sys/types.h>
 
 #include <ctime>
@@ -26,10 +29,10 @@ class VELMO_EXPORT Config {
   /// No files.
   Config();
 
-  /// The files of the list, in load order.
+  /// The files of the list, in load order. An empty name is a file that cannot be examined.
   explicit Config(const std::vector<std::string>& fileNames);
 
-  /// One file.
+  /// One file; an empty name as above.
   explicit Config(const std::string& file);
 
   /// Empties `m_properties`.
@@ -53,11 +56,11 @@ class VELMO_EXPORT Config {
   void check();
 
  protected:
-  std::vector<std::string> m_files;
+  std::vector<std::string> m_files;  ///< paths, in load order
   time_t m_lastModified = 0;  ///< newest modification time at the last reload; 0: nothing loaded
   time_t m_nextCheck = 0;     ///< check() does not look at the files before this time
   long m_checkInterval = 0;   ///< seconds between two looks at the files; 0: look every time
-  IMProperties m_properties;
+  IMProperties m_properties;  ///< what the last load() found; empty before it and after reset()
 };
 
 }  // namespace brix::imutils

@@ -1,17 +1,23 @@
 #ifndef VELMO_IMEXCEPTION_H
 #define VELMO_IMEXCEPTION_H
 
+/// @file
+/// What the common utilities throw, and two flags.
+
 #include <cstdio>
 #include <ostream>
 #include <string>
 
 #include "Export.h"
 
-/// Two flags for the programs that load the library, false until a program sets them. The library
-/// neither reads nor writes them: no behaviour of it depends on their value.
+/// A flag for the programs that load the library, false until a program sets it. The library
+/// neither reads nor writes it: no behaviour of it depends on its value.
 extern VELMO_EXPORT bool g_imVerbose;
+
+/// Another flag of the same kind.
 extern VELMO_EXPORT bool g_imDebug;
 
+/// Common utilities, which know nothing of the service.
 namespace brix::imutils {
 
 /// What the common utilities throw: a numeric code, a message, and a rendering that names the kind
@@ -43,7 +49,10 @@ class VELMO_EXPORT IMException {
   /// The given code and a copy of the whole message.
   IMException(int code, const std::string& message);
 
+  /// An independent copy.
   IMException(const IMException&) = default;
+
+  /// Becomes an independent copy.
   IMException& operator=(const IMException&) = default;
 
   virtual ~IMException();
@@ -83,8 +92,13 @@ class VELMO_EXPORT IMTimeoutException : public IMException {
  public:
   /// The given code and a copy of the whole message.
   IMTimeoutException(int code, const std::string& message);
+
+  /// An independent copy.
   IMTimeoutException(const IMTimeoutException&) = default;
+
+  /// Becomes an independent copy.
   IMTimeoutException& operator=(const IMTimeoutException&) = default;
+
   ~IMTimeoutException() override;
 
   using IMException::toString;
@@ -96,8 +110,13 @@ class VELMO_EXPORT IMIOException : public IMException {
  public:
   /// The given code and a copy of the whole message.
   IMIOException(int code, const std::string& message);
+
+  /// An independent copy.
   IMIOException(const IMIOException&) = default;
+
+  /// Becomes an independent copy.
   IMIOException& operator=(const IMIOException&) = default;
+
   ~IMIOException() override;
 
   using IMException::toString;
@@ -119,8 +138,12 @@ class VELMO_EXPORT IMAssertionException : public IMException {
   [[gnu::format(printf, 5, 6)]] IMAssertionException(const char* expression, long line,
                                                      const char* file, const char* format, ...);
 
+  /// An independent copy.
   IMAssertionException(const IMAssertionException&) = default;
+
+  /// Becomes an independent copy.
   IMAssertionException& operator=(const IMAssertionException&) = default;
+
   ~IMAssertionException() override;
 
   using IMException::toString;

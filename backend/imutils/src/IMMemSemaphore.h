@@ -1,6 +1,9 @@
 #ifndef VELMO_IMMEMSEMAPHORE_H
 #define VELMO_IMMEMSEMAPHORE_H
 
+/// @file
+/// A lock between processes: a System V semaphore.
+
 #include <sys/sem.h>
 
 #include "Export.h"
@@ -16,12 +19,15 @@ namespace brix::imutils {
 /// A set that does not exist yet is created with the value 0: until some process calls init(),
 /// lock() blocks for ever. The key 0 (IPC_PRIVATE) makes a new set each time, which nobody else can
 /// reach.
+///
+/// One object is used by one thread at a time: threads that lock each other out have one each.
 class VELMO_EXPORT IMMemSemaphore {
  public:
   /// Finds the set of one semaphore under `key`, or creates it, open to all users.
   ///
   /// A failure is logged ("Semaphore constructor - semget failed for key%d") and leaves an object
   /// on which every operation fails.
+  /// @param key         key of the set, any number; 0 and a set that does not exist: see above
   /// @param autoUnlock  whether the destructor calls unlock()
   IMMemSemaphore(int key, bool autoUnlock);
 

@@ -1,13 +1,17 @@
 #ifndef VELMO_IMPROPERTIES_H
 #define VELMO_IMPROPERTIES_H
 
+/// @file
+/// Properties files.
+
 #include <list>
 
 #include "Export.h"
 
 namespace brix::imutils {
 
-/// One name and its value. The entry owns copies of both texts; neither is ever null.
+/// One name and its value. The entry owns copies of both texts; neither is ever null. Running out
+/// of memory leaves as std::bad_alloc.
 class VELMO_EXPORT IMProperty {
  public:
   /// Copies both texts.
@@ -53,7 +57,7 @@ class VELMO_EXPORT IMProperty {
 ///
 /// Names are compared byte by byte. Look-ups are linear. The object owns its entries. It takes no
 /// lock: one object is used by one thread at a time, and a file that is replaced while it is read
-/// may be seen in part.
+/// may be seen in part. Running out of memory leaves as std::bad_alloc.
 class VELMO_EXPORT IMProperties {
  public:
   /// No entries.
@@ -69,7 +73,7 @@ class VELMO_EXPORT IMProperties {
   /// Adds the entries of a file to those already here: a name that is known takes the newer value
   /// and keeps its place.
   /// @return false when the file cannot be opened; the entries are then as they were. A directory
-  ///         opens and reads as an empty file.
+  ///         opens and reads as an empty file, and a read that fails counts as the file's end.
   /// @throws IMAssertionException  expression "filename", line 84, when `filename` is null
   bool load(const char* filename);
 

@@ -1,6 +1,9 @@
 #ifndef VELMO_IMSEMAPHORE_H
 #define VELMO_IMSEMAPHORE_H
 
+/// @file
+/// A lock between processes: a lock file.
+
 #include <string>
 
 #include "Export.h"
@@ -16,7 +19,7 @@ namespace brix::imutils {
 /// hand.
 ///
 /// Two objects of one name and directory exclude each other, in one process as between two. One
-/// object is used by one thread at a time.
+/// object is used by one thread at a time. Running out of memory leaves as std::bad_alloc.
 class VELMO_EXPORT IMSemaphore {
  public:
   /// @param name        name of the lock

@@ -1,11 +1,15 @@
 #ifndef VELMO_CREATETASKFILE_H
 #define VELMO_CREATETASKFILE_H
 
+/// @file
+/// Submitting tasks by file; job and task identifiers.
+
 #include <string>
 
 #include "Export.h"
 
-/// One task, as plain texts that stay the caller's.
+/// One task, as plain texts that stay the caller's. An empty text is taken as it is, except as the
+/// job identifier.
 struct TaskFileDescriptor {
   const char* priorityType;  ///< priority class, looked up in "priorities.cfg"; null is refused
   const char* command;       ///< command to run; null is refused
@@ -115,8 +119,15 @@ extern "C" {
 ///         not be written or moved; -1: no task identifier. The system log tells why.
 /// @throws std::logic_error  when VELMO_HOME or CONF is not set at the first call of the process
 ///                           that is not refused
-/// @throws std::bad_alloc    when memory runs out. A caller that cannot catch has to set both
-///                           variables first.
+/// @throws std::bad_alloc    when memory runs out
+///
+/// Nothing else is thrown. An exception that reaches a caller who cannot catch it, in C or through
+/// a foreign-function interface such as Python's ctypes, ends the process. Such a caller meets the
+/// conditions first:
+/// - VELMO_HOME and CONF are set, before the first call of createTaskFile() or createChildTask();
+/// - the `subJobId` of createChildTask() is null or contains an underscore.
+///
+/// Against memory that runs out it can do nothing.
 VELMO_EXPORT int createTaskFile(const char* priorityType, const char* command,
                                 const char* commandType, const char* deltaType, const char* jobId,
                                 const char* subJobId, const char* jobInfo, int relPriority);
@@ -125,13 +136,17 @@ VELMO_EXPORT int createTaskFile(const char* priorityType, const char* command,
 /// parent with the number before the first underscore raised by one, and "_" and the suffix
 /// appended. The parent "3_x" and the suffix "y" give "4_x_y".
 ///
+/// @param priorityType,command,commandType,deltaType,jobId  as createTaskFile()
 /// @param subJobId     the parent's sub-job identifier, which must contain an underscore. Text in
 ///                     front of it that is no number counts as 0. Null: the child gets just "0".
 /// @param childSuffix  what tells this child from its siblings; null: nothing is appended
+/// @param jobInfo,relPriority  as createTaskFile()
 /// @return as createTaskFile(), which also describes the other arguments, files and variables
-/// @throws std::out_of_range  when `subJobId` contains no underscore
+/// @throws std::out_of_range  when `subJobId` contains no underscore, whatever the other arguments
 /// @throws std::logic_error   as createTaskFile()
 /// @throws std::bad_alloc     when memory runs out
+///
+/// Nothing else is thrown. A caller in C meets the conditions first: see createTaskFile().
 VELMO_EXPORT int createChildTask(const char* priorityType, const char* command,
                                  const char* commandType, const char* deltaType, const char* jobId,
                                  const char* subJobId, const char* childSuffix, const char* jobInfo,
@@ -144,8 +159,10 @@ VELMO_EXPORT int createChildTask(const char* priorityType, const char* command,
 /// which it waits up to 30 seconds), CONF/serverid.cfg. A lock file that cannot be removed
 /// afterwards ends the process. CreateTaskFile::generateJobID() tells more.
 /// @return a new character array, which the caller releases with `delete[]`; never null, an empty
-///         text on failure
-/// @throws std::bad_alloc  when memory runs out
+///         text on failure. A caller in C, which has no `delete[]` (and for which free() is the
+///         wrong function), finds `operator delete[](void*)` with dlsym, under the name "_ZdaPv",
+///         through the handle that it has of the library; or it keeps the text.
+/// @throws std::bad_alloc  when memory runs out; nothing else
 VELMO_EXPORT char* generateJobID();
 
 }  // extern "C"

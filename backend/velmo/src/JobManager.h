@@ -1,6 +1,9 @@
 #ifndef VELMO_JOBMANAGER_H
 #define VELMO_JOBMANAGER_H
 
+/// @file
+/// A registry of jobs, shared by all processes that use one directory.
+
 #include <ctime>
 #include <map>
 #include <memory>
@@ -126,8 +129,9 @@ class VELMO_EXPORT JobManager {
   /// @return the job, which stays the manager's; null only when the property getter itself has
   ///         registered the key meanwhile. A job whose file cannot be created or read is returned
   ///         all the same, known to this manager alone.
-  /// @throws what the property getter throws, and the standard allocation failures. Jobs that were
-  ///         dropped and files that were removed before stay so.
+  ///
+  /// Throws what the property getter throws, and the standard allocation failures. Jobs that were
+  /// dropped and files that were removed before stay so.
   JobInfo* findJobInfo(const std::string& jobKey);
 
   /// Creates a job under the key, with a new identifier, and its file, as JobInfo::createFile()
@@ -137,7 +141,8 @@ class VELMO_EXPORT JobManager {
   /// @param jobKey    any text
   /// @return the job, which stays the manager's; null when the key is registered already: nothing
   ///         has changed then, but an identifier is used up and the property getter was asked
-  /// @throws what the property getter throws, and the standard allocation failures
+  ///
+  /// Throws what the property getter throws, and the standard allocation failures.
   JobInfo* createJob(const std::string& fileName, const std::string& jobKey);
 
   /// Registers the job that a file describes under the key and sets the file's times to now; a file
@@ -155,7 +160,8 @@ class VELMO_EXPORT JobManager {
   /// @return the job, which stays the manager's; null when the key is registered already: nothing
   ///         has changed then, but an identifier is used up if the file has none or cannot be
   ///         opened
-  /// @throws as createJob()
+  ///
+  /// Throws as createJob() does.
   JobInfo* readJobFile(const std::string& fileName, const std::string& jobKey);
 
   /// Writes a job with the given identifier, the manager's user and name and the priority 0 to

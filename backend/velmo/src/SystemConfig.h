@@ -1,6 +1,9 @@
 #ifndef VELMO_SYSTEMCONFIG_H
 #define VELMO_SYSTEMCONFIG_H
 
+/// @file
+/// What "modules.xml" says.
+
 #include <string>
 #include <vector>
 

@@ -1,6 +1,9 @@
 #ifndef VELMO_VELMOFACADE_H
 #define VELMO_VELMOFACADE_H
 
+/// @file
+/// Submitting tasks by message, to the service that "modules.xml" names.
+
 #include <memory>
 #include <string>
 
@@ -54,7 +57,8 @@ class VELMO_EXPORT VelmoFacade {
   /// Submits one task: VelmoFacadeWS::addTask() of the connection, with the same arguments. Checks
   /// and changes nothing.
   /// @return the name of the task that the service made
-  /// @throws what VelmoFacadeWS::addTask() throws
+  ///
+  /// Throws what VelmoFacadeWS::addTask() throws.
   std::string addTask(const std::string& priorityType, const std::string& command,
                       TaskType taskType, const std::string& deltaType, const std::string& jobId,
                       const std::string& subJobId, const std::string& jobInfo, int relPriority);

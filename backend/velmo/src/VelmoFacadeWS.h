@@ -1,6 +1,9 @@
 #ifndef VELMO_VELMOFACADEWS_H
 #define VELMO_VELMOFACADEWS_H
 
+/// @file
+/// Submitting tasks by message, to a given host and port.
+
 #include <cstddef>
 #include <memory>
 #include <stdexcept>
@@ -29,8 +32,12 @@ class VELMO_EXPORT VelmoException : public std::runtime_error {
   /// @param message  what what() returns; may be empty, and what() ends at its first NUL
   explicit VelmoException(const std::string& message);
 
+  /// An independent copy.
   VelmoException(const VelmoException&) = default;
+
+  /// Becomes an independent copy.
   VelmoException& operator=(const VelmoException&) = default;
+
   ~VelmoException() override;
 };
 

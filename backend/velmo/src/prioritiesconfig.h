@@ -1,11 +1,15 @@
 #ifndef VELMO_PRIORITIESCONFIG_H
 #define VELMO_PRIORITIESCONFIG_H
 
+/// @file
+/// The relative priority that the service's configuration gives.
+
 #include <memory>
 
 #include "Config.h"
 #include "Export.h"
 
+/// What knows of the service.
 namespace brix::velmo {
 
 /// The one tuning value of the service's priority scheme that callers need: the number under

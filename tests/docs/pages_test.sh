@@ -1,0 +1,77 @@
+#!/bin/sh
+# The Markdown pages against the tree:
+# - each link of a page within the tree leads to a file, and to a heading where it names one;
+# - the table of units in architecture.md says what each unit of the library includes.
+# usage: pages_test.sh SOURCE_DIR
+set -eu
+cd "$1"
+directory=$(mktemp -d)
+trap 'rm -rf "$directory"' EXIT
+
+fail() {
+  echo "$*"
+  touch "$directory/failed"
+}
+
+# The names by which links reach the headings of a page.
+headings() {
+  awk '
+    /^```/ { inside = !inside }
+    !inside && /^#/ {
+      name = tolower($0)
+      gsub(/^#+ *|[^a-z0-9 _-]/, "", name)
+      gsub(/ /, "-", name)
+      print name
+    }
+  ' "$1"
+}
+
+echo '== links =='
+# PAGE TARGET, one a line
+find . -name build -prune -o -name '*.md' -exec grep -HoE '\]\([^):]+\)' {} + |
+  sed 's/:\](/ /; s/)$//' >"$directory/links"
+grep -q '^\./README.md docs/formats.md$' "$directory/links" || fail 'no links were found'
+grep -q '^\./docs/formats.md #task-file$' "$directory/links" || fail 'no links to headings'
+while read -r page target; do
+  file=${target%%#*}
+  if [ -n "$file" ]; then
+    file=$(dirname "$page")/$file
+  else
+    file=$page
+  fi
+  if [ ! -e "$file" ]; then
+    fail "$page: $target leads nowhere"
+  elif [ "$target" != "${target#*#}" ] && ! headings "$file" | grep -qxF "${target#*#}"; then
+    fail "$page: $target names no heading"
+  fi
+done <"$directory/links"
+
+echo '== units =='
+units=$(find backend -name '*.h' -exec basename {} .h \; | sort)
+# UNIT INCLUDED, one a line; "nothing" for a unit that includes no other
+for unit in $units; do
+  included=$(find backend \( -name "$unit.h" -o -name "$unit.cpp" \) -exec cat {} + |
+    sed -nE 's/^#include ["<](velmo\/)?([A-Za-z.]+)\.h[">]$/\2/p' | grep -vx -e "$unit" -e Export |
+    sort -u)
+  for name in $included; do
+    if [ "$name" = velmo.pb ] || echo "$units" | grep -qx "$name"; then
+      echo "$unit $name"
+    fi
+  done >"$directory/of_unit"
+  [ -s "$directory/of_unit" ] || echo "$unit nothing" >"$directory/of_unit"
+  cat "$directory/of_unit"
+done | sort >"$directory/sources"
+sed -n '/^| Unit |/,/^$/p' docs/architecture.md | sed '1,2d; s/[`,]//g' |
+  awk -F '|' '{
+    count = split($2, units, " ")
+    included = split($3, names, " ")
+    for (i = 1; i <= count; ++i) {
+      for (j = 1; j <= included; ++j) {
+        print units[i], names[j]
+      }
+    }
+  }' | sort >"$directory/page"
+diff "$directory/sources" "$directory/page" ||
+  fail 'what units include: in the sources (<), in architecture.md (>)'
+
+[ ! -e "$directory/failed" ]

@@ -1,0 +1,26 @@
+#!/bin/sh
+# Builds a project that has the source tree inside: it gets the library, and neither tools, tests and
+# benchmarks nor warnings, standard and settings.
+# usage: add_subdirectory_test.sh SOURCE_DIR COMPILER GENERATOR
+set -eu
+source_dir=$1
+compiler=$2
+generator=$3
+here=$(dirname "$0")
+# shellcheck source=tests/package/expect.sh
+. "$here/../expect.sh"
+build=$directory/build
+
+# The parent's CMakeLists.txt checks its variables and the targets.
+quietly cmake -S "$here" -B "$build" -G "$generator" -DVELMO="$source_dir" \
+  -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS=
+
+expect 'options that the parent is compiled with' "-I$build/velmo/backend/include -std=gnu++20" \
+  "$(sed -n 's/.*"command": "\(.*parent\.cpp\)".*/\1/p' "$build/compile_commands.json" |
+    grep -oE ' -[^oc ][^ ]*' | tr -d '\n' | cut -c 2-)"
+
+quietly cmake --build "$build" --verbose --parallel 2
+expect 'tests' '  Test #1: parent.runs
+
+Total Tests: 1' "$(cd "$build" && ctest -N | sed 1d)"
+(cd "$build" && ctest --output-on-failure)

@@ -1,0 +1,27 @@
+#!/bin/sh
+# Builds the first program of README.md, as it stands there, against the installed package, and runs it
+# under the installed stand-in: its task is run.
+# usage: readme_program_test.sh README PREFIX STANDIN COMPILER [FLAGS]
+set -eu
+readme=$1
+prefix=$2
+standin=$3
+compiler=$4
+flags=${5-}
+here=$(dirname "$0")
+# shellcheck source=tests/package/expect.sh
+. "$here/../expect.sh"
+
+# The first lines that are indented by four; blank ones may be among them.
+awk '/^    / { print substr($0, 5); found = 1; next }
+  found && /^$/ { print; next }
+  found { exit }' "$readme" >"$directory/program.cpp"
+
+quietly cmake -S "$here" -B "$directory/build" -DSOURCE="$directory/program.cpp" \
+  -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags"
+quietly cmake --build "$directory/build" --verbose
+
+name=0500.TIME.standin-J0.S0.TTIME-1.R0000.sh
+expect 'the task' "priority 0500, created TIME, job standin-J0, sub-job 0, task 1, relative 0, \
+type sh: exit 0, output in var/log/$name.log
+./$name.log:hello" "$(tasks_of "$standin" "$directory/build/readme_program")"
