@@ -1,5 +1,5 @@
 #!/bin/sh
-# Makes a fresh Debian root with a compiler and CMake, and uses the packages there as somebody does
+# Makes a fresh Debian root with compilers and CMake, and uses the packages there as somebody does
 # who was given them: debian/use_packages.sh. What they depend on comes from Debian's servers, with
 # the sources of this machine's own apt.
 # usage: debian_test.sh PACKAGES_DIR      as root
@@ -16,8 +16,7 @@ if [ "$1" != --isolated ]; then
   exec unshare --mount --propagation "$propagation" --pid --kill-child "$0" --isolated "$@"
 fi
 packages=$2
-tests=$(cd "$(dirname "$0")/.." && pwd)
-tree=$(cd "$tests/.." && pwd)
+tree=$(cd "$(dirname "$0")/../.." && pwd)
 version=$(cat "$tree/VERSION")
 directory=$(mktemp -d)
 trap 'umount "$directory" && rmdir "$directory"' EXIT
@@ -25,19 +24,17 @@ trap 'exit 1' HUP INT TERM
 # The root lies in memory, some 700 megabytes: on a disk it takes up to five times as long.
 mount -t tmpfs -o mode=755 root "$directory"
 
+# The packages, and as much of the tree as tells what they should be.
 given=$directory/given
-mkdir "$given" "$given/packages"
+mkdir -p "$given/packages" "$given/backend" "$given/docs" "$given/tests/integration"
 for package in libvelmo1 libvelmo-dev velmo-tools libvelmo-doc; do
   cp -t "$given/packages" "$packages/${package}_${version}_"*.deb
 done
-cp -R "$tests/package/consumer" "$tests/package/debian/use_packages.sh" \
-  "$tests/package/debian/interposed_openlog.cpp" "$tests/package/exports_test.sh" \
-  "$tests/integration/imported_functions_test.sh" "$tree/backend/exports.txt" "$given"
-find "$tree/docs/man" -name '*.[1357]' -printf '%f\n' | LC_ALL=C sort >"$given/manual_pages"
-# The first program of the README: the lines of its first indented block.
-awk '/^    / { sub(/^    /, ""); print; begun = 1; next }
-  begun && NF { exit }
-  begun' "$tree/README.md" >"$given/first.cpp"
+cp -t "$given" "$tree/VERSION" "$tree/README.md"
+cp -t "$given/backend" "$tree/backend/exports.txt"
+cp -R -t "$given/docs" "$tree/docs/man"
+cp -t "$given/tests/integration" "$tree/tests/integration/imported_functions_test.sh"
+cp -R -t "$given/tests" "$tree/tests/package"
 
 sources=/etc/apt/sources.list.d/debian.sources
 [ -e "$sources" ] || sources=/etc/apt/sources.list
@@ -47,5 +44,5 @@ TMPDIR=$directory mmdebstrap --quiet --mode=root --variant=apt --format=null \
   --include=cmake,g++,make,pkg-config \
   --aptopt="Acquire::Check-Valid-Until \"${check_valid_until:-true}\"" \
   --customize-hook="copy-in $given /" \
-  --customize-hook='chroot "$1" /given/use_packages.sh' \
+  --customize-hook='chroot "$1" /given/tests/package/debian/use_packages.sh' \
   bookworm /dev/null "$sources"

@@ -1,12 +1,18 @@
 #!/bin/sh
-# Installs the packages that lie beside it, builds and runs programs against them, and removes them.
-# To run in a root that may be thrown away.
+# Installs the packages, builds and runs programs against them, and removes them. To run in a root
+# that may be thrown away, in a tree that has the packages in the folder "packages".
 set -eu
-cd "$(dirname "$0")"
+here=$(cd "$(dirname "$0")" && pwd)
+tree=$(cd "$here/../../.." && pwd)
+tests=$tree/tests/package
 export LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive
 names='libvelmo1 libvelmo-dev velmo-tools libvelmo-doc'
-multiarch=$(gcc -print-multiarch)
-library=/usr/lib/$multiarch/libvelmo.so.1
+version=$(cat "$tree/VERSION")
+library_dir=/usr/lib/$(gcc -print-multiarch)
+library=$library_dir/libvelmo.so.1
+standin=/usr/bin/velmo-standin
+# shellcheck source=tests/package/expect.sh
+. "$tests/expect.sh"
 start=$(date +%s)
 
 step() {
@@ -16,77 +22,76 @@ fail() {
   printf '%s\n' "$1" >&2
   exit 1
 }
-apt() {
-  apt-get -qq --no-install-recommends "$@" >log 2>&1 || { cat log; exit 1; }
-}
 
 step 'apt installs them, with what they depend on'
-apt install ./packages/*.deb
+quietly apt-get -q -y --no-install-recommends install "$tree"/packages/*.deb
 # shellcheck disable=SC2086 # a list of words
-dpkg-query -W -f='${db:Status-Status} ${Package} ${Version}\n' $names
+dpkg-query -W -f='${db:Status-Status} ${Package} ${Version}\n' $names | sort >"$directory/state"
+expect 'state' "installed libvelmo-dev $version
+installed libvelmo-doc $version
+installed libvelmo1 $version
+installed velmo-tools $version" "$(cat "$directory/state")"
 # shellcheck disable=SC2086 # a list of words
-dpkg-query -L $names | while read -r path; do [ -d "$path" ] || echo "$path"; done >installed
-[ ! -e /usr/include/Poco ] || fail "the networking library's headers are there"
+dpkg-query -L $names | while read -r path; do
+  [ -d "$path" ] || echo "$path"
+done >"$directory/installed"
+[ ! -e /usr/include/Poco ] || fail "the networking library's headers came with them"
 
 step 'the library is what its package says'
-[ "$(readlink "/usr/lib/$multiarch/libvelmo.so")" = libvelmo.so.1 ] || fail 'libvelmo.so'
-readelf -d "$library" | grep -q 'Library soname: \[libvelmo\.so\.1\]' || fail 'the soname'
-./exports_test.sh "$library" exports.txt
-./imported_functions_test.sh "$library"
-for file in "$library" /usr/bin/velmo-standin; do
-  readelf -d "$file" >dynamic
-  grep -q BIND_NOW dynamic || fail "$file binds late"
-  if grep -E 'RPATH|RUNPATH' dynamic; then
-    fail "$file has a path to libraries of its own"
+expect 'link' libvelmo.so.1 "$(readlink "$library_dir/libvelmo.so")"
+expect 'soname' libvelmo.so.1 \
+  "$(readelf -d "$library" | sed -n 's/.*Library soname: \[\(.*\)\]/\1/p')"
+"$tests/exports_test.sh" "$library" "$tree/backend/exports.txt"
+"$tree/tests/integration/imported_functions_test.sh" "$library"
+for file in "$library" "$standin"; do
+  readelf -d "$file" >"$directory/dynamic"
+  grep -q BIND_NOW "$directory/dynamic" || fail "$file binds late"
+  if grep -E 'RPATH|RUNPATH' "$directory/dynamic"; then
+    fail "$file has a path to its libraries"
   fi
 done
 
+step 'programs load it, and ask for the version of its names'
+ldd "$standin" | grep -q " => /lib/${library_dir##*/}/libvelmo\.so\.1 " ||
+  fail 'velmo-standin loads another library'
+readelf -V "$standin" | grep -q ' VELMO_1 ' || fail 'velmo-standin asks for no version'
+
 step 'the manual pages of the tree are there, and no other'
-sed -n 's,^/usr/share/man/man[0-9]/\(.*\)\.gz$,\1,p' installed | sort | diff manual_pages -
-[ -e /usr/share/doc/libvelmo-doc/html/index.html ] || fail 'no HTML reference'
+find "$tree/docs/man" -name '*.[1-9]' -printf '%f\n' | sort >"$directory/pages"
+sed -n 's,^/usr/share/man/man[1-9]/\(.*\)\.gz$,\1,p' "$directory/installed" | sort |
+  diff "$directory/pages" -
+for page in html/index.html docs/formats.md.gz; do
+  [ -e "/usr/share/doc/libvelmo-doc/$page" ] || fail "no $page"
+done
 
 step 'a project finds the library with find_package'
-cmake -S consumer -B consumer/build >log 2>&1 || { cat log; exit 1; }
-cmake --build consumer/build >log 2>&1 || { cat log; exit 1; }
-consumer/build/consumer
-ldd consumer/build/consumer | grep -q " => /lib/$multiarch/libvelmo\.so\.1 " ||
-  fail 'another library'
-readelf -V consumer/build/consumer | grep -q ' VELMO_1 ' || fail 'no version of the names'
+"$tests/find_package/find_package_test.sh" /usr g++ 17
 
-# usage: build SOURCE PROGRAM [MODULE]      module: another that pkg-config knows
+step 'and with pkg-config'
+"$tests/pkg_config/pkg_config_test.sh" "$library_dir" "$version" g++ 17
+
+step 'the first program of README.md, under the stand-in'
+"$tests/readme_program/readme_program_test.sh" "$tree/README.md" /usr "$standin" g++
+
+# usage: build SOURCE PROGRAM
 build() {
   # shellcheck disable=SC2046 # a list of words
-  g++ -std=c++17 -Wall -Wextra -Wpedantic -Werror "$1" -o "$2" \
-    $(pkg-config --cflags --libs velmo "${3-velmo}")
+  g++ -std=c++17 -Wall -Wextra -Wpedantic -Werror "$1" -o "$2" $(pkg-config --cflags --libs velmo)
 }
-
-step 'all headers compile together'
-for header in /usr/include/velmo/*.h; do
-  echo "#include <velmo/$(basename "$header")>"
-done >all.cpp
-[ "$(wc -l <all.cpp)" = 13 ] || fail 'not 13 headers'
-echo 'int main() { return service::velmo::BaseMessage().has_addtaskrequest() ? 1 : 0; }' >>all.cpp
-build all.cpp all protobuf
-./all
-
-step "the README's first program, under the stand-in"
-build first.cpp first
-velmo-standin --home "$PWD/home" -- ./first
-[ "$(cat home/var/log/*.log)" = hello ] || fail 'its task did not say hello'
 
 step 'the examples, under the stand-in'
 for example in job_registry submit_by_file submit_by_message; do
-  build "/usr/share/doc/libvelmo-dev/examples/$example.cpp" "$example"
-  velmo-standin --port 0 -- "./$example"
+  build "/usr/share/doc/libvelmo-dev/examples/$example.cpp" "$directory/$example"
+  quietly "$standin" --port 0 -- "$directory/$example"
 done
 
-step 'a program that defines a function of the platform is called by the library'
-build interposed_openlog.cpp interposed_openlog
-./interposed_openlog
+step 'the library calls the platform functions that a program defines'
+build "$here/interposed_openlog.cpp" "$directory/interposed_openlog"
+"$directory/interposed_openlog"
 
 step 'apt removes them, and nothing is left'
 # shellcheck disable=SC2086 # a list of words
-apt purge $names
+quietly apt-get -q -y purge $names
 # shellcheck disable=SC2086 # a list of words
 if dpkg-query -W $names 2>/dev/null; then
   fail 'dpkg knows them still'
@@ -95,8 +100,8 @@ while read -r path; do
   if [ -e "$path" ] || [ -L "$path" ]; then
     fail "left: $path"
   fi
-done <installed
-left=$(find / -xdev -path "$PWD" -prune -o -iname '*velmo*' -print)
+done <"$directory/installed"
+left=$(find / -xdev \( -path "$tree" -o -path "$directory" \) -prune -o -iname '*velmo*' -print)
 [ -z "$left" ] || fail "left: $left"
 if ldconfig -p | grep velmo; then
   fail 'the loader knows it still'
