@@ -1,9 +1,10 @@
 #!/bin/sh
 # velmo-protocol.7 has what the sources have: the messages, and the texts of VelmoException that are
-# the library's own.
+# the library's own. BaseMessage.3 has the messages too, and VelmoException.3 the texts.
 # usage: protocol_page_test.sh SOURCE_DIR
 set -eu
-page=$1/docs/man/velmo-protocol.7
+pages=$1/docs/man
+page=$pages/velmo-protocol.7
 units=$1/backend/velmo/src
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
@@ -19,6 +20,11 @@ compare() {
 sed 's/ *\/\/.*//; /^service /,$d; /^$/d' "$units/velmo.proto" >"$directory/sources"
 sed -n '/^\.Ss Messages/,/^\.Ed/p' "$page" | sed '/^\./d; /^$/d' >"$directory/page"
 compare 'messages'
+# Laid out in its own way.
+tr -d ' \n' <"$directory/sources" >"$directory/closer"
+mv "$directory/closer" "$directory/sources"
+sed -n '/^syntax/,/^\.Ed/p' "$pages/BaseMessage.3" | sed '/^\./d' | tr -d ' \n' >"$directory/page"
+compare 'messages, in BaseMessage.3'
 
 find "$units" -name '*.cpp' ! -name '*_test.cpp' -exec grep -h 'throw VelmoException(' {} + \
   >"$directory/throws"
@@ -26,6 +32,8 @@ grep -o '("[^"]*")' "$directory/throws" | sed 's/^("//; s/")$//' | sort >"$direc
 sed -n "/^These texts are the library's own:/,/^\.El/s/^\.It \"\(.*\)\"$/\1/p" "$page" |
   sort >"$directory/page"
 compare 'texts'
+sed -n 's/^\.It Li "\(.*\)"$/\1/p' "$pages/VelmoException.3" | sort >"$directory/page"
+compare 'texts, in VelmoException.3'
 # What else is thrown passes on the networking library's text.
 if grep -vE '\(("[^"]*"|exception\.displayText\(\))\);' "$directory/throws"; then
   echo 'a text that cannot be seen here'

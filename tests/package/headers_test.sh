@@ -10,9 +10,9 @@ shift 3
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
 
-# Where the compiler and the two libraries keep their headers; other libraries' stand in folders of
-# their own in /usr/include.
-libraries='/usr/lib/(gcc|llvm-[0-9]+)/|/usr/include/(c[+][+]|linux|asm-generic|[a-z0-9_]+-linux-gnu)/|/usr/include/[^/]*$'
+# The C library's headers are those of its packages; the compilers and the C++ library have folders.
+dpkg-query -L libc6-dev linux-libc-dev >"$directory/system"
+folders='^/usr/(lib/(gcc|llvm-[0-9]+)|include/(.*/)?c[+][+])/'
 printf '%s\n' "$@" | sed "s|.*|$include/velmo/&|" >"$directory/public"
 
 # Everything that the compiler read for the header, one name a line.
@@ -34,7 +34,8 @@ for header; do
     velmo.pb.h) foreign='^/usr/include/google/protobuf/' ;;
     *) foreign='^$' ;;
     esac
-    if grep -vxFf "$directory/public" "$directory/read" | grep -vE "^($libraries)|$foreign"; then
+    if cat "$directory/public" "$directory/system" | grep -vxFf - "$directory/read" |
+      grep -vE "$folders|$foreign"; then
       result='pulls in what is above'
     fi
   fi

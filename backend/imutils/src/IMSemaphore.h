@@ -28,13 +28,15 @@ class VELMO_EXPORT IMSemaphore {
   IMSemaphore(const std::string& name, const std::string& directory, bool autoUnlock);
 
   /// Takes the directory from the environment variable LOCK_VAR, which is read here and not again:
-  /// its value if it is set, even to an empty text, otherwise ".".
+  /// its value if it is set, otherwise ".". Set to an empty text, it is the root directory.
   IMSemaphore(const std::string& name, bool autoUnlock);
 
   IMSemaphore(const IMSemaphore&) = delete;
   IMSemaphore& operator=(const IMSemaphore&) = delete;
 
   /// Calls unlock() if the object was built with auto-unlock. When that throws, the process ends.
+  /// So it does after an unlock() that threw, when the exception leaves the object's scope and the
+  /// second attempt fails too.
   ~IMSemaphore();  // NOLINT(bugprone-exception-escape): see the definition
 
   /// Tries once to take the lock and never waits. See lock() for the form that throws when it does

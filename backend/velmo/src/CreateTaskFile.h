@@ -74,7 +74,7 @@ class VELMO_EXPORT CreateTaskFile {
   /// new job identifier where none is given, so two calls give two names.
   ///
   /// A class or an adjustment that is not configured is told in the system log: the class counts as
-  /// 9999, the adjustment as none.
+  /// 9999, the adjustment as none. The adjustment of such a class is neither looked up nor told.
   /// @param descriptor  `commandType` and `subJobId` are set to "sh" and "0" where they are null
   /// @return an empty text when no task identifier could be had
   /// @throws std::logic_error                     as createPriorityMap()
@@ -86,8 +86,8 @@ class VELMO_EXPORT CreateTaskFile {
   std::string getTaskContents(TaskFileDescriptor& descriptor) const;
 
   /// Writes the task file: first in the directory TMP, then moved into the queue VAR/taskqueue,
-  /// which has to lie on the same file system. Draws the identifiers that getFileName() needs, with
-  /// their waits.
+  /// which has to lie on the same file system. The file is readable and writable for all, less the
+  /// umask. Draws the identifiers that getFileName() needs, with their waits.
   ///
   /// Mind that two percent signs in a row in the command or the job information are written as one.
   /// A single one is written as it stands.
@@ -110,7 +110,8 @@ extern "C" {
 /// @param priorityType  priority class; one that is not configured counts as 9999
 /// @param command       command to run; "%%" in it is written as "%"
 /// @param commandType   kind of command; null: "sh"
-/// @param deltaType     priority adjustment; null: none
+/// @param deltaType     priority adjustment; null: none. It does not count, and is not looked up,
+///                      when the class is not configured
 /// @param jobId         job identifier; null or empty: a new one, "EMPTYJOB" if that fails
 /// @param subJobId      sub-job identifier; null: "0"
 /// @param jobInfo       job information; null: none
@@ -142,7 +143,8 @@ VELMO_EXPORT int createTaskFile(const char* priorityType, const char* command,
 /// @param childSuffix  what tells this child from its siblings; null: nothing is appended
 /// @param jobInfo,relPriority  as createTaskFile()
 /// @return as createTaskFile(), which also describes the other arguments, files and variables
-/// @throws std::out_of_range  when `subJobId` contains no underscore, whatever the other arguments
+/// @throws std::out_of_range  when `subJobId` contains no underscore, whatever the other arguments.
+///                            It is a std::logic_error: catch it first.
 /// @throws std::logic_error   as createTaskFile()
 /// @throws std::bad_alloc     when memory runs out
 ///

@@ -114,7 +114,8 @@ class VELMO_EXPORT SystemConfig {
   /// @param path  path of the file; empty: no such file
   /// @throws Poco::XML::SAXParseException  when the file is missing, cannot be read, is empty, a
   ///                                       directory or not well-formed: what the parser throws,
-  ///                                       unchanged. It is a Poco::Exception and a std::exception.
+  ///                                       unchanged. It is a Poco::Exception and a std::exception;
+  ///                                       what() tells its name alone, displayText() the reason.
   /// @throws std::bad_alloc                when memory runs out
   explicit SystemConfig(const std::string& path);
 
