@@ -2,6 +2,8 @@
 # what the visibility attributes let through, such as the standard library's templates.
 function(velmo_version_script names script)
   file(STRINGS ${names} lines REGEX "^[^#]")
+  set(long_string
+    "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >")
   set(c_names "")
   set(cxx_names "")
   foreach(name IN LISTS lines)
@@ -9,8 +11,7 @@ function(velmo_version_script names script)
     if(name MATCHES "^[A-Za-z0-9_]+$")
       string(APPEND c_names "    ${name};\n")
     else()
-      string(REPLACE "std::string"
-        "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >" name "${name}")
+      string(REPLACE "std::string" "${long_string}" name "${name}")
       string(APPEND cxx_names "      \"${name}\";\n")
     endif()
   endforeach()
