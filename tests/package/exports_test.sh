@@ -17,7 +17,9 @@ if grep -v '@@VELMO_1$' "$directory/versioned"; then
 fi
 long='std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >'
 sed "s/@@VELMO_1\$//; s/$long/std::string/g" "$directory/versioned" | sort -u >"$directory/exported"
-grep -v '^#' "$list" | grep . | sort >"$directory/listed"
+size_t='unsigned long'
+[ "$(getconf LONG_BIT)" = 64 ] || size_t='unsigned int'
+grep -v '^#' "$list" | grep . | sed "s/std::size_t/$size_t/g" | sort >"$directory/listed"
 
 status=0
 if [ -n "$(uniq -d "$directory/listed")" ]; then

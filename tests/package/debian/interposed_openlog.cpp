@@ -1,0 +1,23 @@
+// The library calls the platform functions of the program, although its package binds all names at
+// the start: a refused task is logged here.
+
+#include <syslog.h>
+#include <velmo/CreateTaskFile.h>
+
+#include <cstring>
+
+namespace {
+
+int g_openedByTheLibrary = 0;
+
+}  // namespace
+
+extern "C" void openlog(const char* identity, int /*option*/, int /*facility*/) {
+  g_openedByTheLibrary += std::strcmp(identity, "CreateTaskFile") == 0 ? 1 : 0;
+}
+
+int main() {
+  const int refused =
+      createTaskFile(nullptr, "true", nullptr, nullptr, nullptr, nullptr, nullptr, 0);
+  return refused == 1 && g_openedByTheLibrary == 1 ? 0 : 1;
+}

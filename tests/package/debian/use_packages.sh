@@ -1,0 +1,109 @@
+#!/bin/sh
+# Installs the packages, builds and runs programs against them, and removes them. To run in a root
+# that may be thrown away, in a tree that has the packages in the folder "packages".
+set -eu
+here=$(cd "$(dirname "$0")" && pwd)
+tree=$(cd "$here/../../.." && pwd)
+tests=$tree/tests/package
+export LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive
+names='libvelmo1 libvelmo-dev velmo-tools libvelmo-doc'
+version=$(cat "$tree/VERSION")
+library_dir=/usr/lib/$(gcc -print-multiarch)
+library=$library_dir/libvelmo.so.1
+standin=/usr/bin/velmo-standin
+# shellcheck source=tests/package/expect.sh
+. "$tests/expect.sh"
+start=$(date +%s)
+
+step() {
+  printf '== %s (at %d s) ==\n' "$1" $(($(date +%s) - start))
+}
+fail() {
+  printf '%s\n' "$1" >&2
+  exit 1
+}
+
+step 'apt installs them, with what they depend on'
+quietly apt-get -q -y --no-install-recommends install "$tree"/packages/*.deb
+# shellcheck disable=SC2086 # a list of words
+dpkg-query -W -f='${db:Status-Status} ${Package} ${Version}\n' $names | sort >"$directory/state"
+expect 'state' "installed libvelmo-dev $version
+installed libvelmo-doc $version
+installed libvelmo1 $version
+installed velmo-tools $version" "$(cat "$directory/state")"
+# shellcheck disable=SC2086 # a list of words
+dpkg-query -L $names | while read -r path; do
+  [ -d "$path" ] || echo "$path"
+done >"$directory/installed"
+[ ! -e /usr/include/Poco ] || fail "the networking library's headers came with them"
+
+step 'the library is what its package says'
+expect 'link' libvelmo.so.1 "$(readlink "$library_dir/libvelmo.so")"
+expect 'soname' libvelmo.so.1 \
+  "$(readelf -d "$library" | sed -n 's/.*Library soname: \[\(.*\)\]/\1/p')"
+"$tests/exports_test.sh" "$library" "$tree/backend/exports.txt"
+"$tree/tests/integration/imported_functions_test.sh" "$library"
+for file in "$library" "$standin"; do
+  readelf -d "$file" >"$directory/dynamic"
+  grep -q BIND_NOW "$directory/dynamic" || fail "$file binds late"
+  if grep -E 'RPATH|RUNPATH' "$directory/dynamic"; then
+    fail "$file has a path to its libraries"
+  fi
+done
+
+step 'programs load it, and ask for the version of its names'
+ldd "$standin" | grep -q " => /lib/${library_dir##*/}/libvelmo\.so\.1 " ||
+  fail 'velmo-standin loads another library'
+readelf -V "$standin" | grep -q ' VELMO_1 ' || fail 'velmo-standin asks for no version'
+
+step 'the manual pages of the tree are there, and no other'
+find "$tree/docs/man" -name '*.[1-9]' -printf '%f\n' | sort >"$directory/pages"
+sed -n 's,^/usr/share/man/man[1-9]/\(.*\)\.gz$,\1,p' "$directory/installed" | sort |
+  diff "$directory/pages" -
+for page in html/index.html docs/formats.md.gz; do
+  [ -e "/usr/share/doc/libvelmo-doc/$page" ] || fail "no $page"
+done
+
+step 'a project finds the library with find_package'
+"$tests/find_package/find_package_test.sh" /usr g++ 17
+
+step 'and with pkg-config'
+"$tests/pkg_config/pkg_config_test.sh" "$library_dir" "$version" g++ 17
+
+step 'the first program of README.md, under the stand-in'
+"$tests/readme_program/readme_program_test.sh" "$tree/README.md" /usr "$standin" g++
+
+# usage: build SOURCE PROGRAM
+build() {
+  # shellcheck disable=SC2046 # a list of words
+  g++ -std=c++17 -Wall -Wextra -Wpedantic -Werror "$1" -o "$2" $(pkg-config --cflags --libs velmo)
+}
+
+step 'the examples, under the stand-in'
+for example in job_registry submit_by_file submit_by_message; do
+  build "/usr/share/doc/libvelmo-dev/examples/$example.cpp" "$directory/$example"
+  quietly "$standin" --port 0 -- "$directory/$example"
+done
+
+step 'the library calls the platform functions that a program defines'
+build "$here/interposed_openlog.cpp" "$directory/interposed_openlog"
+"$directory/interposed_openlog"
+
+step 'apt removes them, and nothing is left'
+# shellcheck disable=SC2086 # a list of words
+quietly apt-get -q -y purge $names
+# shellcheck disable=SC2086 # a list of words
+if dpkg-query -W $names 2>/dev/null; then
+  fail 'dpkg knows them still'
+fi
+while read -r path; do
+  if [ -e "$path" ] || [ -L "$path" ]; then
+    fail "left: $path"
+  fi
+done <"$directory/installed"
+left=$(find / -xdev \( -path "$tree" -o -path "$directory" \) -prune -o -iname '*velmo*' -print)
+[ -z "$left" ] || fail "left: $left"
+if ldconfig -p | grep velmo; then
+  fail 'the loader knows it still'
+fi
+step 'done'
