@@ -1,18 +1,26 @@
 # Makes the linker's version script from the list of exported names. Everything else is local: also
 # what the visibility attributes let through, such as the standard library's templates.
 function(velmo_version_script names script)
-  file(READ ${names} text)
-  string(REGEX REPLACE "(^|\n)#[^\n]*" "\\1" text "${text}")
-  string(REPLACE "std::string"
-    "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >" text "${text}")
+  set(string "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >")
   if(CMAKE_SIZEOF_VOID_P EQUAL 8)
-    string(REPLACE "std::size_t" "unsigned long" text "${text}")
+    set(size_t "unsigned long")
   else()
-    string(REPLACE "std::size_t" "unsigned int" text "${text}")
+    set(size_t "unsigned int")
   endif()
-  string(REGEX REPLACE "([^\n]+)\n" "    \"\\1\";\n" text "${text}")
-  string(REGEX REPLACE "\n\n+" "\n" text "${text}")
-  file(CONFIGURE OUTPUT ${script} @ONLY
-    CONTENT "VELMO_1 {\n  global:\n    extern \"C++\" {@text@    };\n  local:\n    *;\n};\n")
+  file(STRINGS ${names} lines REGEX "^[^#]")
+  set(c_names "")
+  set(cxx_names "")
+  foreach(name IN LISTS lines)
+    # Not every linker takes a name that is not mangled for one of C++.
+    if(name MATCHES "^[A-Za-z0-9_]+$")
+      string(APPEND c_names "    ${name};\n")
+    else()
+      string(REPLACE "std::string" "${string}" name "${name}")
+      string(REPLACE "std::size_t" "${size_t}" name "${name}")
+      string(APPEND cxx_names "      \"${name}\";\n")
+    endif()
+  endforeach()
+  file(CONFIGURE OUTPUT ${script} @ONLY CONTENT
+    "VELMO_1 {\n  global:\n@c_names@    extern \"C++\" {\n@cxx_names@    };\n  local:\n    *;\n};\n")
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${names})
 endfunction()

@@ -1,5 +1,6 @@
-/* A program in C that loads the library by hand and submits a task and a child of it. The library's
- * headers are for C++, so the types of its three functions are written here.
+/* A program in C that loads the library by hand and submits a task and a child of it, then closes
+ * the library and loads it again. The library's headers are for C++, so the types of its three
+ * functions are written here.
  * usage: dlopen_from_c LIBRARY SUB_JOB */
 
 #include <dlfcn.h>
@@ -31,6 +32,15 @@ static void find(void* library, const char* name, void* function) {
   memcpy(function, &symbol, sizeof symbol);
 }
 
+static void* load(const char* path) {
+  void* const library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+  if (library == NULL) {
+    fprintf(stderr, "%s\n", dlerror());
+    exit(1);
+  }
+  return library;
+}
+
 int main(int argc, char** argv) {
   CreateTaskFile* createTaskFile;
   CreateChildTask* createChildTask;
@@ -45,11 +55,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   subJob = argv[2];
-  library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
-  if (library == NULL) {
-    fprintf(stderr, "%s\n", dlerror());
-    return 1;
-  }
+  library = load(argv[1]);
   find(library, "createTaskFile", &createTaskFile);
   find(library, "createChildTask", &createChildTask);
   find(library, "generateJobID", &generateJobID);
@@ -61,6 +67,13 @@ int main(int argc, char** argv) {
   printf("task %d\n", createTaskFile("Normal", "echo task", "sh", NULL, job, subJob, "#1USE=c", 0));
   printf("child %d\n",
          createChildTask("Urgent", "echo child", NULL, "Later", job, subJob, "first", NULL, 3));
+  deleteArray(job);
+  printf("closed %d\n", dlclose(library));
+
+  library = load(argv[1]);
+  find(library, "generateJobID", &generateJobID);
+  job = generateJobID();
+  printf("loaded again, job %s\n", job);
   deleteArray(job);
   return dlclose(library);
 }
