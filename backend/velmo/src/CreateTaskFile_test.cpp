@@ -165,7 +165,7 @@ TEST_F(CreateTaskFileTest, TimeThatHasNoLocalTimeReadsAsTheEmptyRecord) {
 }
 
 TEST_F(CreateTaskFileTest, TimeIsTakenOnceAndStandsInTheNameTwice) {
-  int looks = 0;
+  long looks = 0;
   platform().time.setFake([&looks](time_t*) { return kNow + 100 * looks++; });
   EXPECT_EQ(0, submit("NORMAL"));
   EXPECT_EQ(1, looks);
