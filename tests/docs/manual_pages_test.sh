@@ -56,6 +56,7 @@ while read -r name section; do
 done <<'LIST'
 closelog 3
 dlopen 3
+dlsym 3
 free 3
 open 2
 openlog 3

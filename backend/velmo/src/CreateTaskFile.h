@@ -65,8 +65,9 @@ class VELMO_EXPORT CreateTaskFile {
   /// It blocks without limit while somebody holds the semaphore. Mind that a key that is no number
   /// counts as 0, which names a new, private object at every call: such a semaphore is 0 and nobody
   /// can raise it.
-  /// @return the identifier, or -1 when a key is not set or a system call failed. Below -1 when
-  ///         somebody else set the counter so; no task file is made with it.
+  /// @return the identifier, or -1 when a key is not set or a system call failed. Also -1 or less
+  ///         when somebody else set the counter below -1, which is told nowhere; no task file is
+  ///         made with it.
   int generateTaskID() const;
 
   /// The name of a new task file, for example
@@ -117,7 +118,8 @@ extern "C" {
 /// @param jobInfo       job information; null: none
 /// @param relPriority   relative priority within the class
 /// @return 0: the task is in the queue; 1: `priorityType` or `command` is null, or the file could
-///         not be written or moved; -1: no task identifier. The system log tells why.
+///         not be written or moved; -1: no task identifier. The system log tells why, unless
+///         somebody else set the task counter below -1.
 /// @throws std::logic_error  when VELMO_HOME or CONF is not set at the first call of the process
 ///                           that is not refused
 /// @throws std::bad_alloc    when memory runs out

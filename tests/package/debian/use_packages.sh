@@ -67,7 +67,8 @@ done
 step 'a project finds the library with find_package'
 "$tests/find_package/find_package_test.sh" /usr g++ 17
 
-step 'and with pkg-config'
+step 'and with pkg-config, which names no directory of the system'
+expect 'flags' '-lvelmo' "$(pkg-config --cflags --libs velmo | sed 's/ *$//')"
 "$tests/pkg_config/pkg_config_test.sh" "$library_dir" "$version" g++ 17
 
 step 'the first program of README.md, under the stand-in'
