@@ -9,6 +9,7 @@ source=$1
 page=$source/docs/man/libvelmo.7
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
+trap 'exit 1' HUP INT TERM
 
 # compare TITLE: what the sources have, and what the page has, in files of these names
 compare() {

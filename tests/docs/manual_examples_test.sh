@@ -8,6 +8,7 @@ include_dir=$2
 compiler=$3
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
+trap 'exit 1' HUP INT TERM
 
 # One file for each block: PAGE_NUMBER.cpp.
 for page in "$pages"/*.3; do

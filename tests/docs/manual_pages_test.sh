@@ -12,6 +12,7 @@ exports=$3
 shift 3
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
+trap 'exit 1' HUP INT TERM
 failures=$directory/failures
 : >"$failures"
 PATH=$PATH:/usr/sbin # makewhatis
@@ -55,6 +56,7 @@ while read -r name section; do
     "$section" "$name" >"$platform/man$section/$name.$section"
 done <<'LIST'
 closelog 3
+dlclose 3
 dlopen 3
 dlsym 3
 free 3

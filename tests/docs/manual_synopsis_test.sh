@@ -8,6 +8,7 @@ pages=$1
 shift
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
+trap 'exit 1' HUP INT TERM
 
 # Turns C++ text into sorted lines, each one declaration without blanks.
 declarations() {

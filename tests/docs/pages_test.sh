@@ -7,6 +7,7 @@ set -eu
 cd "$1"
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
+trap 'exit 1' HUP INT TERM
 
 fail() {
   echo "$*"

@@ -8,6 +8,7 @@ page=$pages/velmo-protocol.7
 units=$1/backend/velmo/src
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
+trap 'exit 1' HUP INT TERM
 
 # compare TITLE: what the sources have, and what the page has, in files of these names
 compare() {

@@ -13,6 +13,7 @@ headers=$3
 source=$4
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
+trap 'exit 1' HUP INT TERM
 
 # make_reference NAME [SETTING...]
 make_reference() {

@@ -7,6 +7,7 @@ standin=$1
 page=$2
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
+trap 'exit 1' HUP INT TERM
 "$standin" --help >"$directory/help"
 
 # compare TITLE: the lists in the files "help" and "page" of the program and of the manual

@@ -5,6 +5,7 @@
 
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
+trap 'exit 1' HUP INT TERM
 
 # calls COUNT [ARGUMENT...]: the table of calls, one "name count" a line
 calls() {

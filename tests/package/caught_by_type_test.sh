@@ -4,6 +4,7 @@
 set -eu
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
+trap 'exit 1' HUP INT TERM
 "$4" -std=c++17 -O2 -fvisibility=hidden -Wall -Wextra -Wpedantic -Werror "-I$2" "$3" \
   -o "$directory/program" "-L$1" -lvelmo "-Wl,-rpath,$1"
 mkdir "$directory/velmo" # of the job counter

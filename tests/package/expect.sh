@@ -3,6 +3,7 @@
 
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
+trap 'exit 1' HUP INT TERM
 
 # expect TITLE EXPECTED ACTUAL
 expect() {

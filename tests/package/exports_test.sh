@@ -6,6 +6,7 @@ library=$1
 list=$2
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
+trap 'exit 1' HUP INT TERM
 export LC_ALL=C
 
 # As nm shows a name: "address kind name@@version". The version's own name is an absolute symbol.

@@ -9,6 +9,7 @@ standard=$3
 shift 3
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
+trap 'exit 1' HUP INT TERM
 
 # The C library's headers are those of its packages; the compilers and the C++ library have folders.
 dpkg-query -L libc6-dev linux-libc-dev >"$directory/system"
