@@ -1,38 +1,184 @@
-// A thread of the program that is cancelled while it is in the library. That is no C++ exception,
-// but it runs through the same frames.
+// A thread of the program is cancelled while it is in the library. A cancellation is no C++
+// exception, but it unwinds the same frames.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <velmo/Config.h>
+#include <velmo/CreateTaskFile.h>
+#include <velmo/IMMemSemaphore.h>
+#include <velmo/IMProperties.h>
+#include <velmo/IMSemaphore.h>
+#include <velmo/JobManager.h>
 
+#include <cerrno>
+#include <functional>
 #include <string>
 
 #include "PlatformCalls.h"
+#include "TaskInstallation.h"
+#include "TemporaryDirectory.h"
 
 namespace {
 
 using brix::imutils::Config;
+using brix::imutils::IMMemSemaphore;
+using brix::imutils::IMProperties;
+using brix::imutils::IMSemaphore;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using velmo::test::exists;
 using velmo::test::FakeScope;
+using velmo::test::openDescriptors;
 using velmo::test::platform;
+using velmo::test::readFile;
+using velmo::test::TaskInstallation;
+using velmo::test::TemporaryDirectory;
+using velmo::test::TestSemaphore;
 
-void* cancelThenLoad(void* config) {
-  pthread_cancel(pthread_self());
-  static_cast<Config*>(config)->load();
-  return nullptr;
-}
-
-TEST(CancelledThreadTest, LoadDoesNotTakeACancellationForABadFile) {
-  const FakeScope fakes;
+// The thread acts on a cancellation before and after each of these calls, as it may in any of them.
+// The platform's own calls leave the moment to chance.
+void makeCallsCancellationPoints() {
+  platform().open.setFake([](const char* path, int flags, mode_t mode) {
+    pthread_testcancel();
+    const int descriptor = platform().open.real(path, flags, mode);
+    pthread_testcancel();
+    return descriptor;
+  });
   platform().fopen.setFake([](const char* path, const char* mode) {
     pthread_testcancel();
-    return platform().fopen.real(path, mode);
+    FILE* const stream = platform().fopen.real(path, mode);
+    pthread_testcancel();
+    return stream;
   });
-  Config config(std::string("/dev/null"));
+  platform().fclose.setFake([](FILE* stream) {
+    const int result = platform().fclose.real(stream);
+    pthread_testcancel();
+    return result;
+  });
+  platform().unlink.setFake([](const char* path) {
+    const int result = platform().unlink.real(path);
+    pthread_testcancel();
+    return result;
+  });
+  platform().syslog.setFake([](int /*priority*/, const char* /*text*/) { pthread_testcancel(); });
+}
+
+// Runs `body` in a thread that is cancelled already, and then comes to a cancellation point.
+void inCancelledThread(const std::function<void()>& body) {
   pthread_t thread{};
-  ASSERT_EQ(0, pthread_create(&thread, nullptr, cancelThenLoad, &config));
+  const auto run = [](void* argument) -> void* {
+    pthread_cancel(pthread_self());
+    (*static_cast<const std::function<void()>*>(argument))();
+    pthread_testcancel();
+    return nullptr;
+  };
+  std::function<void()> copy = body;
+  ASSERT_EQ(0, pthread_create(&thread, nullptr, run, &copy));
   void* result = nullptr;
   ASSERT_EQ(0, pthread_join(thread, &result));
   EXPECT_EQ(PTHREAD_CANCELED, result);
+}
+
+class CancelledThreadTest : public testing::Test {
+ protected:
+  const TemporaryDirectory directory;
+  const FakeScope fakes;
+};
+
+TEST_F(CancelledThreadTest, LoadDoesNotTakeACancellationForABadFile) {
+  makeCallsCancellationPoints();
+  Config config(std::string("/dev/null"));
+  inCancelledThread([&config] { config.load(); });
+}
+
+TEST_F(CancelledThreadTest, LockFileThatIsCreatedIsHeld) {
+  makeCallsCancellationPoints();
+  const std::size_t before = openDescriptors();
+  bool isTaken = false;
+  inCancelledThread([this, &isTaken] {
+    IMSemaphore semaphore("x", directory.path(), true);
+    isTaken = semaphore.lockResource();
+  });
+  EXPECT_TRUE(isTaken);
+  EXPECT_FALSE(exists(directory.path("semaphore_x")));
+  EXPECT_EQ(before, openDescriptors());
+}
+
+TEST_F(CancelledThreadTest, WaitForTheLockCanBeCancelled) {
+  directory.writeFile("semaphore_x", "");
+  inCancelledThread([this] {
+    IMSemaphore semaphore("x", directory.path(), true);
+    semaphore.lock(0);
+  });
+  EXPECT_TRUE(exists(directory.path("semaphore_x")));
+}
+
+TEST_F(CancelledThreadTest, JobNumberIsIssuedWholeAndTheJobLockReleased) {
+  const TaskInstallation installation;
+  installation.writeJobCounter("16");
+  makeCallsCancellationPoints();
+  const std::size_t before = openDescriptors();
+  std::string jobId;
+  inCancelledThread([&jobId] { jobId = CreateTaskFile().generateJobID(); });
+  EXPECT_EQ("J17", jobId);
+  EXPECT_EQ("17", installation.jobCounter());
+  EXPECT_FALSE(exists(installation.directory.path("lock/semaphore_velmo_jobid")));
+  EXPECT_EQ(before, openDescriptors());
+}
+
+TEST_F(CancelledThreadTest, TaskFileIsInTheQueueOrNowhere) {
+  const TaskInstallation installation;
+  installation.writeHomePriorities("Normal=500\n");
+  ASSERT_TRUE(CreateTaskFile().createPriorityMap());
+  makeCallsCancellationPoints();
+  const std::size_t before = openDescriptors();
+  int result = -2;
+  inCancelledThread([&result] {
+    result = createTaskFile("Normal", "true", nullptr, nullptr, "J1", nullptr, nullptr, 0);
+  });
+  EXPECT_EQ(0, result);
+  EXPECT_EQ("true\n", installation.onlyTask());
+  EXPECT_THAT(installation.temporary(), IsEmpty());
+  EXPECT_EQ(before, openDescriptors());
+}
+
+TEST_F(CancelledThreadTest, PropertiesFileIsWrittenWhole) {
+  IMProperties properties;
+  properties.setProperty("name", "value");
+  makeCallsCancellationPoints();
+  const std::string file = directory.path("file");
+  const std::size_t before = openDescriptors();
+  inCancelledThread([&properties, &file] { properties.write(file.c_str()); });
+  EXPECT_EQ("name=\"value\"\n", readFile(file));
+  EXPECT_EQ(before, openDescriptors());
+}
+
+TEST_F(CancelledThreadTest, JobFileIsWrittenWhole) {
+  makeCallsCancellationPoints();
+  const std::string file = directory.path("job");
+  const std::size_t before = openDescriptors();
+  inCancelledThread([&file] { JobInfo(file, "J17", "", "", 50).createFile(); });
+  EXPECT_EQ("id=\"J17\"\npriority=\"50\"\n", readFile(file));
+  EXPECT_EQ(before, openDescriptors());
+}
+
+TEST_F(CancelledThreadTest, FailureThatADestructorLogsDoesNotEndTheProcess) {
+  makeCallsCancellationPoints();
+  platform().semop.setFake([](int /*id*/, sembuf* /*operations*/, size_t /*count*/) {
+    errno = EIDRM;
+    return -1;
+  });
+  const TestSemaphore semaphore{1};
+  inCancelledThread([&semaphore] { const IMMemSemaphore destroyed(semaphore.key(), true); });
+}
+
+TEST_F(CancelledThreadTest, TaskSemaphoreIsReleasedWhenALineIsCut) {
+  const TaskInstallation installation;
+  makeCallsCancellationPoints();
+  platform().shmget.setFake([](key_t /*key*/, size_t /*size*/, int /*flags*/) { return -1; });
+  inCancelledThread([] { CreateTaskFile().generateTaskID(); });
+  EXPECT_EQ(1, installation.semaphore.value());
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdio>
 
+#include "CancellationGuard.h"
 #include "SystemLog.h"
 
 namespace brix::imutils {
@@ -41,6 +42,7 @@ IMMemSemaphore::IMMemSemaphore(int key, bool autoUnlock)
 
 IMMemSemaphore::~IMMemSemaphore() {
   if (m_autoUnlock) {
+    const CancellationGuard guard;  // a failure is logged, and nothing may leave here
     unlock();
   }
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 
+#include "CancellationGuard.h"
 #include "IMException.h"
 #include "StdioFile.h"
 #include "WhiteSpace.h"
@@ -115,6 +116,7 @@ void IMProperties::loadLine(char* line) {
 
 bool IMProperties::write(const char* filename) {
   assertGiven(filename, "filename", kWriteNameLine);
+  const CancellationGuard guard;  // a file cut short would pass for a whole one
   const Stream file(std::fopen(filename, "wb"));
   if (file == nullptr) {
     throw IMAssertionException("f", kWriteOpenLine, kSourceFile,

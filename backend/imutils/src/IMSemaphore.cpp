@@ -12,6 +12,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "CancellationGuard.h"
 #include "IMException.h"
 
 namespace brix::imutils {
@@ -78,7 +79,9 @@ IMSemaphore::~IMSemaphore() {  // NOLINT(bugprone-exception-escape): the reason 
   }
 }
 
+// A thread cancelled in open or close would leave a lock file that nobody knows to be its own.
 bool IMSemaphore::lockResource() {
+  const CancellationGuard guard;
   const Path path = lockFile(m_directory, m_name);
   errno = 0;
   const int descriptor = open(path.data(), O_RDONLY | O_CREAT | O_EXCL, kLockFileMode);
@@ -113,10 +116,12 @@ void IMSemaphore::unlock() {
   if (!m_locked && !m_forceUnlock) {
     return;
   }
+  const CancellationGuard guard;
   const Path path = lockFile(m_directory, m_name);
   errno = 0;
-  if (unlink(path.data()) != 0 && errno != ENOENT) {
-    throw failure("Releasing semaphore failed: ", m_name, errno);
+  const int error = unlink(path.data()) == 0 ? 0 : errno;
+  if (error != 0 && error != ENOENT) {
+    throw failure("Releasing semaphore failed: ", m_name, error);
   }
   m_locked = false;
 }

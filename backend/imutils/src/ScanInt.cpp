@@ -1,7 +1,7 @@
 #include "ScanInt.h"
 
 #include <cstdlib>
-#include <string>
+#include <limits>
 
 #include "WhiteSpace.h"
 
@@ -9,8 +9,25 @@ namespace brix::imutils {
 
 namespace {
 
+using Limits = std::numeric_limits<long>;
+
 bool isDigit(int character) {
   return character >= '0' && character <= '9';
+}
+
+// Counts below zero, where there is room for one number more than above.
+long appendDigit(long negative, int digit) {
+  if (negative < (Limits::min() + digit) / 10) {
+    return Limits::min();
+  }
+  return negative * 10 - digit;
+}
+
+long withSign(long negative, bool isNegative) {
+  if (isNegative) {
+    return negative;
+  }
+  return negative == Limits::min() ? Limits::max() : -negative;
 }
 
 }  // namespace
@@ -29,16 +46,18 @@ std::optional<int> scanInt(FILE* file) {
   while (isWhiteSpace(next)) {
     next = std::getc(file);
   }
-
-  std::string number;
+  const bool isNegative = next == '-';
   if (next == '+' || next == '-') {
-    number += static_cast<char>(next);
     next = std::getc(file);
   }
-  for (; isDigit(next); next = std::getc(file)) {
-    number += static_cast<char>(next);
+  if (!isDigit(next)) {
+    return std::nullopt;
   }
-  return scanInt(number.c_str());
+  long negative = 0;
+  for (; isDigit(next); next = std::getc(file)) {
+    negative = appendDigit(negative, next - '0');
+  }
+  return static_cast<int>(withSign(negative, isNegative));
 }
 
 }  // namespace brix::imutils

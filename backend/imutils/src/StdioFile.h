@@ -4,12 +4,16 @@
 #include <array>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
+
+#include "CancellationGuard.h"
 
 namespace brix::imutils {
 
 struct StreamCloser {
   void operator()(FILE* stream) const noexcept {
+    const CancellationGuard guard;  // closing writes what is left, and nothing may leave here
     std::fclose(stream);
   }
 };
@@ -43,10 +47,13 @@ class InputFile {
 
 /// Writes a whole file ("wb"), replacing what stood there.
 ///
-/// When a write or the close fails, the incomplete file is removed again.
+/// If a write or the close fails, the incomplete file is removed again. A cancellation of the
+/// thread is held back until the file is whole or gone.
 ///
-/// @return 0, or the error number of the call that failed
-int writeWholeFile(const std::string& path, const std::string& text);
+/// @return nothing on success; on failure the errno of the call that failed, which is 0 if that
+/// call
+///         did not set it
+std::optional<int> writeWholeFile(const std::string& path, const std::string& text);
 
 }  // namespace brix::imutils
 

@@ -15,6 +15,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "CancellationGuard.h"
 #include "IMException.h"
 #include "IMMemSemaphore.h"
 #include "IMProperties.h"
@@ -23,6 +24,7 @@
 #include "StdioFile.h"
 #include "SystemLog.h"
 
+using brix::imutils::CancellationGuard;
 using brix::imutils::IMException;
 using brix::imutils::IMMemSemaphore;
 using brix::imutils::IMProperties;
@@ -149,8 +151,8 @@ int nextJobNumber(const std::string& counterFile) {
 
 // Written aside and moved into place: a reader never sees half a number.
 bool saveJobNumber(const std::string& number, const JobCounterFiles& files) {
-  if (const int error = brix::imutils::writeWholeFile(files.newCopy, number)) {
-    logLines("Job ID file cannot be created!\n", error);
+  if (const auto error = brix::imutils::writeWholeFile(files.newCopy, number)) {
+    logLines("Job ID file cannot be created!\n", *error);
     return false;
   }
   // Deliberate: the outcome is not examined; after a failure the next caller gets this number too.
@@ -205,6 +207,7 @@ class HeldSemaphore {
 
   ~HeldSemaphore() {
     if (m_semaphore != nullptr) {
+      const CancellationGuard guard;  // a failure is logged, and nothing may leave here
       m_semaphore->unlock();
     }
   }
@@ -284,8 +287,8 @@ std::string formatWithoutArguments(const std::string& contents) {
 }
 
 bool writeTemporaryFile(const std::string& path, const std::string& contents) {
-  if (const int error = brix::imutils::writeWholeFile(path, formatWithoutArguments(contents))) {
-    logLines("File cannot be created: " + path + "\n", error);
+  if (const auto error = brix::imutils::writeWholeFile(path, formatWithoutArguments(contents))) {
+    logLines("File cannot be created: " + path + "\n", *error);
     return false;
   }
   return true;
@@ -329,12 +332,14 @@ bool CreateTaskFile::createPriorityMap() const {
   return true;
 }
 
+// A thread may be cancelled while it waits for the lock, not while it holds it.
 std::string CreateTaskFile::generateJobID() const {
   const JobCounterFiles files = jobCounterFiles();
   IMSemaphore semaphore("velmo_jobid", true);
   if (!lockJobCounter(semaphore, files.counter)) {
     return {};
   }
+  const CancellationGuard guard;
   const std::string number = std::to_string(nextJobNumber(files.counter));
   if (!saveJobNumber(number, files)) {
     return {};

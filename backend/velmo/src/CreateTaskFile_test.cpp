@@ -579,6 +579,15 @@ TEST_F(CreateTaskFileTest, FileCutShortIsRemovedAndNotMoved) {
   EXPECT_THAT(installation.queue(), IsEmpty());
 }
 
+TEST_F(CreateTaskFileTest, FileThatIsNotCreatedWithoutAnErrorNumberIsLoggedWithTheNumber0) {
+  creator.createPriorityMap();
+  platform().fopen.setFake([](const char* /*path*/, const char* /*mode*/) { return nullptr; });
+  EXPECT_EQ(1, submit("NORMAL"));
+  EXPECT_THAT(log.lines(), ElementsAre("File cannot be created: " + temporaryPath(firstName) + "\n",
+                                       "Errno: 0 Strerror: Success\n"));
+  EXPECT_THAT(installation.queue(), IsEmpty());
+}
+
 TEST_F(CreateTaskFileTest, FailedCloseRemovesTheFileAndMovesNothing) {
   creator.createPriorityMap();
   platform().fclose.setFake([](FILE* stream) {
@@ -771,6 +780,13 @@ TEST_F(CreateTaskFileTest, JobCounterThatCannotBeWrittenGivesEmptyjob) {
               ElementsAre("0050.20250303140509.EMPTYJOB.S0.T20250303140509-1.R0000.sh"));
   EXPECT_THAT(log.cycles(), ElementsAre(line("Job ID file cannot be created!\n"),
                                         line("Errno: 2 Strerror: No such file or directory\n")));
+}
+
+TEST_F(CreateTaskFileTest, JobCounterThatIsNotCreatedWithoutAnErrorNumberIsLoggedWithTheNumber0) {
+  platform().fopen.setFake([](const char* /*path*/, const char* /*mode*/) { return nullptr; });
+  EXPECT_EQ("", creator.generateJobID());
+  EXPECT_THAT(log.lines(),
+              ElementsAre("Job ID file cannot be created!\n", "Errno: 0 Strerror: Success\n"));
 }
 
 TEST_F(CreateTaskFileTest, JobIdentifierIsDrawnBeforeTheTaskIdentifier) {

@@ -11,6 +11,7 @@
 #include <limits>
 #include <optional>
 
+#include "CancellationGuard.h"
 #include "CreateTaskFile.h"
 #include "JobFileScanner.h"
 #include "StdioFile.h"
@@ -18,6 +19,7 @@
 // Nothing here reports a failure: each has one fixed outcome, and a job is worth having without its
 // file.
 
+using brix::imutils::CancellationGuard;
 using brix::imutils::Stream;
 using brix::velmo::JobFileFields;
 using brix::velmo::JobFileScanner;
@@ -85,6 +87,18 @@ std::string taskJobInfo(const std::string& user, const std::string& name) {
   return text;
 }
 
+// In order, each with a line feed: id="J17", user="u" and name="n" if there is one, priority="50".
+void writeLines(const JobInfo& job, FILE* file) {
+  std::fprintf(file, "id=\"%s\"\n", job.m_id.c_str());
+  if (!job.m_user.empty()) {
+    std::fprintf(file, "user=\"%s\"\n", job.m_user.c_str());
+  }
+  if (!job.m_name.empty()) {
+    std::fprintf(file, "name=\"%s\"\n", job.m_name.c_str());
+  }
+  std::fprintf(file, "priority=\"%d\"\n", job.m_priority);
+}
+
 std::string newJobId() {
   const std::unique_ptr<char[]> id(generateJobID());
   return id != nullptr ? id.get() : "";
@@ -116,21 +130,20 @@ JobInfo::JobInfo(const std::string& fileName, const std::string& id, const std::
       m_fileName(fileName),
       m_lastUsed(time(nullptr)) {}
 
-// Lines of the file, in order, each with a line feed: id="J17", user="u" and name="n" where there
-// is one, priority="50". Created exclusively: of several processes the first one's file stays.
+// Created exclusively: of several processes the first one's file stays. A file that was cut short
+// is removed: its identifier could be that of another job.
 void JobInfo::createFile() {
-  const Stream file(std::fopen(m_fileName.c_str(), "wx"));
+  const CancellationGuard guard;
+  Stream file(std::fopen(m_fileName.c_str(), "wx"));
   if (file == nullptr) {
     return;
   }
-  std::fprintf(file.get(), "id=\"%s\"\n", m_id.c_str());
-  if (!m_user.empty()) {
-    std::fprintf(file.get(), "user=\"%s\"\n", m_user.c_str());
+  writeLines(*this, file.get());
+  const bool isWritten = std::ferror(file.get()) == 0;
+  const bool isClosed = std::fclose(file.release()) == 0;
+  if (!isWritten || !isClosed) {
+    unlink(m_fileName.c_str());
   }
-  if (!m_name.empty()) {
-    std::fprintf(file.get(), "name=\"%s\"\n", m_name.c_str());
-  }
-  std::fprintf(file.get(), "priority=\"%d\"\n", m_priority);
 }
 
 JobManager::JobManager(const std::string& jobDir, unsigned long maxJobs, long maxAge,

@@ -52,9 +52,9 @@ struct VELMO_EXPORT JobInfo {
   /// of an identifier 251 bytes come back, of a user or a name 249, and what follows is taken for a
   /// line of its own.
   ///
-  /// The file is readable and writable for all, less the umask. Reports nothing: a file that exists
-  /// stays as it is, one that cannot be created is missing, one that cannot be written whole stays
-  /// as far as it was written.
+  /// The file is readable and writable for all, less the umask. Failures are not reported: a file
+  /// that exists stays as it is, and a file that cannot be created or written whole does not exist
+  /// afterwards.
   void createFile();
 
   std::string m_id;        ///< job identifier; empty when none could be had

@@ -164,15 +164,29 @@ TEST_F(JobInfoTest, FileThatCannotBeCreatedLeavesNoTrace) {
   EXPECT_THAT(namesIn(directory.path()), IsEmpty());
 }
 
-TEST_F(JobInfoTest, FileThatCannotBeWrittenWholeStaysAsFarAsItWasWritten) {
+// Cut behind "J1", the file would name another job.
+TEST_F(JobInfoTest, FileThatCannotBeWrittenWholeIsRemovedAgain) {
   std::signal(SIGXFSZ, SIG_IGN);
   rlimit limit{};
   ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &limit));
-  const rlimit small{6, limit.rlim_max};
-  ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &small));
+  const std::size_t before = openDescriptors();
+  for (const std::string& user : {std::string(), std::string(100000, 'u')}) {
+    const rlimit small{6, limit.rlim_max};
+    ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &small));
+    JobInfo(file, "J17", user, "", 50).createFile();
+    setrlimit(RLIMIT_FSIZE, &limit);
+    EXPECT_THAT(namesIn(directory.path()), IsEmpty());
+  }
+  EXPECT_EQ(before, openDescriptors());
+}
+
+TEST_F(JobInfoTest, FileWhoseCloseFailsIsRemovedAgain) {
+  platform().fclose.setFake([](FILE* stream) {
+    platform().fclose.real(stream);
+    return EOF;
+  });
   JobInfo(file, "J17", "", "", 50).createFile();
-  setrlimit(RLIMIT_FSIZE, &limit);
-  EXPECT_EQ("id=\"J1", readFile(file));
+  EXPECT_THAT(namesIn(directory.path()), IsEmpty());
 }
 
 TEST_F(JobInfoTest, CopyIsIndependent) {

@@ -1,0 +1,35 @@
+#ifndef VELMO_CANCELLATIONGUARD_H
+#define VELMO_CANCELLATIONGUARD_H
+
+#include <pthread.h>
+
+namespace brix::imutils {
+
+/// Holds a cancellation of the calling thread back while the guard lives. The thread acts on it at
+/// the next cancellation point after that.
+///
+/// open(), close() and write() are cancellation points: a thread that is cancelled there loses the
+/// descriptor or the lock file that the call has just made. A destructor that reaches such a point
+/// ends the process.
+///
+/// A guard stands on the stack, and guards may be nested. It makes no system call.
+class CancellationGuard {
+ public:
+  CancellationGuard() {
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_before);
+  }
+
+  CancellationGuard(const CancellationGuard&) = delete;
+  CancellationGuard& operator=(const CancellationGuard&) = delete;
+
+  ~CancellationGuard() {
+    pthread_setcancelstate(m_before, nullptr);
+  }
+
+ private:
+  int m_before = PTHREAD_CANCEL_ENABLE;
+};
+
+}  // namespace brix::imutils
+
+#endif

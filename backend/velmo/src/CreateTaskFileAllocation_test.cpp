@@ -1,0 +1,30 @@
+// What issuing an identifier allocates.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "CreateTaskFile.h"
+#include "ReplacedAllocation.h"
+#include "TaskInstallation.h"
+
+namespace {
+
+using velmo::test::g_made;
+using velmo::test::TaskInstallation;
+
+long allocationsOf(const TaskInstallation& installation, const std::string& counter) {
+  installation.writeJobCounter(counter);
+  const long before = g_made;
+  EXPECT_EQ("J0", CreateTaskFile().generateJobID());
+  return g_made - before;
+}
+
+// The whole machine waits for the lock while the counter is read.
+TEST(CreateTaskFileAllocationTest, JobCounterOfAnyLengthTakesTheSameMemory) {
+  const TaskInstallation installation;
+  const long few = allocationsOf(installation, "999999");
+  EXPECT_EQ(few, allocationsOf(installation, std::string(1000000, '9')));
+}
+
+}  // namespace
