@@ -30,10 +30,10 @@ class VELMO_EXPORT Config {
   Config();
 
   /// The files of the list, in load order. An empty name is a file that cannot be examined.
-  explicit Config(const std::vector<std::string>& fileNames);
+  Config(const std::vector<std::string>& fileNames);
 
   /// One file; an empty name as above.
-  explicit Config(const std::string& file);
+  Config(const std::string& file);
 
   /// Empties `m_properties`.
   virtual void reset();

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <limits>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -84,6 +85,11 @@ TEST_F(ConfigTest, ConstructorsTakeTheFilesAndLoadNothing) {
     EXPECT_EQ(0, config->m_checkInterval);
     EXPECT_EQ(nullptr, config->m_properties.getProperty("x"));
   }
+}
+
+TEST_F(ConfigTest, FileAndListOfFilesConvert) {
+  EXPECT_TRUE((std::is_convertible_v<std::string, Config>));
+  EXPECT_TRUE((std::is_convertible_v<std::vector<std::string>, Config>));
 }
 
 TEST_F(ConfigTest, ResetEmptiesTheProperties) {

@@ -20,13 +20,13 @@ const char* textOrEmpty(const char* text) {
   return text != nullptr ? text : "";
 }
 
-// Hands back an array, not a string: nothing may throw between va_start and va_end.
+// Returns an array, not a string: nothing may throw between va_start and va_end. If the formatting
+// fails, the message is what had been written by then.
 [[gnu::format(printf, 1, 0)]] MessageBuffer formatMessage(const char* format,
                                                           va_list arguments) noexcept {
   MessageBuffer buffer{};
-  if (format == nullptr || std::vsnprintf(buffer.data(), buffer.size(), format, arguments) < 0) {
-    buffer.front() = '\0';
-  }
+  std::vsnprintf(buffer.data(), buffer.size(), textOrEmpty(format), arguments);
+  buffer.back() = '\0';
   return buffer;
 }
 

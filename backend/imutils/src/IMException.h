@@ -35,15 +35,15 @@ class VELMO_EXPORT IMException {
   IMException();
 
   /// The given code and an empty message: the default text is not applied here.
-  explicit IMException(int code);
+  IMException(int code);
 
-  /// Code 1 and a message formatted as printf does, cut to 1023 bytes. A format that cannot be
-  /// rendered gives an empty message.
-  [[gnu::format(printf, 2, 3)]] explicit IMException(const char* format, ...);
+  /// Code 1 and a message formatted as printf does, cut to 1023 bytes. If printf fails, as it does
+  /// for a text above 2 GB, the message is the part that printf wrote before.
+  [[gnu::format(printf, 2, 3)]] IMException(const char* format, ...);
 
-  /// The given code and a message formatted as printf does, cut to 1023 bytes. A format that cannot
-  /// be rendered gives an empty message. `IMException(2, "text")` is this one: a percent sign in a
-  /// text that is not a format belongs into a std::string.
+  /// The given code and a message formatted as printf does, cut to 1023 bytes, also if printf fails
+  /// (see above). `IMException(2, "text")` calls this constructor: put a text that is not a format,
+  /// and may contain a percent sign, into a std::string.
   [[gnu::format(printf, 3, 4)]] IMException(int code, const char* format, ...);
 
   /// The given code and a copy of the whole message.
@@ -133,8 +133,8 @@ class VELMO_EXPORT IMAssertionException : public IMException {
   /// @param file        source file of the check
   IMAssertionException(const char* expression, long line, const char* file);
 
-  /// The message is a detail of its own, formatted as printf does and cut to 1023 bytes. A format
-  /// that cannot be rendered gives an empty detail.
+  /// The message is a separate detail, formatted as printf does and cut to 1023 bytes. If printf
+  /// fails, the detail is the part that printf wrote before.
   [[gnu::format(printf, 5, 6)]] IMAssertionException(const char* expression, long line,
                                                      const char* file, const char* format, ...);
 

@@ -91,9 +91,25 @@ TEST(IMExceptionTest, NullFormatIsAnEmptyMessage) {
   EXPECT_EQ("Unknown Exception: [5] ", rendered(*std::make_unique<IMException>(5, format)));
 }
 
-TEST(IMExceptionTest, FormatThatCannotBeRenderedIsAnEmptyMessage) {
+TEST(IMExceptionTest, FormattingThatFailsLeavesWhatWasWrittenBefore) {
   const std::array<wchar_t, 2> notACharacter{static_cast<wchar_t>(0x7fffffff), 0};
   EXPECT_EQ("", IMException("%ls", notACharacter.data()).getMessage());
+  EXPECT_EQ("file a: ", IMException("file %s: %ls.", "a", notACharacter.data()).getMessage());
+  EXPECT_EQ(
+      "file a: ",
+      IMAssertionException("e", 1, "f", "file %s: %ls.", "a", notACharacter.data()).getMessage());
+}
+
+TEST(IMExceptionTest, FormattedMessageAbove2GBIsCutTo1023Characters) {
+  const volatile int width = 2147483640;  // or the compiler sees the length
+  EXPECT_EQ("a" + std::string(1022, ' '), IMException("a%*d%*d", width, 1, 9, 1).getMessage());
+  EXPECT_EQ("a" + std::string(1022, ' '), IMException(3, "a%*d%*d", width, 1, 9, 1).getMessage());
+}
+
+TEST(IMExceptionTest, OneArgumentConstructorsConvert) {
+  const auto messageOf = [](const IMException& exception) { return exception.getMessage(); };
+  EXPECT_EQ("", messageOf(7));
+  EXPECT_EQ("text", messageOf("text"));
 }
 
 TEST(IMExceptionTest, EachKindRendersWithItsOwnPrefix) {

@@ -117,7 +117,7 @@ class VELMO_EXPORT SystemConfig {
   ///                                       unchanged. It is a Poco::Exception and a std::exception;
   ///                                       what() tells its name alone, displayText() the reason.
   /// @throws std::bad_alloc                when memory runs out
-  explicit SystemConfig(const std::string& path);
+  SystemConfig(const std::string& path);
 
   /// The machines in document order. The reference lives as long as the object.
   const std::vector<MachineConfig>& getMachines() const;

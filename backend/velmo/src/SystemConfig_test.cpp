@@ -32,6 +32,10 @@ class SystemConfigTest : public velmo::test::ModulesFileTest {
 
 // --- values ---
 
+TEST(SystemConfigInterfaceTest, PathConverts) {
+  EXPECT_TRUE((std::is_convertible_v<std::string, SystemConfig>));
+}
+
 TEST(ModuleTypeTest, NumbersAreFixedAndStoredAsInts) {
   EXPECT_EQ(0, Velmo);
   EXPECT_EQ(1, Fennick);
