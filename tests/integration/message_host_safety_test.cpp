@@ -4,6 +4,7 @@
 #include <google/protobuf/descriptor.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <velmo/VelmoFacadeWS.h>
 #include <velmo/velmo.pb.h>
@@ -15,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "BrokenSend.h"
 #include "ScriptedPeer.h"
 #include "SocketLimits.h"
 #include "WireMessages.h"
@@ -23,6 +25,8 @@ namespace {
 
 using testing::HasSubstr;
 using testing::StartsWith;
+using velmo::test::breakNextSend;
+using velmo::test::brokenSends;
 using velmo::test::Client;
 using velmo::test::ClientOutcome;
 using velmo::test::frame;
@@ -320,6 +324,52 @@ TEST(HostSafetyTest, PeerThatGoesInsideTheHandshakeIsAVelmoExceptionWhereSigPipe
   EXPECT_EQ("exit 0", outcome.end) << outcome.errors;
 }
 
+bool isSigPipePending() {
+  sigset_t pending{};
+  sigpending(&pending);
+  return sigismember(&pending, SIGPIPE) == 1;
+}
+
+// The networking library opens a second connection when the first write on one fails.
+const std::vector<PeerScript> kBreakThenAnswer{[](PeerConnection& peer) { peer.drain(); },
+                                               answering({naming("T1")})};
+
+TEST(HostSafetyTest, HandshakeThatIsRepeatedSucceedsWhereSigPipeIsNotBlocked) {
+  const ClientOutcome outcome =
+      runAgainst(kBreakThenAnswer, [](unsigned short port, const Tell& tell) {
+        unblockSigPipe();
+        breakNextSend();
+        submitting(1)(port, tell);
+        tell(std::to_string(brokenSends()));
+      });
+  EXPECT_EQ("'T1'; destroyed; 1; ", outcome.report);
+  EXPECT_EQ("exit 0", outcome.end);
+}
+
+TEST(HostSafetyTest, HandshakeThatIsRepeatedLeavesNoSigPipeWhereItIsBlocked) {
+  const ClientOutcome outcome =
+      runAgainst(kBreakThenAnswer, [](unsigned short port, const Tell& tell) {
+        breakNextSend();
+        submitting(1)(port, tell);
+        tell(isSigPipePending() ? "pending" : "none pending");
+        tell(std::to_string(brokenSends()));
+      });
+  EXPECT_EQ("'T1'; destroyed; none pending; 1; ", outcome.report);
+  EXPECT_EQ("exit 0", outcome.end);
+}
+
+TEST(HostSafetyTest, SigPipeThatWasPendingBeforeTheHandshakeStaysPending) {
+  const ClientOutcome outcome =
+      runAgainst(kBreakThenAnswer, [](unsigned short port, const Tell& tell) {
+        raise(SIGPIPE);
+        breakNextSend();
+        submitting(1)(port, tell);
+        tell(isSigPipePending() ? "pending" : "none pending");
+      });
+  EXPECT_EQ("'T1'; destroyed; pending; ", outcome.report);
+  EXPECT_EQ("exit 0", outcome.end);
+}
+
 TEST(HostSafetyTest, DestructorEndsTheProcessByItsExceptionNotBySigPipe) {
   const ClientOutcome outcome =
       runAgainst({kClosesAtOnce}, [](unsigned short port, const Tell& tell) {
@@ -379,6 +429,20 @@ TEST(HostSafetyTest, DispositionsAndMasksStayTheProgramsOwn) {
         "same; ",
         outcome.report);
   }
+}
+
+// --- programs that the program executes ---
+
+TEST(HostSafetyTest, ConnectionIsNotInheritedByProgramsThatTheProgramExecutes) {
+  const ClientOutcome outcome =
+      runAgainst({answering({naming("T1")})}, [](unsigned short port, const Tell& tell) {
+        VelmoFacadeWS facade("127.0.0.1", port);
+        submit(facade, tell);
+        const int status = std::system("ls -l /proc/self/fd | grep -q socket:");
+        tell(WEXITSTATUS(status) == 1 ? "no socket" : "a socket");
+      });
+  EXPECT_EQ("'T1'; no socket; ", outcome.report);
+  EXPECT_EQ("exit 0", outcome.end);
 }
 
 // --- control frames, empty frames, frames that are too large ---

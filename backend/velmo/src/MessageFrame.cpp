@@ -14,9 +14,10 @@ constexpr int kContinuation = 0x00;
 
 MessageFrame frameAt(std::size_t length, std::size_t offset, std::size_t frameSize) {
   const std::size_t remaining = length - offset;
+  const std::size_t size = std::min({remaining, frameSize, kLargestFrame});
   const int opcode = offset == 0 ? kBinary : kContinuation;
-  const int final = remaining <= frameSize ? kFinalFragment : 0;
-  return {std::min(remaining, frameSize), final | opcode};
+  const int final = size == remaining ? kFinalFragment : 0;
+  return {size, final | opcode};
 }
 
 }  // namespace brix::velmo

@@ -2,8 +2,13 @@
 #define VELMO_MESSAGEFRAME_H
 
 #include <cstddef>
+#include <limits>
 
 namespace brix::velmo {
+
+/// Most bytes of payload that the networking library can send in one frame: it counts the payload
+/// and the longest header, of 14 bytes, in an int.
+constexpr std::size_t kLargestFrame = std::numeric_limits<int>::max() - 14;
 
 /// One WebSocket frame of a binary message that is sent in several, without its payload.
 struct MessageFrame {
@@ -11,8 +16,8 @@ struct MessageFrame {
   int flags;         ///< first byte on the wire: 130, 2, 0 or 128
 };
 
-/// The frame that begins at `offset` in a message of `length` bytes, when none carries more than
-/// `frameSize`.
+/// The frame that begins at `offset` in a message of `length` bytes, if no frame carries more than
+/// `frameSize` bytes, nor more than kLargestFrame.
 ///
 ///     130  the whole message
 ///       2  the first of several

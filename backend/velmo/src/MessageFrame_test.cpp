@@ -53,8 +53,15 @@ TEST(MessageFrameTest, FrameAfterAShortSendBeginsWhereItStopped) {
 TEST(MessageFrameTest, LargestSizesDoNotOverflow) {
   constexpr std::size_t kMost = std::numeric_limits<std::size_t>::max();
   EXPECT_EQ(128, frameAt(kMost, kMost - 1, 8192).flags);
-  EXPECT_EQ(130, frameAt(kMost, 0, kMost).flags);
-  EXPECT_EQ(2, frameAt(kMost, 0, kMost - 1).flags);
+  EXPECT_EQ(2, frameAt(kMost, 0, kMost).flags);
+  EXPECT_EQ(0, frameAt(kMost, 1, kMost).flags);
+}
+
+TEST(MessageFrameTest, FrameIsAsLargeAsTheCallerSaysUpToAnIntLessTheLongestHeader) {
+  constexpr std::size_t kLimit = 2147483647 - 14;
+  EXPECT_EQ(std::to_string(kLimit) + "/130", frames(kLimit, kLimit));
+  EXPECT_EQ(std::to_string(kLimit) + "/2 1/128", frames(kLimit + 1, kLimit + 1));
+  EXPECT_EQ("1073741825/130", frames(1073741825, 1073741825));
 }
 
 TEST(MessageFrameTest, FrameSizeOf0GivesAnEmptyFrameThatIsNotTheLast) {

@@ -26,18 +26,27 @@ bool takeAtOnce(const sigset_t& signals, siginfo_t& taken) {
   return syscall(SYS_rt_sigtimedwait, &signals, &taken, &atOnce, kKernelSignalSetSize) > 0;
 }
 
+bool isPending(int signal) {
+  sigset_t pending{};
+  return sigpending(&pending) == 0 && sigismember(&pending, signal) == 1;
+}
+
 }  // namespace
 
-SigPipeGuard::SigPipeGuard() : m_exceptions(std::uncaught_exceptions()) {
+SigPipeGuard::SigPipeGuard(FailedSend failedSend)
+    : m_failedSend(failedSend), m_exceptions(std::uncaught_exceptions()) {
   sigemptyset(&m_sigPipe);
   sigaddset(&m_sigPipe, SIGPIPE);
   sigset_t before{};
   pthread_sigmask(SIG_BLOCK, &m_sigPipe, &before);
   m_wasBlocked = sigismember(&before, SIGPIPE) == 1;
+  if (m_wasBlocked && m_failedSend == FailedSend::MayBeRepeated) {
+    m_wasPending = isPending(SIGPIPE);
+  }
 }
 
 SigPipeGuard::~SigPipeGuard() {
-  if (sendFailed()) {
+  if (hasToLook()) {
     takeBack();
   }
   if (!m_wasBlocked) {
@@ -45,19 +54,24 @@ SigPipeGuard::~SigPipeGuard() {
   }
 }
 
-bool SigPipeGuard::sendFailed() const {
+bool SigPipeGuard::hasToLook() const {
+  return m_failedSend == FailedSend::MayBeRepeated ? !m_wasPending : sendThrew();
+}
+
+bool SigPipeGuard::sendThrew() const {
   return std::uncaught_exceptions() > m_exceptions;
 }
 
 // A signal of the thread itself comes before one of the process, so the SIGPIPE of the failed write
-// is the first to be had. Where SIGPIPE was not blocked, none can have been waiting before.
+// is the first. Where SIGPIPE was not blocked, none can have been pending before.
 void SigPipeGuard::takeBack() const {
   siginfo_t signal{};
   if (!takeAtOnce(m_sigPipe, signal)) {
     return;
   }
   if (m_wasBlocked && !isOfAFailedWrite(signal)) {
-    pthread_kill(pthread_self(), SIGPIPE);  // waited before: it merges with that of the write
+    pthread_kill(pthread_self(),
+                 SIGPIPE);  // was pending before: the one of the write merged with it
   }
 }
 

@@ -11,33 +11,43 @@ namespace brix::velmo {
 /// there before would end the process. Dispositions, which belong to the whole process, are not
 /// touched.
 ///
-/// The guard stands on the stack around the send, and the send reports its failure by an
-/// exception that passes the guard. The SIGPIPE of that send is then taken back, so that the
-/// program does not find it when it unblocks the signal.
-///
-/// A thread that blocks SIGPIPE already costs one system call. There, a SIGPIPE that was waiting
-/// before a send that fails is kept if raise, pthread_kill, sigqueue or another process sent it;
-/// one left by an earlier failed write of this very thread cannot be told from the new one, and
-/// goes with it.
+/// The guard is an object on the stack around the send. It takes back the SIGPIPE of a send that
+/// failed, so that the program does not receive it when it unblocks the signal.
 class SigPipeGuard {
  public:
+  /// How the guard learns that a send failed.
+  enum class FailedSend {
+    /// An exception passes the guard. A thread that blocks SIGPIPE already then costs one system
+    /// call. There, a SIGPIPE that was pending before the send is kept if raise, pthread_kill,
+    /// sigqueue or another process sent it; one left by an earlier failed write of this very thread
+    /// cannot be told from the new one, and is taken back with it.
+    Throws,
+    /// Perhaps not at all: the networking library repeats the first write of a handshake on a new
+    /// connection, and the exception ends there. The guard looks for a SIGPIPE in any case. In a
+    /// thread that blocks SIGPIPE already, it takes it back only if none was pending before.
+    MayBeRepeated,
+  };
+
   /// Blocks SIGPIPE in the calling thread. Never fails.
-  SigPipeGuard();
+  explicit SigPipeGuard(FailedSend failedSend = FailedSend::Throws);
 
   SigPipeGuard(const SigPipeGuard&) = delete;
   SigPipeGuard& operator=(const SigPipeGuard&) = delete;
 
-  /// Takes back a SIGPIPE that came meanwhile, and unblocks the signal if the constructor blocked
-  /// it. Belongs to the thread of the constructor. Changes errno at most.
+  /// Takes back a SIGPIPE that was raised meanwhile, and unblocks the signal if the constructor
+  /// blocked it. Belongs to the thread of the constructor. Changes errno at most.
   ~SigPipeGuard();
 
  private:
-  bool sendFailed() const;
+  bool hasToLook() const;
+  bool sendThrew() const;
   void takeBack() const;
 
+  FailedSend m_failedSend;
   sigset_t m_sigPipe{};
   bool m_wasBlocked = false;
-  int m_exceptions;  // under way when the guard was made
+  bool m_wasPending = false;
+  int m_exceptions;  // in flight when the guard was made
 };
 
 }  // namespace brix::velmo

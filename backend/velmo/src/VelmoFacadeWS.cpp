@@ -1,24 +1,24 @@
 #include "VelmoFacadeWS.h"
 
 #include <Poco/Exception.h>
-#include <Poco/Net/HTTPClientSession.h>
 #include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/WebSocket.h>
 
-#include <algorithm>
 #include <array>
+#include <mutex>
 #include <sstream>
 #include <stdexcept>
 
 #include <velmo/velmo.pb.h>
+#include "CloseOnExecSession.h"
 #include "MessageFrame.h"
 #include "SigPipeGuard.h"
 
+using brix::velmo::CloseOnExecSession;
 using brix::velmo::frameAt;
 using brix::velmo::MessageFrame;
 using brix::velmo::SigPipeGuard;
-using Poco::Net::HTTPClientSession;
 using Poco::Net::HTTPRequest;
 using Poco::Net::HTTPResponse;
 using Poco::Net::WebSocket;
@@ -26,9 +26,6 @@ using service::velmo::AddTaskRequest;
 using service::velmo::BaseMessage;
 
 namespace {
-
-// The networking library counts a frame and its header in an int.
-constexpr std::size_t kLargestFrame = std::size_t{1} << 30U;
 
 // Building a string from null is undefined on some platforms, and its text differs between
 // compilers.
@@ -41,12 +38,12 @@ std::string serviceUrl() {
 
 // The session may go: the WebSocket takes its socket over.
 std::unique_ptr<WebSocket> openWebSocket(const std::string& host, unsigned short port) {
-  HTTPClientSession session(host, port);
+  CloseOnExecSession session(host, port);
   HTTPRequest request(HTTPRequest::HTTP_GET, serviceUrl(), HTTPRequest::HTTP_1_1);
   request.set("origin", "localhost");
   try {
     HTTPResponse response;
-    const SigPipeGuard guard;
+    const SigPipeGuard guard(SigPipeGuard::FailedSend::MayBeRepeated);
     return std::make_unique<WebSocket>(session, request, response);
   } catch (const Poco::Exception& exception) {
     throw VelmoException(exception.displayText());
@@ -82,6 +79,7 @@ void sendRequest(WebSocket& ws, const BaseMessage& request) {
 
 void receiveReply(WebSocket& ws, BaseMessage& reply) {
   std::stringstream stream;
+  stream.exceptions(std::ios::badbit);  // or memory that runs out would just end the text
   receiveMessage(ws, [&stream](const char* data, int count) { stream.write(data, count); });
   BaseMessage message;
   // Deliberate: the result is not examined; of a malformed reply counts what was parsed of it. The
@@ -89,6 +87,12 @@ void receiveReply(WebSocket& ws, BaseMessage& reply) {
   // process has shut protocol buffers down, naming a missing field reads memory that was released.
   static_cast<void>(message.ParsePartialFromIstream(&stream));
   reply.CopyFrom(message);
+}
+
+// Once: a second call does nothing, but races with the first one of another thread.
+void shutDownProtocolBuffers() {
+  static std::once_flag isDone;
+  std::call_once(isDone, google::protobuf::ShutdownProtobufLibrary);
 }
 
 }  // namespace
@@ -109,7 +113,8 @@ VelmoFacadeWS::VelmoFacadeWS(const std::string& host, unsigned short port) : m_w
 // Deliberate: an exception in here ends the process; the implicit noexcept sees to it. Do not catch
 // it.
 //
-// Deliberate: protocol buffers are shut down with every client, for the whole process.
+// Deliberate: the first client that is destroyed shuts protocol buffers down, for the whole
+// process.
 VelmoFacadeWS::~VelmoFacadeWS() {  // NOLINT(bugprone-exception-escape): the reason is above
   {
     const SigPipeGuard guard;
@@ -118,7 +123,7 @@ VelmoFacadeWS::~VelmoFacadeWS() {  // NOLINT(bugprone-exception-escape): the rea
   receiveMessage(*m_ws, [](const char* /*data*/, int /*count*/) {});
   m_ws->close();
   m_ws.reset();
-  google::protobuf::ShutdownProtobufLibrary();
+  shutDownProtocolBuffers();
 }
 
 std::string VelmoFacadeWS::addTask(const std::string& priorityType, const std::string& command,
@@ -160,10 +165,9 @@ bool sendBytes(WebSocket& ws, const char* data, std::size_t length, std::size_t 
   if (data == nullptr) {
     return false;
   }
-  const std::size_t largestFrame = std::min(frameSize, kLargestFrame);
   const SigPipeGuard guard;
   for (std::size_t offset = 0; offset < length;) {
-    const MessageFrame frame = frameAt(length, offset, largestFrame);
+    const MessageFrame frame = frameAt(length, offset, frameSize);
     const int sent = ws.sendFrame(data + offset, static_cast<int>(frame.size), frame.flags);
     if (sent < 1) {
       return false;

@@ -30,7 +30,7 @@ enum TaskType : int {
 class VELMO_EXPORT VelmoException : public std::runtime_error {
  public:
   /// @param message  what what() returns; may be empty, and what() ends at its first NUL
-  explicit VelmoException(const std::string& message);
+  VelmoException(const std::string& message);
 
   /// An independent copy.
   VelmoException(const VelmoException&) = default;
@@ -51,7 +51,10 @@ class VELMO_EXPORT VelmoException : public std::runtime_error {
 /// Mind, before you load this into a program:
 /// - the destructor ends the process (std::terminate) when closing the connection fails: after a
 ///   reset, after a reply that was too large, when the service is silent for 60 seconds;
-/// - the destructor shuts the protocol-buffer library down, for the whole process and for good;
+/// - the first client that is destroyed shuts the protocol-buffer library down, for the whole
+///   process and for good. Clients may be destroyed in several threads at a time. The shutdown does
+///   not wait for threads that use protocol buffers otherwise: from then on no thread may use
+///   descriptors, reflection or debug texts of any message;
 /// - the calls block. The client sets no limit; the networking library's are 30 seconds for
 ///   connecting and 60 for every send and every receive, and the destructor waits once more.
 ///   Looking up the host's name has the resolver's limit;
@@ -79,7 +82,7 @@ class VELMO_EXPORT VelmoFacadeWS {
   VelmoFacadeWS& operator=(const VelmoFacadeWS&) = delete;
 
   /// Sends a close frame, reads what still comes up to the end of one message, closes the
-  /// connection and shuts the protocol-buffer library down. Blocks for as long as a send and each
+  /// connection and, once in a process, shuts the protocol-buffer library down. Blocks for as long as a send and each
   /// receive may, 60 seconds. When any of this throws, the process ends.
   ~VelmoFacadeWS();  // NOLINT(bugprone-exception-escape): see the definition
 
@@ -128,7 +131,7 @@ VELMO_EXPORT service::velmo::TaskType convertTaskType(TaskType type);
 /// @param ws         the connection, which stays the caller's
 /// @param data       null with a `length` above 0 sends nothing, and the result is false
 /// @param length     0: nothing is sent, and the result is true
-/// @param frameSize  above 1073741824 counts as that; 0: one empty frame goes out, and the
+/// @param frameSize  above 2147483633 counts as that; 0: one empty frame goes out, and the
 ///                   result is false
 /// @return whether all bytes went out; false as soon as a frame could not be sent, with those in
 ///         front of it on their way

@@ -68,6 +68,7 @@ TEST(VelmoFacadeWSTest, ExceptionIsARuntimeErrorWithItsText) {
     EXPECT_STREQ("some text", error.what());
   }
   EXPECT_STREQ("", VelmoException("").what());
+  EXPECT_TRUE((std::is_convertible_v<std::string, VelmoException>));
 }
 
 // --- bytes on the wire ---
