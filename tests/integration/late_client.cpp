@@ -2,6 +2,7 @@
 // to be found by name.
 
 #include <velmo/VelmoFacadeWS.h>
+#include <velmo/prioritiesconfig.h>
 
 #include <cstdlib>
 
@@ -30,4 +31,14 @@ extern "C" __attribute__((visibility("default"))) int submitToNobody(unsigned sh
 // Connects and destroys the client.
 extern "C" __attribute__((visibility("default"))) void connectAndDestroy(unsigned short port) {
   const VelmoFacadeWS facade("127.0.0.1", port);
+}
+
+// The configured relative priority.
+extern "C" __attribute__((visibility("default"))) int relativePriority() {
+  return brix::velmo::PrioritiesConfig::Instance()->getRelativePriorityStatStudy();
+}
+
+// Whether there is no object yet, or no object any more, that gives it.
+extern "C" __attribute__((visibility("default"))) bool hasNoPriorities() {
+  return brix::velmo::PrioritiesConfig::INSTANCE == nullptr;
 }

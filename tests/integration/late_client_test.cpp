@@ -96,4 +96,36 @@ TEST(LateClientTest, DestructorInAThreadFromBeforeLeavesMaskAndDispositionAlone)
   EXPECT_EQ("exit 0", outcome.end);
 }
 
+// --- exit handlers of the program ---
+
+struct Priorities {
+  int (*relativePriority)() = nullptr;
+  bool (*areGone)() = nullptr;
+  Tell tell;
+};
+
+Priorities& priorities() {
+  static auto* const instance = new Priorities;  // outlives every exit handler
+  return *instance;
+}
+
+// Registered before the library is loaded: it runs after the library's static objects have gone.
+void askWhenTheLibraryHasGone() {
+  priorities().tell(priorities().areGone() ? "gone" : "still there");
+  priorities().tell(std::to_string(priorities().relativePriority()));
+}
+
+TEST(LateClientTest, ExitHandlerThatRunsAfterTheLibraryFindsNewPriorities) {
+  const ClientOutcome outcome = runAgainst({}, [](unsigned short /*port*/, const Tell& tell) {
+    priorities().tell = tell;
+    std::atexit(askWhenTheLibraryHasGone);
+    void* const module = dlopen(LATE_CLIENT, RTLD_NOW);
+    priorities().relativePriority = reinterpret_cast<int (*)()>(dlsym(module, "relativePriority"));
+    priorities().areGone = reinterpret_cast<bool (*)()>(dlsym(module, "hasNoPriorities"));
+    tell(std::to_string(priorities().relativePriority()));
+  });
+  EXPECT_EQ("-50; gone; -50; ", outcome.report) << outcome.errors;
+  EXPECT_EQ("exit 0", outcome.end) << outcome.errors;
+}
+
 }  // namespace

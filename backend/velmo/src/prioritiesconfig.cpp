@@ -30,6 +30,23 @@ std::vector<std::string> configurationFiles() {
 
 std::unique_ptr<PrioritiesConfig> PrioritiesConfig::INSTANCE;
 
+namespace {
+
+// Destroyed just before INSTANCE. The destructor of a unique_ptr need not clear it, and an exit
+// handler that runs later still may call Instance(): it then finds no object, and makes another.
+struct ClearsInstance {
+  ClearsInstance() = default;
+  ClearsInstance(const ClearsInstance&) = delete;
+  ClearsInstance& operator=(const ClearsInstance&) = delete;
+  ~ClearsInstance() {
+    PrioritiesConfig::INSTANCE.reset();
+  }
+};
+
+const ClearsInstance g_clearsInstance;
+
+}  // namespace
+
 PrioritiesConfig* PrioritiesConfig::Instance() {
   if (INSTANCE == nullptr) {
     INSTANCE = std::make_unique<PrioritiesConfig>();
