@@ -1,0 +1,19 @@
+#!/bin/sh
+# The library does not say where it was built. Debug information does, and is looked away from.
+# usage: no_build_paths_test.sh LIBRARY SOURCE_DIR
+set -eu
+library=$1
+source_dir=$2
+directory=$(mktemp -d)
+trap 'rm -rf "$directory"' EXIT
+trap 'exit 1' HUP INT TERM
+
+strip --strip-debug -o "$directory/library" "$library"
+if grep -aoE "$source_dir/[[:print:]]*" "$directory/library"; then
+  echo 'paths of the build, in the library'
+  exit 1
+fi
+grep -aq 'backend/imutils/src/IMProperties.cpp' "$directory/library" || {
+  echo 'no path of a source file at all: this test looks for the wrong thing'
+  exit 1
+}
