@@ -55,10 +55,13 @@ while read -r name section; do
   printf '.Dd November 20, 2026\n.Dt X %s\n.Os\n.Sh NAME\n.Nm %s\n.Nd stub\n' \
     "$section" "$name" >"$platform/man$section/$name.$section"
 done <<'LIST'
+_exit 2
 closelog 3
 dlclose 3
 dlopen 3
 dlsym 3
+exit 3
+fork 2
 free 3
 open 2
 openlog 3

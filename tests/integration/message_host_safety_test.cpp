@@ -445,6 +445,58 @@ TEST(HostSafetyTest, ConnectionIsNotInheritedByProgramsThatTheProgramExecutes) {
   EXPECT_EQ("exit 0", outcome.end);
 }
 
+TEST(HostSafetyTest, ProgramThatTheHostExecutesInheritsTheBlockedSigPipe) {
+  const ClientOutcome outcome = runAgainst({}, [](unsigned short, const Tell&) {
+    // The blocked signals as a hexadecimal number, in which SIGPIPE is the bit 1000.
+    execlp("grep", "grep", "-q", "^SigBlk:.*[13579bdf]...$", "/proc/self/status", nullptr);
+    std::_Exit(127);
+  });
+  EXPECT_EQ("exit 0", outcome.end);
+}
+
+// --- a forked child ---
+
+// Expects a close frame, answers it and sends nothing more, without a reset for what still comes.
+const PeerScript kEndsInOrder = [](PeerConnection& peer) {
+  peer.upgrade();
+  EXPECT_EQ(136, peer.readFrame().flags);
+  peer.send(frame(136, ""));
+  peer.finish();
+  peer.drain();
+};
+
+TEST(HostSafetyTest, ForkedChildThatDestroysItsCopyClosesTheConnectionOfTheParent) {
+  const ClientOutcome outcome =
+      runAgainst({kEndsInOrder}, [](unsigned short port, const Tell& tell) {
+        auto facade = std::make_unique<VelmoFacadeWS>("127.0.0.1", port);
+        const pid_t child = fork();
+        if (child == 0) {
+          facade.reset();
+          std::_Exit(0);
+        }
+        waitpid(child, nullptr, 0);
+        submit(*facade, tell);
+        std::_Exit(0);
+      });
+  EXPECT_EQ(kWrongType, outcome.report);
+  EXPECT_EQ("exit 0", outcome.end);
+}
+
+TEST(HostSafetyTest, ForkedChildThatExitsWithoutDestructorsLeavesTheConnectionOpen) {
+  const ClientOutcome outcome =
+      runAgainst({answering({naming("T1")})}, [](unsigned short port, const Tell& tell) {
+        VelmoFacadeWS facade("127.0.0.1", port);
+        const pid_t child = fork();
+        if (child == 0) {
+          std::_Exit(0);
+        }
+        waitpid(child, nullptr, 0);
+        submit(facade, tell);
+      });
+  EXPECT_EQ("'T1'; ", outcome.report);
+  EXPECT_EQ("exit 0", outcome.end);
+}
+
 // --- control frames, empty frames, frames that are too large ---
 
 TEST(HostSafetyTest, ControlFrameAheadOfTheReplyPutsRepliesOneCallLate) {

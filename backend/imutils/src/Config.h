@@ -50,9 +50,12 @@ class VELMO_EXPORT Config {
   /// load() when the newest of them is newer than at the last reload. When none can be examined,
   /// calls reset() alone.
   ///
-  /// A file replaced by an older one goes unnoticed until some file becomes newer. Empty file names
-  /// and files that cannot be examined are passed over. What an overridden reset() or load() throws
-  /// passes; the look at the files then counts as done.
+  /// Modification times count in whole seconds. A file that changes again within the same second,
+  /// or is replaced by an older one, is not reloaded until some file becomes newer. If the newest
+  /// time is 0 (the epoch) or before, nothing is loaded: it is not newer than "nothing loaded".
+  ///
+  /// Empty file names and files that cannot be examined are passed over. What an overridden reset()
+  /// or load() throws passes; the look at the files then counts as done.
   void check();
 
  protected:

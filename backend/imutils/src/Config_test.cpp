@@ -1,8 +1,11 @@
 #include "Config.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <array>
 #include <filesystem>
 #include <limits>
 #include <string>
@@ -56,6 +59,12 @@ class RecordingConfig : public Config {
 
   std::vector<std::string> calls;
 };
+
+void setTimeWithNanoseconds(const std::string& path, time_t seconds, long nanoseconds) {
+  const std::array<timespec, 2> times{timespec{seconds, nanoseconds},
+                                      timespec{seconds, nanoseconds}};
+  ASSERT_EQ(0, utimensat(AT_FDCWD, path.c_str(), times.data(), 0));
+}
 
 class ConfigTest : public testing::Test {
  protected:
@@ -195,6 +204,22 @@ TEST_F(ConfigTest, UnchangedFileIsNotLoadedAgain) {
   EXPECT_STREQ("1", config.m_properties.getProperty("x"));
 }
 
+TEST_F(ConfigTest, SecondChangeWithinTheSameSecondIsNotPickedUpUntilALaterOne) {
+  const std::string path = directory.writeFile("a", "x=1\n");
+  setTimeWithNanoseconds(path, kNow, 100);
+  RecordingConfig config(path);
+  config.check();
+
+  directory.writeFile("a", "x=2\n");
+  setTimeWithNanoseconds(path, kNow, 999999999);
+  config.check();
+  EXPECT_STREQ("1", config.m_properties.getProperty("x"));
+
+  setTimeWithNanoseconds(path, kNow + 1, 0);
+  config.check();
+  EXPECT_STREQ("2", config.m_properties.getProperty("x"));
+}
+
 TEST_F(ConfigTest, FileReplacedByAnOlderOneIsNotPickedUp) {
   RecordingConfig config(file("a", "x=1\n", kNow - 100));
   config.check();
@@ -275,10 +300,14 @@ TEST_F(ConfigTest, EmptyFileNamesAreNotExamined) {
   EXPECT_THAT(examined, ElementsAre(directory.path("a")));
 }
 
-TEST_F(ConfigTest, FileFromBeforeTheEpochIsFoundButNeverNew) {
-  RecordingConfig config(file("a", "x=1\n", -100));
-  config.check();
-  EXPECT_THAT(config.calls, IsEmpty());
+TEST_F(ConfigTest, FileOfTheEpochOrBeforeIsFoundButNeverNewAndNotLoaded) {
+  for (const time_t modified : {time_t{-100}, time_t{0}}) {
+    RecordingConfig config(file("a", "x=1\n", modified));
+    config.check();
+    EXPECT_THAT(config.calls, IsEmpty()) << modified;
+    EXPECT_EQ(nullptr, config.m_properties.getProperty("x")) << modified;
+    EXPECT_EQ(0, config.m_lastModified) << modified;
+  }
 }
 
 TEST_F(ConfigTest, LaterFileOverridesAnEarlierOne) {

@@ -16,9 +16,9 @@ namespace brix::imutils {
 /// (identity "IMMemSemaphore", LOG_PID, LOG_LOCAL3, LOG_ERR). Every operation carries SEM_UNDO, so
 /// the kernel gives the lock of a process that dies back to the others.
 ///
-/// A set that does not exist yet is created with the value 0: until some process calls init(),
-/// lock() blocks for ever. The key 0 (IPC_PRIVATE) makes a new set each time, which nobody else can
-/// reach.
+/// A set that does not exist, or no longer, is created with the value 0: until some process calls
+/// init(), lock() blocks. The key 0 (IPC_PRIVATE) makes a new set each time, which nobody else can
+/// reach. Every user of the machine may use the set, and keep it taken.
 ///
 /// One object is used by one thread at a time: threads that lock each other out have one each.
 class VELMO_EXPORT IMMemSemaphore {
@@ -45,10 +45,15 @@ class VELMO_EXPORT IMMemSemaphore {
 
   /// Takes the lock. Blocks in the kernel, without limit, while the semaphore is 0.
   /// @return false, with the line "Semaphore lock - semop failed for id:%d", when that fails: also
-  ///         when a signal handler interrupted the wait, or the set was removed during it
+  ///         when a signal handler interrupted the wait, with SA_RESTART or without, the process
+  ///         was stopped and continued, or the set was removed
   bool lock();
 
-  /// Releases the lock. The caller must hold it: whoever does not raises the semaphore above 1.
+  /// Releases the lock. The caller must hold it: a call without the lock raises the semaphore above
+  /// 1.
+  ///
+  /// If the call fails while the set still exists, the semaphore stays at 0. Every lock() then
+  /// blocks, those of this process too, until this process ends and the kernel gives the lock back.
   /// @return false, with the line "Semaphore unlock - semop failed for id:%d", when that fails
   bool unlock();
 

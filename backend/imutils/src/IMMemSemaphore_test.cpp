@@ -237,4 +237,29 @@ TEST_F(IMMemSemaphoreTest, KernelGivesBackTheLockOfAProcessThatDies) {
   EXPECT_TRUE(IMMemSemaphore(set.key(), true).lock());
 }
 
+TEST_F(IMMemSemaphoreTest, LockWhoseReleaseFailedBlocksItsOwnProcessUntilThatEnds) {
+  const TestSemaphore set(1);
+  const pid_t child = fork();
+  if (child == 0) {
+    bool wouldBlock = false;
+    platform().semop.setFake([&wouldBlock](int id, sembuf* op, size_t count) {
+      if (op->sem_op > 0) {
+        return -1;
+      }
+      op->sem_flg |= IPC_NOWAIT;
+      const int result = platform().semop.real(id, op, count);
+      wouldBlock = result == -1 && errno == EAGAIN;
+      return result;
+    });
+    IMMemSemaphore semaphore(set.key(), false);
+    const bool isTaken = semaphore.lock() && !semaphore.unlock();
+    semaphore.lock();
+    _exit(isTaken && wouldBlock ? 0 : 1);
+  }
+  int status = -1;
+  ASSERT_EQ(child, waitpid(child, &status, 0));
+  EXPECT_EQ(0, status);
+  EXPECT_EQ(1, set.value());
+}
+
 }  // namespace

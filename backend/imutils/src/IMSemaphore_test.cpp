@@ -4,12 +4,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <limits>
+#include <memory>
 #include <numeric>
 #include <string>
 #include <type_traits>
@@ -339,7 +341,7 @@ TEST_F(IMSemaphoreTest, LockIsStillTriedAfterTheLastPause) {
   EXPECT_TRUE(semaphore().lock(1));
 }
 
-TEST_F(IMSemaphoreTest, InterruptedSleepIsNotResumed) {
+TEST_F(IMSemaphoreTest, PauseThatASignalInterruptsIsNotResumedAndCountsInFull) {
   directory.writeFile("semaphore_x", "");
   drawFrom(0);
   sleepResult = -1;
@@ -480,6 +482,20 @@ TEST_F(IMSemaphoreTest, AutoUnlockOfALockHeldElsewhereLeavesIt) {
     EXPECT_FALSE(lock.lockResource());
   }
   EXPECT_TRUE(exists(lockFile));
+}
+
+TEST_F(IMSemaphoreTest, ForkedChildThatDestroysItsCopyRemovesTheLockFileOfTheParent) {
+  auto lock = std::make_unique<IMSemaphore>("x", directory.path(), true);
+  lock->lock(-1);
+  const pid_t child = fork();
+  if (child == 0) {
+    lock.reset();
+    _exit(0);
+  }
+  int status = -1;
+  ASSERT_EQ(child, waitpid(child, &status, 0));
+  EXPECT_EQ(0, status);
+  EXPECT_FALSE(exists(lockFile));
 }
 
 TEST_F(IMSemaphoreTest, ExceptionThatLeavesUnlockInTheDestructorEndsTheProcess) {

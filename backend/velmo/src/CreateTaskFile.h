@@ -31,7 +31,8 @@ struct TaskFileDescriptor {
 ///
 /// The object holds no data, and several threads may issue identifiers at once. The priority map is
 /// shared by the whole process and loaded at the first use without a lock: a program that submits
-/// from several threads calls createPriorityMap, or submits, once before it starts them.
+/// from several threads calls createPriorityMap, or submits, once before it starts them. The map is
+/// destroyed when the process exits: end the threads that submit before that.
 class VELMO_EXPORT CreateTaskFile {
  public:
   /// Loads the priority map from VELMO_HOME/priorities.cfg and CONF/priorities.cfg, where the
@@ -49,25 +50,33 @@ class VELMO_EXPORT CreateTaskFile {
   /// "J17" or "node2-J17".
   ///
   /// Counts in DATA/velmo/jobid under the lock file "semaphore_velmo_jobid" in LOCK_VAR (unset: the
-  /// current directory), for which it waits up to 30 seconds. The identity is SELF_SERVER_ID of
-  /// CONF/serverid.cfg. A counter file that cannot be opened counts as a fresh installation. The
-  /// counter has no lower bound: a file that holds -7 gives "J-6".
+  /// current directory). Waits up to 30 seconds for the lock file, less if signals interrupt the
+  /// wait: see brix::imutils::IMSemaphore::lock(). The identity is SELF_SERVER_ID of
+  /// CONF/serverid.cfg. The counter has no lower bound: a file that holds -7 gives "J-6".
   ///
-  /// Mind that a counter file that cannot be replaced is told nowhere: the next caller gets the
-  /// same number. A lock file that cannot be removed afterwards ends the process.
-  /// @return the identifier, or an empty text when the lock or the counter file cannot be had
+  /// If the counter file does not exist or cannot be opened, for whatever reason, the number is 0.
+  /// This is not logged. A user who may not read the file, but may replace it, restarts the numbers
+  /// for everyone. A counter file that cannot be replaced is not logged either: the next call
+  /// returns the same number. If the lock file cannot be removed afterwards, the process ends.
+  /// @return the identifier; an empty text if the lock cannot be taken or the new number cannot be
+  ///         written
   std::string generateJobID() const;
 
   /// A new task identifier (0 to 2147483646, then 0 again): the service's counter in the shared
   /// memory with the key SHARED_VELMO_TASKID, advanced under the semaphore with the key
   /// SEMAPHORE_VELMO_TASKID.
   ///
-  /// It blocks without limit while somebody holds the semaphore. Mind that a key that is no number
-  /// counts as 0, which names a new, private object at every call: such a semaphore is 0 and nobody
-  /// can raise it.
-  /// @return the identifier, or -1 when a key is not set or a system call failed. Also -1 or less
-  ///         when somebody else set the counter below -1, which is told nowhere; no task file is
-  ///         made with it.
+  /// Blocks without limit while the semaphore is 0. Objects that do not exist, or no longer, are
+  /// created, the semaphore with the value 0: a client that outlives the service blocks until some
+  /// process sets its semaphore to 1. A key that is not a number counts as 0, which names a new,
+  /// private object at every call: nobody can raise that semaphore.
+  ///
+  /// If the semaphore cannot be released, the identifier is lost, and later calls may block: see
+  /// brix::imutils::IMMemSemaphore::unlock().
+  /// @return the identifier. -1 if a key is not set, a system call failed, or a signal handler
+  ///         interrupted the wait, with SA_RESTART or without. -1 or less if somebody else set the
+  ///         counter to 2147483647 or below -1: each call adds one, and none gives an identifier
+  ///         until the counter reaches 0. That case is not logged.
   int generateTaskID() const;
 
   /// The name of a new task file, for example
@@ -86,15 +95,20 @@ class VELMO_EXPORT CreateTaskFile {
   /// one, the job information, each with a line feed. Empty when the command is null.
   std::string getTaskContents(TaskFileDescriptor& descriptor) const;
 
-  /// Writes the task file: first in the directory TMP, then moved into the queue VAR/taskqueue,
-  /// which has to lie on the same file system. The file is readable and writable for all, less the
-  /// umask. Draws the identifiers that getFileName() needs, with their waits.
+  /// Writes the task file in the directory TMP, then moves it into the queue VAR/taskqueue, which
+  /// has to be on the same file system. The file is readable and writable for all, less the umask.
+  /// Generates the identifiers that getFileName() needs, with their waits.
   ///
-  /// Mind that two percent signs in a row in the command or the job information are written as one.
-  /// A single one is written as it stands.
+  /// A file or symbolic link of that name in TMP is written through: only trusted users may write
+  /// to TMP and to the queue. Nothing is synced to disk: after a power cut a queued file may be
+  /// missing or incomplete.
+  ///
+  /// Two percent signs in a row in the command or the job information are written as one. A single
+  /// one is written as it is.
   /// @return 0: the task is in the queue. 1: `priorityType` or `command` is null; or the file could
   ///         not be written whole, and was removed again; or the queue has a file of that name, or
-  ///         the move failed, and the file stays in TMP. -1: no task identifier.
+  ///         the move failed, and the file stays in TMP. -1: no task identifier, see
+  ///         generateTaskID().
   /// @throws std::logic_error  as createPriorityMap()
   int createFile(TaskFileDescriptor& descriptor);
 };
@@ -105,8 +119,10 @@ extern "C" {
 ///
 /// Files and variables: VAR/taskqueue and TMP (the file), VELMO_HOME/priorities.cfg and
 /// CONF/priorities.cfg (read at the first call of the process), SHARED_VELMO_TASKID and
-/// SEMAPHORE_VELMO_TASKID (the task counter, which blocks without limit while somebody holds it),
-/// and where no job identifier is given those of generateJobID().
+/// SEMAPHORE_VELMO_TASKID (the task counter; the call blocks without limit while its semaphore is
+/// 0), and where no job identifier is given those of generateJobID(). Only trusted users may write
+/// to these files and directories. Nothing is synced to disk: a task that is queued may be lost or
+/// incomplete after a power cut.
 ///
 /// @param priorityType  priority class; one that is not configured counts as 9999
 /// @param command       command to run; "%%" in it is written as "%"
@@ -118,8 +134,9 @@ extern "C" {
 /// @param jobInfo       job information; null: none
 /// @param relPriority   relative priority within the class
 /// @return 0: the task is in the queue; 1: `priorityType` or `command` is null, or the file could
-///         not be written or moved; -1: no task identifier. The system log tells why, unless
-///         somebody else set the task counter below -1.
+///         not be written or moved; -1: no task identifier, also if a signal handler interrupted
+///         the wait for the task counter, with SA_RESTART or without: submit again. The reason is
+///         logged, unless somebody else set the task counter to 2147483647 or below -1.
 /// @throws std::logic_error  when VELMO_HOME or CONF is not set at the first call of the process
 ///                           that is not refused
 /// @throws std::bad_alloc    when memory runs out
@@ -160,8 +177,9 @@ VELMO_EXPORT int createChildTask(const char* priorityType, const char* command,
 /// an identity.
 ///
 /// Files and variables: DATA/velmo/jobid (the counter), LOCK_VAR (directory of its lock file, for
-/// which it waits up to 30 seconds), CONF/serverid.cfg. A lock file that cannot be removed
-/// afterwards ends the process. CreateTaskFile::generateJobID() tells more.
+/// which it waits up to 30 seconds), CONF/serverid.cfg. If the counter cannot be opened, the number
+/// is 0. If the lock file cannot be removed afterwards, the process ends. See
+/// CreateTaskFile::generateJobID().
 /// @return a new character array, which the caller releases with `delete[]`; never null, an empty
 ///         text on failure. A caller in C, which has no `delete[]` (and for which free() is the
 ///         wrong function), finds `operator delete[](void*)` with dlsym, under the name "_ZdaPv",

@@ -15,6 +15,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CapturedLog.h"
@@ -550,6 +551,25 @@ TEST_F(CreateTaskFileTest, SlashInAnIdentifierLeadsIntoAMissingDirectory) {
                                        "Errno: 2 Strerror: No such file or directory\n"));
 }
 
+TEST_F(CreateTaskFileTest, LinkPlantedInTmpIsWrittenThrough) {
+  const std::string victim = installation.directory.writeFile("victim", "precious");
+  std::filesystem::create_symlink(victim, temporaryPath(firstName));
+  EXPECT_EQ(0, submit("NORMAL"));
+  EXPECT_EQ("true\n", readFile(victim));
+}
+
+TEST_F(CreateTaskFileTest, FilePlantedInTmpBecomesTheTaskWithItsPermissions) {
+  const std::string planted = installation.directory.writeFile("tmp/" + firstName, "");
+  chmod(planted.c_str(), 0666);
+  struct stat before {};
+  ASSERT_EQ(0, stat(planted.c_str(), &before));
+  EXPECT_EQ(0, submit("NORMAL"));
+  struct stat after {};
+  ASSERT_EQ(0, stat(queuePath(firstName).c_str(), &after));
+  EXPECT_EQ(before.st_ino, after.st_ino);
+  EXPECT_EQ(before.st_mode, after.st_mode);
+}
+
 TEST_F(CreateTaskFileTest, FullDiskRemovesTheIncompleteFileAndMovesNothing) {
   std::filesystem::create_symlink("/dev/full", temporaryPath(firstName));
   const std::size_t before = openDescriptors();
@@ -847,6 +867,23 @@ TEST_F(JobIdentifierTest, CounterFileThatIsNoNumberIsLoggedAndGivesJob0) {
   }
 }
 
+TEST_F(JobIdentifierTest, CounterFileThatCannotBeOpenedStartsTheNumbersAgainWithoutALine) {
+  for (const int error : {EACCES, EMFILE, ENOMEM}) {
+    installation.writeJobCounter("41");
+    platform().fopen.setFake([error](const char* path, const char* mode) -> FILE* {
+      if (std::string(mode) == "rb" && std::filesystem::path(path).filename() == "jobid") {
+        errno = error;
+        return nullptr;
+      }
+      return platform().fopen.real(path, mode);
+    });
+    EXPECT_EQ("J0", creator.generateJobID()) << error;
+    platform().fopen.setFake(nullptr);
+    EXPECT_EQ("J1", creator.generateJobID()) << error;
+  }
+  EXPECT_THAT(log.cycles(), IsEmpty());
+}
+
 TEST_F(JobIdentifierTest, DirectoryInPlaceOfTheCounterGivesJob0EachTime) {
   installation.directory.makeDirectory("data/velmo/jobid");
   EXPECT_EQ("J0", creator.generateJobID());
@@ -958,6 +995,22 @@ TEST_F(JobIdentifierTest, StaleLockFileTimesOutAfter30SecondsOfPauses) {
   EXPECT_THAT(log.cycles(),
               ElementsAre(line("CreateTaskFile::generateJobID exception: Semaphore timed out")));
   EXPECT_TRUE(exists(lockFile)) << "the lock of somebody else is left alone";
+}
+
+TEST_F(JobIdentifierTest, SignalsThatInterruptEachPauseEndTheWaitLongBefore30Seconds) {
+  installation.directory.writeFile("lock/semaphore_velmo_jobid", "");
+  int pauses = 0;
+  platform().nanosleep.setFake([&pauses](const timespec* pause, timespec*) {
+    EXPECT_LT(pause->tv_nsec, 1000000000);
+    ++pauses;
+    errno = EINTR;  // at once: no time has gone by
+    return -1;
+  });
+  platform().rand.setFake([] { return RAND_MAX; });  // 989 milliseconds each
+  EXPECT_EQ("", creator.generateJobID());
+  EXPECT_EQ(31, pauses);
+  EXPECT_THAT(log.lines(),
+              ElementsAre("CreateTaskFile::generateJobID exception: Semaphore timed out"));
 }
 
 TEST_F(JobIdentifierTest, LockThatIsReleasedInTimeIsWaitedFor) {
@@ -1107,10 +1160,16 @@ TEST_F(TaskIdentifierTest, IdentifierFollowsTheCounter) {
   }
 }
 
-TEST_F(TaskIdentifierTest, IdentifierBelow0GivesNoName) {
-  installation.counter.setValue(INT_MAX);
-  EXPECT_EQ(-1, submit("NORMAL"));
+TEST_F(TaskIdentifierTest, CounterSetToTheTopOrBelowMinus1FailsWithoutALineUntilItReaches0) {
+  for (const int counter : {INT_MAX, -3}) {
+    installation.counter.setValue(counter);
+    EXPECT_EQ(-1, submit("NORMAL")) << counter;
+    EXPECT_EQ(-1, submit("NORMAL")) << counter;
+  }
   EXPECT_THAT(installation.queue(), IsEmpty());
+  EXPECT_EQ(0, submit("NORMAL"));
+  EXPECT_EQ(0, installation.counter.value());
+  EXPECT_THAT(log.cycles(), IsEmpty());
 }
 
 TEST_F(TaskIdentifierTest, CallsAreMadeInOrderWithTheirArguments) {
@@ -1247,6 +1306,39 @@ TEST_F(TaskIdentifierTest, UninitialisedSemaphoreBlocksUntilSomebodyRaisesIt) {
     return platform().semop.real(id, op, count);
   });
   EXPECT_EQ(1, creator.generateTaskID());
+}
+
+TEST_F(TaskIdentifierTest, ObjectsThatTheServiceRemovedAreMadeAnewWithAValueThatBlocks) {
+  const UnusedKey key;
+  installation.environment.set("SHARED_VELMO_TASKID", key.text());
+  installation.environment.set("SEMAPHORE_VELMO_TASKID", key.text());
+  platform().semop.setFake([](int id, sembuf* op, size_t count) {
+    op->sem_flg |= IPC_NOWAIT;
+    EXPECT_EQ(-1, platform().semop.real(id, op, count));
+    EXPECT_EQ(EAGAIN, errno) << "the lock would not have blocked";
+    return -1;
+  });
+  EXPECT_EQ(-1, creator.generateTaskID());
+  EXPECT_TRUE(key.hasSemaphore());
+}
+
+TEST_F(TaskIdentifierTest, SignalThatInterruptsTheWaitFailsTheSubmissionAndTheNextOneSucceeds) {
+  bool isInterrupted = true;
+  platform().semop.setFake([&isInterrupted](int id, sembuf* op, size_t count) {
+    if (std::exchange(isInterrupted, false)) {
+      errno = EINTR;
+      return -1;
+    }
+    return platform().semop.real(id, op, count);
+  });
+  EXPECT_EQ(-1, submit("NORMAL"));
+  EXPECT_THAT(log.lines(), ElementsAre("Semaphore lock - semop failed for id:" +
+                                           std::to_string(installation.semaphore.id()),
+                                       "Couldn't lock the semaphore"));
+  EXPECT_THAT(installation.temporary(), IsEmpty());
+  EXPECT_THAT(installation.queue(), IsEmpty());
+  EXPECT_EQ(0, submit("NORMAL"));
+  EXPECT_THAT(installation.queue(), ElementsAre(firstName));
 }
 
 TEST_F(TaskIdentifierTest, SegmentThatIsTooSmallFailsShmget) {

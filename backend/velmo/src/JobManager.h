@@ -91,8 +91,8 @@ struct VELMO_EXPORT JobInfo {
 class VELMO_EXPORT JobManager {
  public:
   /// Touches no file.
-  /// @param jobDir          directory of the job files, which has to exist; empty: the root
-  ///                        directory
+  /// @param jobDir          directory of the job files, which has to exist and which only trusted
+  ///                        users may write to; empty: the root directory
   /// @param maxJobs         the most jobs held in memory; 0 counts as 1
   /// @param maxAge          seconds without use after which a job expires; 0: never. Below 0 a
   ///                        job has expired at once, unless its last use lies further than that in
@@ -123,7 +123,9 @@ class VELMO_EXPORT JobManager {
   /// older than the maximum age go with their files, and of the others the least recently used
   /// leave the memory but keep their files.
   ///
-  /// Mind that a file without an identifier does not get one: the new identifier is only in memory.
+  /// A file without an identifier does not get one: the new identifier is only in memory. So a
+  /// process that is killed between creating and writing a job file leaves an empty file, and from
+  /// then on each process has its own identifier for that key. Remove such a file by hand.
   /// @param jobKey  name of the file below the job directory, taken as it is: it may contain '/',
   ///                and be empty (the directory itself stands in the file's place then)
   /// @return the job, which stays the manager's; null only when the property getter itself has

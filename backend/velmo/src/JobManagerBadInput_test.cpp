@@ -40,6 +40,19 @@ TEST_F(JobManagerBadInputTest, EmptyFileGivesANewIdentifierAndStaysEmpty) {
   EXPECT_EQ("", contentsOf("a"));
 }
 
+TEST_F(JobManagerBadInputTest, EmptyFileSplitsItsKeyAmongTheManagersForGood) {
+  writeJob("a", "");
+  JobManager first = manager();
+  JobManager second = manager();
+  EXPECT_EQ("J0", first.findJobInfo("a")->m_id);
+  EXPECT_EQ("J1", second.findJobInfo("a")->m_id);
+  clock.advance(kMaxAge - 1);
+  EXPECT_EQ("J0", first.findJobInfo("a")->m_id);
+  clock.advance(kMaxAge - 1);
+  EXPECT_EQ("J1", second.findJobInfo("a")->m_id);
+  EXPECT_EQ("", contentsOf("a"));
+}
+
 TEST_F(JobManagerBadInputTest, TenMegabytesWithoutALineEndAreReadPieceByPiece) {
   std::string contents = "id=\"";
   contents.resize(10'000'000, 'x');

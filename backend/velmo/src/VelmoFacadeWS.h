@@ -58,8 +58,11 @@ class VELMO_EXPORT VelmoException : public std::runtime_error {
 /// - the calls block. The client sets no limit; the networking library's are 30 seconds for
 ///   connecting and 60 for every send and every receive, and the destructor waits once more.
 ///   Looking up the host's name has the resolver's limit;
-/// - a peer that has gone never raises SIGPIPE, in whichever thread. Dispositions and signal masks
-///   stay the program's;
+/// - a peer that has gone never raises SIGPIPE, in whichever thread. The calls leave dispositions
+///   and signal masks as they are. Loading the library blocks SIGPIPE in the loading thread;
+/// - fork() copies the object, and parent and child share the connection: if the child destroys its
+///   copy, it closes the parent's connection. Leave such a child with _exit(): exit() destroys
+///   static objects;
 /// - a control frame (ping, pong, close) counts as the reply, or a part of it, and pings are not
 ///   answered. An empty frame ends the reply. Both leave the real reply for the next call. A frame
 ///   above 8192 bytes is refused, and its payload is then taken for frames;

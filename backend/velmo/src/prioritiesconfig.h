@@ -20,8 +20,8 @@ namespace brix::velmo {
 class VELMO_EXPORT PrioritiesConfig : private imutils::Config {
  public:
   /// The object of the process, made at the first call and brought up to date at each: at most
-  /// every 10 seconds the file's modification time is looked at, and a newer file is read anew. It
-  /// belongs to the library and lives until the process ends.
+  /// every 10 seconds the file's modification time is looked at, and a newer file is read anew, as
+  /// imutils::Config::check() does. It belongs to the library and lives until the process ends.
   ///
   /// A file that cannot be opened although it exists is named on the standard error stream.
   /// @throws std::bad_alloc  when memory runs out; a later call tries again
