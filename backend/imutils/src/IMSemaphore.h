@@ -21,6 +21,9 @@ namespace brix::imutils {
 /// fork() copies the object, and with it the lock: if the child unlocks or destroys its copy, it
 /// removes the parent's lock file. Leave such a child with _exit(): exit() destroys static objects.
 ///
+/// A thread that is cancelled while it takes the lock holds it or leaves no file; the pauses of
+/// lock() can be cancelled.
+///
 /// Two objects of one name and directory exclude each other, in one process as between two. One
 /// object is used by one thread at a time. Running out of memory leaves as std::bad_alloc.
 class VELMO_EXPORT IMSemaphore {
