@@ -29,13 +29,18 @@ class ReportPriority : public JobPropertyGetter {
   }
 };
 
+std::string valueOf(const char* variable) {
+  const char* value = std::getenv(variable);
+  return value != nullptr ? value : "";
+}
+
 // The registry reports no failure: without a job identifier it still writes the job's file, and a
 // file without an identifier gives every later run a different one. So check first.
 bool isEnvironmentComplete() {
   bool isComplete = true;
   for (const char* variable : {"VAR", "TMP", "VELMO_HOME", "CONF", "DATA", "LOCK_VAR",
                                "SHARED_VELMO_TASKID", "SEMAPHORE_VELMO_TASKID"}) {
-    if (std::getenv(variable) == nullptr) {
+    if (valueOf(variable).empty()) {
       std::cerr << "not set: " << variable << '\n';
       isComplete = false;
     }
@@ -90,9 +95,9 @@ int main(int argc, char** argv) {
     return 1;
   }
   // The directory of the job files, one a job. It has to exist.
-  const std::string jobDirectory = argc > 1 ? argv[1] : std::getenv("VAR");
-  const std::string counterDirectory = std::string(std::getenv("DATA")) + "/velmo";
-  const std::string lockDirectory = std::getenv("LOCK_VAR");
+  const std::string jobDirectory = argc > 1 ? argv[1] : valueOf("VAR");
+  const std::string counterDirectory = valueOf("DATA") + "/velmo";
+  const std::string lockDirectory = valueOf("LOCK_VAR");
   if (!isDirectory(jobDirectory) || !isDirectory(counterDirectory) || !isDirectory(lockDirectory)) {
     return 1;
   }
