@@ -1,9 +1,9 @@
-// Hands two tasks of one job to the velmo service. The job is kept under a key of our choice, so
-// that every process and every later run that uses the same directory finds the same identifier
-// for it, until nobody has used it for a day.
+// Hands two tasks of one job to the velmo service. The job has a key that this program chooses.
+// Every process and every later run that uses the same directory and key gets the same job
+// identifier, until nobody has used the job for a day.
 //
-// The library learns from the environment where the service is. To try it without one, twice over
-// the same installation:
+// The environment tells the library where the service's directories and counters are. To try it
+// without a service, twice over the same installation:
 //
 //   velmo-standin --home DIR -- job_registry
 
@@ -11,9 +11,10 @@
 #include <velmo/JobManager.h>
 
 #include <cstdlib>
-#include <exception>
+#include <filesystem>
 #include <iostream>
 #include <string>
+#include <system_error>
 
 namespace {
 
@@ -28,13 +29,32 @@ class ReportPriority : public JobPropertyGetter {
   }
 };
 
-// The directory has to exist; each job has one file in it.
-std::string jobDirectory(int argumentCount, char** arguments) {
-  if (argumentCount > 1) {
-    return arguments[1];
+std::string valueOf(const char* variable) {
+  const char* value = std::getenv(variable);
+  return value != nullptr ? value : "";
+}
+
+// The registry reports no failure: without a job identifier it still writes the job's file, and a
+// file without an identifier gives every later run a different one. So check first.
+bool isEnvironmentComplete() {
+  bool isComplete = true;
+  for (const char* variable : {"VAR", "TMP", "VELMO_HOME", "CONF", "DATA", "LOCK_VAR",
+                               "SHARED_VELMO_TASKID", "SEMAPHORE_VELMO_TASKID"}) {
+    if (valueOf(variable).empty()) {
+      std::cerr << "not set: " << variable << '\n';
+      isComplete = false;
+    }
   }
-  const char* directory = std::getenv("VAR");
-  return directory != nullptr ? directory : ".";
+  return isComplete;
+}
+
+bool isDirectory(const std::string& path) {
+  std::error_code error;
+  if (!std::filesystem::is_directory(path, error)) {
+    std::cerr << "not a directory: " << path << '\n';
+    return false;
+  }
+  return true;
 }
 
 // The job's identifier goes into the names of its task files, its job information into the files.
@@ -42,7 +62,7 @@ bool submit(const JobInfo& job, const char* command) {
   const int result = createTaskFile("Normal", command, "sh", nullptr, job.m_id.c_str(), nullptr,
                                     job.m_jobInfo.c_str(), 0);
   if (result != 0) {
-    std::cerr << "not queued: " << command << " (the reason is in the system log)\n";
+    std::cerr << "not queued: " << command << " (see the system log)\n";
     return false;
   }
   std::cout << "queued: " << command << '\n';
@@ -56,7 +76,9 @@ bool submitReport(const std::string& directory) {
   // The manager owns the job; it stays valid until a later findJobInfo() drops it.
   const JobInfo* job = jobs.findJobInfo("daily-report");
   if (job->m_id.empty()) {
-    std::cerr << "no job identifier (the reason is in the system log)\n";
+    std::cerr << "no job identifier (see the system log)\n";
+    std::error_code ignored;
+    std::filesystem::remove(job->m_fileName, ignored);  // it has no identifier either
     return false;
   }
   std::cout << "job " << job->m_id << ", kept in " << job->m_fileName << '\n';
@@ -69,10 +91,15 @@ bool submitReport(const std::string& directory) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  try {
-    return submitReport(jobDirectory(argc, argv)) ? 0 : 1;
-  } catch (const std::exception& failure) {  // VELMO_HOME or CONF is not set
-    std::cerr << "cannot submit: " << failure.what() << '\n';
+  if (!isEnvironmentComplete()) {
     return 1;
   }
+  // The directory of the job files, one a job. It has to exist.
+  const std::string jobDirectory = argc > 1 ? argv[1] : valueOf("VAR");
+  const std::string counterDirectory = valueOf("DATA") + "/velmo";
+  const std::string lockDirectory = valueOf("LOCK_VAR");
+  if (!isDirectory(jobDirectory) || !isDirectory(counterDirectory) || !isDirectory(lockDirectory)) {
+    return 1;
+  }
+  return submitReport(jobDirectory) ? 0 : 1;
 }

@@ -1,29 +1,31 @@
 // Hands tasks to the velmo service by file: a job of three tasks of different urgency, and a child
 // of one of them.
 //
-// The library learns from the environment where the service is. To try it without one:
+// The environment tells the library where the service's directories and counters are. To try it
+// without a service:
 //
 //   velmo-standin -- submit_by_file
 
 #include <velmo/CreateTaskFile.h>
 
-#include <exception>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 
 namespace {
 
-// What the functions that submit return. The reason of a failure is in the system log.
+// Reports what the submitting functions return. The library logs the reason of a failure:
+// journalctl -t CreateTaskFile -t IMMemSemaphore
 bool isQueued(const char* what, int result) {
   switch (result) {
     case 0:
       std::cout << "queued: " << what << '\n';
       return true;
     case -1:
-      std::cerr << what << ": no task identifier; is the service running?\n";
+      std::cerr << what << ": no task identifier (see the system log); is the service running?\n";
       return false;
     default:  // 1
-      std::cerr << what << ": refused, or its file could not be written to the queue\n";
+      std::cerr << what << ": refused, or not written to the queue (see the system log)\n";
       return false;
   }
 }
@@ -33,7 +35,7 @@ bool submitJob() {
   // which this pointer does.
   const std::unique_ptr<char[]> jobId(generateJobID());
   if (jobId[0] == '\0') {
-    std::cerr << "no job identifier\n";
+    std::cerr << "no job identifier (see the system log)\n";
     return false;
   }
   const char* job = jobId.get();
@@ -61,8 +63,8 @@ bool submitJob() {
 int main() {
   try {
     return submitJob() ? 0 : 1;
-  } catch (const std::exception& failure) {  // VELMO_HOME or CONF is not set
-    std::cerr << "cannot submit: " << failure.what() << '\n';
+  } catch (const std::logic_error&) {
+    std::cerr << "cannot submit: VELMO_HOME or CONF is not set\n";
     return 1;
   }
 }

@@ -1,7 +1,7 @@
 // Hands tasks to the velmo service by message: two tasks of one job, over one connection.
 //
-// The library finds the service in the installation's modules.xml, at a place that is compiled in.
-// A program that looks elsewhere says so before it connects. To try it without a service:
+// The library finds the service in the installation's modules.xml, whose path is compiled in. A
+// program that uses another file sets the path before it connects. To try it without a service:
 //
 //   velmo-standin --port 0 -- submit_by_message
 
@@ -9,19 +9,37 @@
 #include <velmo/VelmoFacade.h>
 #include <velmo/VelmoFacadeWS.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
+#include <fstream>
 #include <iostream>
+#include <memory>
 #include <string>
 
 namespace {
 
-void submitJob() {
-  VelmoFacade service;  // connects, for as long as the object lives
+// The machine and port that VelmoFacade connects to: of several hosts that run the service, the
+// last one counts.
+std::string endpointIn(const SystemConfig& config) {
+  std::string endpoint = "no host";
+  for (const MachineConfig& machine : config.getMachines()) {
+    for (const HostConfig& host : machine.getHosts()) {
+      for (const ModuleType module : host.getModules()) {
+        if (module == Velmo) {
+          endpoint = machine.getHostname() + ':' + std::to_string(host.getWebSocketPort());
+        }
+      }
+    }
+  }
+  return endpoint;
+}
 
+void submitTasks(VelmoFacade& service) {
   // Class, command, kind of command, adjustment, job, sub-job, job information, priority within the
-  // class. An empty text stands for none; an empty job for a new one. What comes back is the name
-  // that the service gave the task.
+  // class. An empty text means none; an empty job means a new one. The call returns the name that
+  // the service gave the task.
   const std::string collect = service.addTask("Normal", "echo collect", TASK_SHELL_SCRIPT, "",
                                               "J12", "0_report", "#1USE=demo#1JNA=report", 0);
   std::cout << "collect: " << collect << '\n';
@@ -30,19 +48,44 @@ void submitJob() {
   std::cout << "notify: " << notify << '\n';
 }
 
+void connectAndSubmit() {
+  auto service = std::make_unique<VelmoFacade>();
+  try {
+    submitTasks(*service);
+  } catch (const VelmoException&) {
+    // Closing a connection that the service has broken ends the process, so this client is leaked
+    // on purpose. A service that breaks the connection after its last reply still ends the process,
+    // when the client is destroyed: no program can catch that. One that has to survive it submits
+    // from a child process. See "What the library does to the program around it", host-safety.md.
+    static_cast<void>(service.release());
+    throw;
+  }
+}
+
 }  // namespace
 
 int main() {
   if (const char* modulesXml = std::getenv("VELMO_MODULES_XML")) {
     SystemConfig::s_szModulesXml = modulesXml;
   }
+  const std::string path = SystemConfig::s_szModulesXml;
+  // The parser throws the same exception for a missing file and an ill-formed one.
+  if (!std::ifstream(path)) {
+    std::cerr << "cannot read " << path << ": " << std::strerror(errno) << '\n';
+    return 1;
+  }
+  std::string endpoint;
   try {
-    submitJob();
+    endpoint = endpointIn(SystemConfig(path));
+    connectAndSubmit();
     return 0;
   } catch (const VelmoException& failure) {  // not configured, not reachable, or not answered
-    std::cerr << "cannot submit: " << failure.what() << '\n';
-  } catch (const std::exception& failure) {  // modules.xml cannot be read
-    std::cerr << "cannot find the service: " << failure.what() << '\n';
+    std::cerr << "cannot submit: " << failure.what() << " (" << path << " names " << endpoint
+              << ")\n";
+  } catch (const std::exception& failure) {
+    // The reason is in Poco::Exception::displayText(), for programs that use the POCO headers.
+    std::cerr << path << " is not well-formed XML (" << failure.what() << "); try: xmllint --noout "
+              << path << '\n';
   }
   return 1;
 }

@@ -1,7 +1,8 @@
 #!/bin/sh
 # The Markdown pages against the tree:
 # - each link of a page within the tree leads to a file, and to a heading where it names one;
-# - the table of units in architecture.md says what each unit of the library includes.
+# - the table of units in architecture.md says what each unit of the library includes;
+# - the table of CMake options in README.md has those that there are.
 # usage: pages_test.sh SOURCE_DIR
 set -eu
 cd "$1"
@@ -74,5 +75,13 @@ sed -n '/^| Unit |/,/^$/p' docs/architecture.md | sed '1,2d; s/[`,]//g' |
   }' | sort >"$directory/page"
 diff "$directory/sources" "$directory/page" ||
   fail 'what units include: in the sources (<), in architecture.md (>)'
+
+echo '== options =='
+# CTest's module brings the first one.
+{ echo BUILD_TESTING && sed -n 's/^option(\([A-Z_]*\) .*/\1/p' CMakeLists.txt; } |
+  sort >"$directory/sources"
+sed -n '/^| CMake option |/,/^$/s/^| .\([A-Z_]*\). .*/\1/p' README.md | sort >"$directory/page"
+diff "$directory/sources" "$directory/page" ||
+  fail 'CMake options: in CMakeLists.txt (<), in README.md (>)'
 
 [ ! -e "$directory/failed" ]

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Builds the first program of README.md, as it stands there, against the installed package, and runs it
-# under the installed stand-in: its task is run.
+# Builds the first program of README.md, as it stands there, against the installed package. Under the
+# installed stand-in its task is run. Without the environment it says what is missing, and ends with 1.
 # usage: readme_program_test.sh README PREFIX STANDIN COMPILER [FLAGS]
 set -eu
 readme=$1
@@ -25,3 +25,17 @@ name=0500.TIME.standin-J0.S0.TTIME-1.R0000.sh
 expect 'the task' "priority 0500, created TIME, job standin-J0, sub-job 0, task 1, relative 0, \
 type sh: exit 0, output in var/log/$name.log
 ./$name.log:hello" "$(tasks_of "$standin" "$directory/build/readme_program")"
+
+# $directory/home is the installation of the run before: with its directories but without its
+# priorities, and with nothing at all.
+expect_refusal() {
+  expect "$1" 'cannot submit: VELMO_HOME or CONF is not set
+exit 1' "$(cd "$directory" && shift && "$@" 2>&1 || echo "exit $?")"
+}
+program=$directory/build/readme_program
+expect_refusal 'without any variable' env -i "$program"
+expect_refusal 'without VELMO_HOME' env -i CONF="$directory/home/conf" "$program"
+expect_refusal 'without CONF' env -i VELMO_HOME="$directory/home/home" "$program"
+expect 'without the task counter' 'not queued: -1, see the system log
+exit 1' "$(cd "$directory" && env -i CONF=conf VELMO_HOME=home DATA=home/data LOCK_VAR=. "$program" 2>&1 ||
+  echo "exit $?")"
