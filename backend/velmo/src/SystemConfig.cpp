@@ -159,10 +159,9 @@ class Reader final : public Poco::XML::XMLFilterImpl {
     }
   }
 
-  // Nobody hears of the rest of the block, and no other block is read.
+  // The builder gets no more elements of this block, and no other block is read.
   void stop() {
     getParent()->setContentHandler(nullptr);
-    getParent()->setProperty(PROPERTY_LEXICAL_HANDLER, static_cast<void*>(nullptr));
     m_stream.setstate(std::ios::badbit);
   }
 

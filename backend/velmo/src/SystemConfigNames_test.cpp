@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ModulesFile.h"
+#include "NamedPipe.h"
 #include "ParserOutcome.h"
 #include "SystemConfig.h"
 
@@ -121,6 +122,12 @@ TEST_F(SystemConfigNamesTest, IllFormedFileOfManyNamesThrowsWhatComesFirst) {
   const std::string path = directory.writeFile(
       "modules.xml", "<system>" + elements(kLimit - 1) + "</nonsense>" + elements(kLimit));
   EXPECT_THROW(const SystemConfig config(path), Poco::XML::SAXParseException);
+}
+
+TEST_F(SystemConfigNamesTest, PipeIsRefusedAtItsFirstNameTooManyWhileItsWriterStays) {
+  const velmo::test::NamedPipe pipe(directory.path("pipe"));
+  pipe.write("<system>" + elements(kLimit) + "<!-- c --></system>\n");
+  EXPECT_THROW(const SystemConfig config(pipe.path()), Poco::PoolOverflowException);
 }
 
 // A DOMParser would end the process.
