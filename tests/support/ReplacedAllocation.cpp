@@ -1,5 +1,6 @@
 #include "ReplacedAllocation.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <new>
 
@@ -8,24 +9,36 @@ namespace velmo::test {
 long g_made = 0;
 long g_alive = 0;
 long g_untilFailure = -1;
+bool g_failsForGood = false;
 
 }  // namespace velmo::test
 
 namespace {
 
 using velmo::test::g_alive;
+using velmo::test::g_failsForGood;
 using velmo::test::g_made;
 using velmo::test::g_untilFailure;
 
-void* allocate(std::size_t size) noexcept {
+bool mayAllocate() noexcept {
   if (g_untilFailure == 0) {
-    g_untilFailure = -1;
-    return nullptr;
+    if (!g_failsForGood) {
+      g_untilFailure = -1;
+    }
+    errno = ENOMEM;
+    return false;
   }
   if (g_untilFailure > 0) {
     --g_untilFailure;
   }
   ++g_made;
+  return true;
+}
+
+void* allocate(std::size_t size) noexcept {
+  if (!mayAllocate()) {
+    return nullptr;
+  }
   ++g_alive;
   return std::malloc(size != 0 ? size : 1);
 }
@@ -44,6 +57,28 @@ void release(void* memory) noexcept {
 }
 
 }  // namespace
+
+namespace velmo::test {
+
+void* countedMalloc(std::size_t size) noexcept {
+  return allocate(size);
+}
+
+void* countedRealloc(void* memory, std::size_t size) noexcept {
+  if (memory == nullptr) {
+    return allocate(size);
+  }
+  if (!mayAllocate()) {
+    return nullptr;
+  }
+  return std::realloc(memory, size);
+}
+
+void countedFree(void* memory) noexcept {
+  release(memory);
+}
+
+}  // namespace velmo::test
 
 void* operator new(std::size_t size) {
   return allocateOrThrow(size);

@@ -1,33 +1,35 @@
 #include "SystemConfig.h"
 
 #include <Poco/DOM/AutoPtr.h>
-#include <Poco/DOM/DOMParser.h>
+#include <Poco/DOM/DOMBuilder.h>
 #include <Poco/DOM/Document.h>
 #include <Poco/DOM/Element.h>
-#include <Poco/MemoryStream.h>
 #include <Poco/NumberParser.h>
 #include <Poco/SAX/InputSource.h>
 #include <Poco/SAX/SAXParser.h>
+#include <Poco/SAX/XMLFilterImpl.h>
+#include <Poco/XML/XMLException.h>
 
-#include <array>
-#include <cstddef>
+#include <cerrno>
+#include <exception>
 #include <fstream>
+#include <istream>
 #include <new>
 #include <optional>
 #include <utility>
 
-// What the parser throws passes unchanged; whatever the file lacks otherwise has a default, and
-// nobody is told.
+// What the parser throws passes unchanged. Whatever else the file lacks has a default, and is not
+// reported.
 
 using Poco::XML::AutoPtr;
 using Poco::XML::Document;
 using Poco::XML::Element;
+using Poco::XML::InputSource;
 using Poco::XML::Node;
 
 namespace {
 
 constexpr int kNoPort = -1;
-constexpr std::size_t kBlockSize = 8192;
 
 // --- one element at a time ---
 
@@ -104,46 +106,82 @@ std::vector<MachineConfig> readMachines(const Document& document) {
   return machines;
 }
 
-// Whether the file could be opened is not asked: the parser throws when it finds nothing to read.
-std::string readFile(const std::string& path) {
-  std::ifstream file(path);
-  std::array<char, kBlockSize> block{};
-  std::string text;
-  do {
-    file.read(block.data(), block.size());
-    text.append(block.data(), static_cast<std::size_t>(file.gcount()));
-  } while (file);
-  return text;
+// --- parsing ---
+
+// A DOMParser without a name pool is a SAXParser with these two features under a DOMBuilder.
+// Partial reads hand the parser what has arrived instead of waiting for a full block.
+void configure(Poco::XML::SAXParser& parser) {
+  parser.setFeature(Poco::XML::XMLReader::FEATURE_NAMESPACES, true);
+  parser.setFeature(Poco::XML::XMLReader::FEATURE_NAMESPACE_PREFIXES, true);
+  parser.setFeature(Poco::XML::SAXParser::FEATURE_PARTIAL_READS, true);
 }
 
-// Throws what the parser has against the text, before there is a tree: the one of an ill-formed
-// text the parser releases itself, and a deep one exhausts the stack.
-void checkWellFormed(const std::string& text) {
-  Poco::MemoryInputStream stream(text.data(), static_cast<std::streamsize>(text.size()));
-  Poco::XML::InputSource source(stream);
-  Poco::XML::SAXParser().parse(&source);
-}
+// Stands between the two. A DOMBuilder releases the tree of a failed parse recursively, and a deep
+// tree would overflow the stack. So the failure is kept back, and the builder returns the partial
+// tree. Only standard exceptions are caught: the cancellation of a thread must go on.
+class Reader final : public Poco::XML::XMLFilterImpl {
+ public:
+  Reader(Poco::XML::SAXParser& parser, std::istream& stream)
+      : XMLFilterImpl(&parser), m_stream(stream) {}
 
-AutoPtr<Document> parse(const std::string& text) {
-  Poco::MemoryInputStream stream(text.data(), static_cast<std::streamsize>(text.size()));
-  Poco::XML::InputSource source(stream);
-  return Poco::XML::DOMParser().parse(&source);
-}
+  using XMLFilterImpl::parse;
 
-// The document's pool takes over what leaves the tree. A node that the pool has no memory for
-// belongs to nobody.
+  void parse(InputSource* source) override {
+    try {
+      XMLFilterImpl::parse(source);
+    } catch (const std::exception&) {
+      keepFailure();
+    }
+  }
+
+  // An exception that passes through the parser underneath, which is written in C, leaks.
+  void startElement(const std::string& uri, const std::string& localName, const std::string& name,
+                    const Poco::XML::Attributes& attributes) override {
+    try {
+      XMLFilterImpl::startElement(uri, localName, name, attributes);
+    } catch (const std::exception&) {
+      keepFailure();
+      stop();
+    }
+  }
+
+  void rethrowFailure() const {
+    if (m_failure != nullptr) {
+      std::rethrow_exception(m_failure);
+    }
+  }
+
+ private:
+  // The first one counts: the end of the stream is a fault too.
+  void keepFailure() {
+    if (m_failure == nullptr) {
+      m_failure = std::current_exception();
+    }
+  }
+
+  // The builder gets no more elements of this block, and no other block is read.
+  void stop() {
+    getParent()->setContentHandler(nullptr);
+    m_stream.setstate(std::ios::badbit);
+  }
+
+  std::istream& m_stream;
+  std::exception_ptr m_failure;
+};
+
+// A node that is removed goes to the document's pool. If the pool has no memory for it, the node is
+// out of the tree already and belongs to nobody.
 void removeLeaf(Document& document, Node& parent, Node* leaf) {
   try {
     parent.removeChild(leaf);
   } catch (const std::bad_alloc&) {
     leaf->release();
-    throw;
   }
   document.collectGarbage();
 }
 
-// Takes the nodes away from the leaves up. A node that is released releases those below it, each
-// level on top of the other on the stack, which a deep file would exhaust.
+// Takes the nodes away from the leaves up: a node releases its children recursively, and a deep
+// tree would overflow the stack.
 void takeApart(Document& document) {
   document.suspendEvents();
   Node* node = &document;
@@ -158,6 +196,36 @@ void takeApart(Document& document) {
     }
     node = parent;
   }
+}
+
+// Owns a document that may be deep.
+class Tree {
+ public:
+  explicit Tree(Document* document) : m_document(document) {}
+  ~Tree() {
+    takeApart(*m_document);
+  }
+  Tree(const Tree&) = delete;
+  Tree& operator=(const Tree&) = delete;
+
+  const Document& document() const {
+    return *m_document;
+  }
+
+ private:
+  AutoPtr<Document> m_document;
+};
+
+// Whether the file could be opened is not tested: the parser throws when there is nothing to read.
+std::vector<MachineConfig> readFile(const std::string& path) {
+  std::ifstream file(path);
+  InputSource source(file);
+  Poco::XML::SAXParser parser;
+  configure(parser);
+  Reader reader(parser, file);
+  const Tree tree(Poco::XML::DOMBuilder(reader).parse(&source));
+  reader.rethrowFailure();
+  return readMachines(tree.document());
 }
 
 }  // namespace
@@ -202,12 +270,18 @@ const std::vector<HostConfig>& MachineConfig::getHosts() const {
   return m_hosts;
 }
 
+// The parser reports a failed allocation as an exception of its own, at times as a fault of the
+// text. errno tells the two apart.
 SystemConfig::SystemConfig(const std::string& path) {
-  const std::string text = readFile(path);
-  checkWellFormed(text);
-  AutoPtr<Document> document = parse(text);
-  m_machines = readMachines(*document);
-  takeApart(*document);
+  errno = 0;
+  try {
+    m_machines = readFile(path);
+  } catch (const Poco::XML::XMLException&) {
+    if (errno == ENOMEM) {
+      throw std::bad_alloc();
+    }
+    throw;
+  }
 }
 
 const std::vector<MachineConfig>& SystemConfig::getMachines() const {

@@ -101,22 +101,34 @@ class VELMO_EXPORT MachineConfig {
 /// a sign may stand in front; anything else, a missing attribute or a number beyond an int is -1. A
 /// sign or commas without a digit are 0.
 ///
-/// The file is read whole in the constructor, and never again. A copy is independent. Objects may
-/// be made on several threads at a time.
+/// The file is read in the constructor, and never again. A copy is independent. Objects may be made
+/// on several threads at a time.
 class VELMO_EXPORT SystemConfig {
  public:
   /// Reads the file. Other files that it names are not fetched; one that uses the text of such a
   /// file counts as not well-formed.
   ///
-  /// Holds the file and all its nodes in memory meanwhile. Elements may be nested to any depth.
-  /// Entities that are defined by one another the parser follows on the stack: on a stack of 8 MB a
-  /// chain of 20,000 is read, and one of 40,000 ends the process.
+  /// The file is parsed while it is read: the constructor throws at the first fault and reads no
+  /// further. If the path is a pipe, the call blocks until a fault has arrived or the last writer
+  /// has closed the pipe.
+  ///
+  /// Holds all nodes of the file in memory meanwhile. Elements may be nested to any depth. Entities
+  /// that are defined by one another the parser follows on the stack: on a stack of 8 MB a chain of
+  /// 20,000 is read, and one of 40,000 ends the process.
+  ///
+  /// The time for one tag or comment grows with the square of its length: the parser scans it anew
+  /// with every block of 4 KB. A tag of 5 MB took 5 s, one of 10 MB 17 s, one of 20 MB 65 s. Texts
+  /// between tags are not affected.
   /// @param path  path of the file; empty: no such file
   /// @throws Poco::XML::SAXParseException  when the file is missing, cannot be read, is empty, a
   ///                                       directory or not well-formed: what the parser throws,
   ///                                       unchanged. It is a Poco::Exception and a std::exception;
   ///                                       what() tells its name alone, displayText() the reason.
-  /// @throws std::bad_alloc                when memory runs out
+  /// @throws Poco::PoolOverflowException   when the elements and attributes of the file have more
+  ///                                       than 509 different names, the parser's limit. A name
+  ///                                       under another prefix, or in another namespace, is
+  ///                                       another name. A Poco::Exception too.
+  /// @throws std::bad_alloc                when memory runs out, in the parser too
   SystemConfig(const std::string& path);
 
   /// The machines in document order. The reference lives as long as the object.

@@ -29,6 +29,8 @@ class VELMO_EXPORT VelmoFacade {
   ///                                       SystemConfig::s_szModulesXml is null
   /// @throws Poco::XML::SAXParseException  when the file is missing, cannot be read or is not
   ///                                       well-formed; see SystemConfig::SystemConfig()
+  /// @throws Poco::PoolOverflowException   when the file has more than 509 different names; see
+  ///                                       SystemConfig::SystemConfig()
   /// @throws VelmoException                "Velmo not configured in modules.xml", when no host runs
   ///                                       the module, when the last one has no port (or -1) or
   ///                                       its machine no host name, and when `system` is not the
