@@ -234,6 +234,17 @@ TEST_F(StandinPortTest, FragmentsAreReassembledAlsoWithAPingBetweenThem) {
   EXPECT_EQ(command + "\n#1USE=u#1JNA=n\n", textOf(queueFileOf(name)));
 }
 
+TEST_F(StandinPortTest, EmptyFragmentInTheMiddleOfAMessageIsTaken) {
+  const std::string message = completeRequest().SerializeAsString();
+  const auto client = clientOf(m_standin);
+  client->sendFrame(kBinary, message.substr(0, 10));
+  client->sendFrame(kContinuation, "");
+  client->sendFrame(kContinuation, message.substr(10));
+  client->sendFrame(kLastContinuation, "");
+  EXPECT_THAT(taskNameFrom(client->receiveFrame()->payload), HasSubstr(".J12.S3_x."));
+  EXPECT_EQ("", m_standin.errors());
+}
+
 TEST_F(StandinPortTest, ClientsAtTheSameTimeGetDifferentTasks) {
   std::vector<std::unique_ptr<WebSocketClient>> clients(40);
   for (auto& client : clients) {
@@ -273,15 +284,31 @@ TEST_F(StandinPortTest, PingIsAnsweredWithAPongOfTheSamePayload) {
   EXPECT_EQ("payload", frame->payload);
 }
 
-TEST_F(StandinPortTest, CloseIsAnsweredWithCloseAndTheEndOfTheConnection) {
-  const auto client = clientOf(m_standin);
-  client->sendFrame(kFinal | kClose, closePayload(1000, ""));
-  const std::optional<WebSocketFrame> frame = client->receiveFrame();
-  ASSERT_TRUE(frame);
-  EXPECT_EQ(kFinal | kClose, frame->flags);
-  EXPECT_EQ(closePayload(1000, ""), frame->payload);
-  EXPECT_EQ("", client->receiveAll());
+TEST_F(StandinPortTest, CloseIsAnsweredWithItsCodeAndReasonAndTheEndOfTheConnection) {
+  for (const std::string& payload :
+       {closePayload(1000, ""), closePayload(1001, "caf\xc3\xa9"), closePayload(4999, "own")}) {
+    const auto client = clientOf(m_standin);
+    client->sendFrame(kFinal | kClose, payload);
+    const std::optional<WebSocketFrame> frame = client->receiveFrame();
+    ASSERT_TRUE(frame);
+    EXPECT_EQ(kFinal | kClose, frame->flags);
+    EXPECT_EQ(payload, frame->payload);
+    EXPECT_EQ("", client->receiveAll());
+  }
   EXPECT_EQ("", m_standin.errors());
+}
+
+TEST_F(StandinPortTest, CloseWithoutACodeIsAnsweredWith1000) {
+  const auto client = clientOf(m_standin);
+  client->sendFrame(kFinal | kClose, "");
+  EXPECT_EQ(closePayload(1000, ""), client->receiveFrame()->payload);
+}
+
+TEST_F(StandinPortTest, MalformedCloseIsAnsweredWith1002) {
+  expectRefused(kFinal | kClose, "x", 1002, "a close frame of one byte");
+  expectRefused(kFinal | kClose, closePayload(1005, ""), 1002, "a close frame with the code 1005");
+  expectRefused(kFinal | kClose, closePayload(1000, "\xff"), 1002,
+                "a close frame whose reason is not UTF-8");
 }
 
 TEST_F(StandinPortTest, ClientThatGoesWithoutACloseIsNoFault) {
@@ -347,6 +374,37 @@ TEST_F(StandinPortTest, NameThatIsTooLongIsRefusedAndLeavesNothing) {
   EXPECT_THAT(namesIn(m_standin.home() / "var/taskqueue"), IsEmpty());
 }
 
+// The path before the characters has any length: one of three lengths cuts within a character.
+TEST_F(StandinPortTest, ReasonOfACloseIsCutBetweenCharacters) {
+  const std::string euro = "\xe2\x82\xac";
+  for (const std::string start : {"j", "jj", "jjj"}) {
+    const auto client = clientOf(m_standin);
+    client->sendFrame(kFinal | kBinary, requestWith([&](AddTaskRequest& request) {
+                        std::string job = start;
+                        for (int i = 0; i < 80; ++i) {
+                          job += euro;
+                        }
+                        request.set_jobid(job);
+                      }));
+    const std::string payload = client->receiveFrame()->payload;
+    EXPECT_GT(payload.size(), 122U);
+    EXPECT_LE(payload.size(), 125U);
+    std::string characters = payload.substr(payload.find(euro));
+    while (characters.substr(0, 3) == euro) {
+      characters.erase(0, 3);
+    }
+    EXPECT_EQ("", characters);
+  }
+}
+
+TEST_F(StandinPortTest, RequestWithoutAMaskIsRefused) {
+  const auto client = clientOf(m_standin);
+  client->send("\x82\x01x");
+  EXPECT_EQ(closePayload(1002, "a frame without a mask"), client->receiveFrame()->payload);
+  EXPECT_EQ("", client->receiveAll());
+  EXPECT_EQ("velmo-standin: refused a message: a frame without a mask\n", m_standin.errors());
+}
+
 TEST_F(StandinPortTest, FramesOutOfOrderAreRefused) {
   expectRefused(kLastContinuation, "x", 1002, "a continuation that continues nothing");
   expectRefused(kFinal | 0x3, "x", 1002, "a frame with the flags 131");
@@ -372,6 +430,17 @@ TEST_F(StandinPortTest, ConnectionThatEndsWithinAMessageIsReported) {
     const auto client = clientOf(m_standin);
     client->sendFrame(kBinary, "x");
     awaitReading(*client);
+  }
+  EXPECT_TRUE(waitUntil([this] { return !m_standin.errors().empty(); }));
+  EXPECT_EQ("velmo-standin: refused a message: cut short, the connection has ended\n",
+            m_standin.errors());
+}
+
+TEST_F(StandinPortTest, ConnectionThatEndsWithinAFrameIsReported) {
+  {
+    const auto client = clientOf(m_standin);
+    client->send(clientFrame(kFinal | kPing, "", "abcd") + "\x82");
+    EXPECT_EQ(kFinal | kPong, client->receiveFrame()->flags);
   }
   EXPECT_TRUE(waitUntil([this] { return !m_standin.errors().empty(); }));
   EXPECT_EQ("velmo-standin: refused a message: cut short, the connection has ended\n",

@@ -1,11 +1,14 @@
 #include "Service.h"
 
+#include <Poco/Buffer.h>
 #include <Poco/Net/HTTPRequestHandler.h>
 #include <Poco/Net/HTTPRequestHandlerFactory.h>
 #include <Poco/Net/HTTPServer.h>
 #include <Poco/Net/HTTPServerParams.h>
 #include <Poco/Net/HTTPServerRequest.h>
+#include <Poco/Net/HTTPServerRequestImpl.h>
 #include <Poco/Net/HTTPServerResponse.h>
+#include <Poco/Net/HTTPServerSession.h>
 #include <Poco/Net/NetException.h>
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Net/SocketAddress.h>
@@ -74,6 +77,14 @@ void refuse(const HTTPServerRequest& request, HTTPServerResponse& response,
   response.sendBuffer(text.data(), text.size());
 }
 
+// What the client has sent behind its handshake, before that is answered. The WebSocket would keep
+// it to itself.
+std::string readAheadOf(HTTPServerRequest& request) {
+  Poco::Buffer<char> bytes(0);
+  dynamic_cast<Poco::Net::HTTPServerRequestImpl&>(request).session().drainBuffer(bytes);
+  return {bytes.begin(), bytes.size()};
+}
+
 // @return null when the request is no handshake, and is refused
 std::unique_ptr<WebSocket> shakeHands(HTTPServerRequest& request, HTTPServerResponse& response) {
   try {
@@ -106,8 +117,9 @@ class Handler : public HTTPRequestHandler {
  private:
   void serve(HTTPServerRequest& request, HTTPServerResponse& response) {
     try {
+      const std::string readAhead = readAheadOf(request);
       if (const std::unique_ptr<WebSocket> socket = shakeHands(request, response)) {
-        ServiceConnection(*socket, m_submitter, m_gate).serve();
+        ServiceConnection(*socket, readAhead, m_submitter, m_gate).serve();
       }
     } catch (const Poco::Exception& failure) {
       report("lost a connection: " + failure.displayText());
