@@ -21,6 +21,7 @@
 
 #include <exception>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 
@@ -59,8 +60,9 @@ ServerSocket listenOn(std::uint16_t port) {
     socket.bind(Poco::Net::SocketAddress(kHost, port), reuseAddress, reusePort);
     socket.listen(kWaitingClients);
   } catch (const Poco::Exception& failure) {
-    throw std::system_error(failure.code(), std::generic_category(),
-                            fmt::format("cannot listen on {} port {}", kHost, port));
+    throw std::runtime_error(
+        fmt::format("cannot listen on {} port {}: {}; --port 0 takes any free port", kHost, port,
+                    std::generic_category().message(failure.code())));
   }
   fcntl(socket.impl()->sockfd(), F_SETFD, FD_CLOEXEC);
   return socket;
