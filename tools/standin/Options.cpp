@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstddef>
 #include <system_error>
+#include <utility>
 
 #include "Environment.h"
 #include "Report.h"
@@ -127,42 +128,59 @@ std::string leftoverFault(const OwnArguments& arguments, const std::vector<std::
          " --" + joined(leftover);
 }
 
-std::variant<Options, int> parse(const OwnArguments& arguments, Options options) {
-  CLI::App app;
-  app.name("velmo-standin");
-  app.prefix_command();
-  app.formatter_fn([](const CLI::App*, const std::string&, CLI::AppFormatMode) { return kHelp; });
-  app.set_version_flag("--version", "velmo-standin " VELMO_STANDIN_VERSION);
-  std::string home;
-  const CLI::Option* homeOption = app.add_option("--home", home);
-  app.add_flag("--keep", options.keep);
-  std::string port;
-  const CLI::Option* portOption = app.add_option("--port", port)->expected(0, 1);
-  bool noRun = false;
-  app.add_flag("--no-run", noRun);
-  app.add_flag("--show-output", options.showOutput);
-  app.add_flag("--fail-on-task", options.failOnTask);
-  try {
-    // The parser takes them from the back.
-    app.parse(std::vector<std::string>(arguments.texts.rbegin(), arguments.texts.rend()));
-    if (*homeOption && home.empty()) {
-      throw CLI::ValidationError("--home", "the directory is empty");
+// The parser with the values that it fills.
+class Parser {
+ public:
+  explicit Parser(Options options) : m_options(std::move(options)) {
+    m_app.name("velmo-standin");
+    m_app.prefix_command();
+    m_app.formatter_fn(
+        [](const CLI::App*, const std::string&, CLI::AppFormatMode) { return kHelp; });
+    m_app.set_version_flag("--version", "velmo-standin " VELMO_STANDIN_VERSION);
+    m_homeOption = m_app.add_option("--home", m_home);
+    m_app.add_flag("--keep", m_options.keep);
+    m_app.add_flag("--no-run", m_noRun);
+    m_app.add_flag("--show-output", m_options.showOutput);
+    m_app.add_flag("--fail-on-task", m_options.failOnTask);
+    m_portOption = m_app.add_option("--port", m_port)->expected(0, 1);
+  }
+
+  std::variant<Options, int> parse(const OwnArguments& arguments) {
+    try {
+      // The parser takes them from the back.
+      m_app.parse(std::vector<std::string>(arguments.texts.rbegin(), arguments.texts.rend()));
+      if (*m_homeOption && m_home.empty()) {
+        throw CLI::ValidationError("--home", "the directory is empty");
+      }
+    } catch (const CLI::ParseError& outcome) {
+      const bool isAnswer = outcome.get_exit_code() == 0;  // the help or the version
+      return isAnswer ? m_app.exit(outcome) : usageError(outcome);
     }
-  } catch (const CLI::ParseError& outcome) {
-    const bool isAnswer = outcome.get_exit_code() == 0;  // the help or the version
-    return isAnswer ? app.exit(outcome) : usageError(outcome);
+    return check(arguments);
   }
-  options.port = portFrom(port);
-  if (*portOption && !options.port) {
-    return usageError(portFault(port, arguments.areSeparated));
+
+ private:
+  std::variant<Options, int> check(const OwnArguments& arguments) {
+    m_options.port = portFrom(m_port);
+    if (*m_portOption && !m_options.port) {
+      return usageError(portFault(m_port, arguments.areSeparated));
+    }
+    if (const std::vector<std::string> leftover = m_app.remaining(); !leftover.empty()) {
+      return usageError(leftoverFault(arguments, leftover));
+    }
+    m_options.home = m_home;
+    m_options.run = !m_noRun;
+    return m_options;
   }
-  if (const std::vector<std::string> leftover = app.remaining(); !leftover.empty()) {
-    return usageError(leftoverFault(arguments, leftover));
-  }
-  options.home = home;
-  options.run = !noRun;
-  return options;
-}
+
+  Options m_options;
+  CLI::App m_app;
+  std::string m_home;
+  std::string m_port;
+  bool m_noRun = false;
+  const CLI::Option* m_homeOption = nullptr;
+  const CLI::Option* m_portOption = nullptr;
+};
 
 }  // namespace
 
@@ -178,7 +196,7 @@ std::variant<Options, int> parseOptions(int argc, const char* const* argv) {
       return usageError(CLI::RequiredError("COMMAND behind --"));
     }
   }
-  return parse({{arguments.begin(), separator}, separator != arguments.end()}, options);
+  return Parser(options).parse({{arguments.begin(), separator}, separator != arguments.end()});
 }
 
 }  // namespace standin

@@ -80,7 +80,7 @@ void TaskRunner::finish() {
   m_task.reset();
 }
 
-// A log that is removed at the end is not named: whoever reads the report would look for it then.
+// A log that is removed at the end is not named: readers look for it after the end.
 std::string TaskRunner::outcomeOf(const RunningTask& task, const ChildEnd& end) const {
   const std::string outcome =
       fmt::format("{}: {} {}", task.description, end.bySignal ? "signal" : "exit", end.number);
