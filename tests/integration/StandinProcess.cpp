@@ -86,8 +86,9 @@ std::string TestTask::description() const {
          ", relative 2, type " + type;
 }
 
-std::string TestTask::ranLine(const std::string& outcome) const {
-  return description() + ": " + outcome + ", output in var/log/" + fileName() + ".log\n";
+std::string TestTask::ranLine(const std::string& outcome, const fs::path& home) const {
+  const fs::path log = home / "var/log" / (fileName() + ".log");
+  return description() + ": " + outcome + ", output in " + log.string() + "\n";
 }
 
 void queueFile(const fs::path& home, const std::string& name, const std::string& contents) {

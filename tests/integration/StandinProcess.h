@@ -34,8 +34,9 @@ struct TestTask {
   /// Its fields as velmo-standin reports them, with the program's name in front.
   std::string description() const;
 
-  /// The line that reports its run, for example with the outcome "exit 0".
-  std::string ranLine(const std::string& outcome) const;
+  /// The line that reports its run in an installation that stays, for example with the outcome
+  /// "exit 0".
+  std::string ranLine(const std::string& outcome, const std::filesystem::path& home) const;
 };
 
 /// Puts a file into the queue of an installation as callers do: written aside and moved there.

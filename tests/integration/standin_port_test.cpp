@@ -190,10 +190,14 @@ TEST_F(StandinPortTest, EmptyTextsMeanNoAdjustmentANewJobSubJob0AndNoJobInformat
   EXPECT_EQ("echo hello\n", textOf(queueFileOf(name)));
 }
 
-TEST_F(StandinPortTest, UnknownPriorityIsQueuedAs9999) {
+TEST_F(StandinPortTest, UnknownPriorityIsQueuedAs9999AndWarnedOfByItsName) {
   EXPECT_THAT(ask(m_standin,
                   requestWith([](AddTaskRequest& request) { request.set_prioritytype("NoSuch"); })),
               MatchesRegex("9999\\..*"));
+  EXPECT_EQ(
+      "velmo-standin: warning: a request names the priority class 'NoSuch', which is not in "
+      "priorities.cfg; its task gets the priority 9999\n",
+      m_standin.errors());
 }
 
 TEST_F(StandinPortTest, CommandIsQueuedAsItWasSent) {
@@ -234,6 +238,17 @@ TEST_F(StandinPortTest, FragmentsAreReassembledAlsoWithAPingBetweenThem) {
   EXPECT_EQ(command + "\n#1USE=u#1JNA=n\n", textOf(queueFileOf(name)));
 }
 
+TEST_F(StandinPortTest, EmptyFragmentInTheMiddleOfAMessageIsTaken) {
+  const std::string message = completeRequest().SerializeAsString();
+  const auto client = clientOf(m_standin);
+  client->sendFrame(kBinary, message.substr(0, 10));
+  client->sendFrame(kContinuation, "");
+  client->sendFrame(kContinuation, message.substr(10));
+  client->sendFrame(kLastContinuation, "");
+  EXPECT_THAT(taskNameFrom(client->receiveFrame()->payload), HasSubstr(".J12.S3_x."));
+  EXPECT_EQ("", m_standin.errors());
+}
+
 TEST_F(StandinPortTest, ClientsAtTheSameTimeGetDifferentTasks) {
   std::vector<std::unique_ptr<WebSocketClient>> clients(40);
   for (auto& client : clients) {
@@ -261,6 +276,18 @@ TEST(StandinPortRunTest, TaskThatCameByMessageIsRun) {
   EXPECT_EQ("from the task\n", textOf(directory.path() / "var/log" / (name + ".log")));
 }
 
+TEST(StandinPortRunTest, UnknownClassOfARequestIsWarnedOfOnceAlsoWhenItsTaskIsRun) {
+  StandinProcess standin(onAnyPort());
+  ask(standin, requestWith([](AddTaskRequest& request) {
+        request.set_prioritytype("NoSuch");
+        request.set_command("true");
+      }));
+  EXPECT_EQ(0, standin.end());
+  EXPECT_THAT(standin.errors(),
+              MatchesRegex("velmo-standin: warning: a request names the priority class 'NoSuch'.*\n"
+                           "velmo-standin: priority 9999, created .*: exit 0\n"));
+}
+
 // --- control frames ---
 
 TEST_F(StandinPortTest, PingIsAnsweredWithAPongOfTheSamePayload) {
@@ -273,15 +300,31 @@ TEST_F(StandinPortTest, PingIsAnsweredWithAPongOfTheSamePayload) {
   EXPECT_EQ("payload", frame->payload);
 }
 
-TEST_F(StandinPortTest, CloseIsAnsweredWithCloseAndTheEndOfTheConnection) {
-  const auto client = clientOf(m_standin);
-  client->sendFrame(kFinal | kClose, closePayload(1000, ""));
-  const std::optional<WebSocketFrame> frame = client->receiveFrame();
-  ASSERT_TRUE(frame);
-  EXPECT_EQ(kFinal | kClose, frame->flags);
-  EXPECT_EQ(closePayload(1000, ""), frame->payload);
-  EXPECT_EQ("", client->receiveAll());
+TEST_F(StandinPortTest, CloseIsAnsweredWithItsCodeAndReasonAndTheEndOfTheConnection) {
+  for (const std::string& payload :
+       {closePayload(1000, ""), closePayload(1001, "caf\xc3\xa9"), closePayload(4999, "own")}) {
+    const auto client = clientOf(m_standin);
+    client->sendFrame(kFinal | kClose, payload);
+    const std::optional<WebSocketFrame> frame = client->receiveFrame();
+    ASSERT_TRUE(frame);
+    EXPECT_EQ(kFinal | kClose, frame->flags);
+    EXPECT_EQ(payload, frame->payload);
+    EXPECT_EQ("", client->receiveAll());
+  }
   EXPECT_EQ("", m_standin.errors());
+}
+
+TEST_F(StandinPortTest, CloseWithoutACodeIsAnsweredWith1000) {
+  const auto client = clientOf(m_standin);
+  client->sendFrame(kFinal | kClose, "");
+  EXPECT_EQ(closePayload(1000, ""), client->receiveFrame()->payload);
+}
+
+TEST_F(StandinPortTest, MalformedCloseIsAnsweredWith1002) {
+  expectRefused(kFinal | kClose, "x", 1002, "a close frame of one byte");
+  expectRefused(kFinal | kClose, closePayload(1005, ""), 1002, "a close frame with the code 1005");
+  expectRefused(kFinal | kClose, closePayload(1000, "\xff"), 1002,
+                "a close frame whose reason is not UTF-8");
 }
 
 TEST_F(StandinPortTest, ClientThatGoesWithoutACloseIsNoFault) {
@@ -347,6 +390,37 @@ TEST_F(StandinPortTest, NameThatIsTooLongIsRefusedAndLeavesNothing) {
   EXPECT_THAT(namesIn(m_standin.home() / "var/taskqueue"), IsEmpty());
 }
 
+// The path before the characters has any length: one of three lengths cuts within a character.
+TEST_F(StandinPortTest, ReasonOfACloseIsCutBetweenCharacters) {
+  const std::string euro = "\xe2\x82\xac";
+  for (const std::string start : {"j", "jj", "jjj"}) {
+    const auto client = clientOf(m_standin);
+    client->sendFrame(kFinal | kBinary, requestWith([&](AddTaskRequest& request) {
+                        std::string job = start;
+                        for (int i = 0; i < 80; ++i) {
+                          job += euro;
+                        }
+                        request.set_jobid(job);
+                      }));
+    const std::string payload = client->receiveFrame()->payload;
+    EXPECT_GT(payload.size(), 122U);
+    EXPECT_LE(payload.size(), 125U);
+    std::string characters = payload.substr(payload.find(euro));
+    while (characters.substr(0, 3) == euro) {
+      characters.erase(0, 3);
+    }
+    EXPECT_EQ("", characters);
+  }
+}
+
+TEST_F(StandinPortTest, RequestWithoutAMaskIsRefused) {
+  const auto client = clientOf(m_standin);
+  client->send("\x82\x01x");
+  EXPECT_EQ(closePayload(1002, "a frame without a mask"), client->receiveFrame()->payload);
+  EXPECT_EQ("", client->receiveAll());
+  EXPECT_EQ("velmo-standin: refused a message: a frame without a mask\n", m_standin.errors());
+}
+
 TEST_F(StandinPortTest, FramesOutOfOrderAreRefused) {
   expectRefused(kLastContinuation, "x", 1002, "a continuation that continues nothing");
   expectRefused(kFinal | 0x3, "x", 1002, "a frame with the flags 131");
@@ -372,6 +446,17 @@ TEST_F(StandinPortTest, ConnectionThatEndsWithinAMessageIsReported) {
     const auto client = clientOf(m_standin);
     client->sendFrame(kBinary, "x");
     awaitReading(*client);
+  }
+  EXPECT_TRUE(waitUntil([this] { return !m_standin.errors().empty(); }));
+  EXPECT_EQ("velmo-standin: refused a message: cut short, the connection has ended\n",
+            m_standin.errors());
+}
+
+TEST_F(StandinPortTest, ConnectionThatEndsWithinAFrameIsReported) {
+  {
+    const auto client = clientOf(m_standin);
+    client->send(clientFrame(kFinal | kPing, "", "abcd") + "\x82");
+    EXPECT_EQ(kFinal | kPong, client->receiveFrame()->flags);
   }
   EXPECT_TRUE(waitUntil([this] { return !m_standin.errors().empty(); }));
   EXPECT_EQ("velmo-standin: refused a message: cut short, the connection has ended\n",
@@ -474,19 +559,25 @@ TEST(StandinPortRunTest, PortInUseIsAFailureOfItsOwnAndRemovesEverything) {
   const std::string port = std::to_string(portOf(first));
   StandinProcess second({"--port", port, "--", "true"});
   EXPECT_EQ(125, second.wait());
-  EXPECT_EQ("velmo-standin: cannot listen on 127.0.0.1 port " + port + ": Address already in use\n",
+  EXPECT_EQ("velmo-standin: cannot listen on 127.0.0.1 port " + port +
+                ": Address already in use; --port 0 takes any free port\n",
             second.errors());
   EXPECT_THAT(namesIn(second.temporaryDirectory()), ElementsAre("stderr", "stdout"));
 }
 
 TEST(StandinPortRunTest, WhatIsNoPortIsAUsageError) {
-  for (const std::string text : {"65536", "-1", "x", "80x", " 80", ""}) {
+  for (const std::string text : {"65536", "-1", "x", "80x", " 80"}) {
     StandinProcess standin({"--port", text, "--", "true"});
     EXPECT_EQ(2, standin.wait());
-    EXPECT_EQ(
-        "velmo-standin: --port: '" + text + "' is no number from 0 to 65535 (--help tells more)\n",
-        standin.errors());
+    EXPECT_EQ("velmo-standin: --port: '" + text +
+                  "' is not a number from 0 to 65535; --port 0 takes any free port\n",
+              standin.errors());
   }
+  StandinProcess standin({"--port", "--", "true"});
+  EXPECT_EQ(2, standin.wait());
+  EXPECT_EQ(
+      "velmo-standin: --port: a number from 0 to 65535 is missing; --port 0 takes any free port\n",
+      standin.errors());
 }
 
 // --- the end ---
@@ -511,7 +602,7 @@ TEST(StandinPortRunTest, RequestThatHasBegunIsAnsweredAndRunBeforeTheEnd) {
   client->sendFrame(kLastContinuation, message.substr(10));
   EXPECT_THAT(taskNameFrom(client->receiveFrame()->payload), HasSubstr(".J12."));
   EXPECT_EQ(0, standin.wait());
-  EXPECT_THAT(standin.errors(), HasSubstr(": exit 3, output in"));
+  EXPECT_THAT(standin.errors(), HasSubstr(": exit 3\n"));
 }
 
 TEST(StandinPortRunTest, ConnectionsAreRefusedAndIdleClientsToldWhileTheQueueIsFinished) {
@@ -529,7 +620,7 @@ TEST(StandinPortRunTest, ConnectionsAreRefusedAndIdleClientsToldWhileTheQueueIsF
   EXPECT_TRUE(standin.isRunning());
   directory.writeFile("go", "");
   EXPECT_EQ(0, standin.wait());
-  EXPECT_THAT(standin.errors(), HasSubstr(": exit 0, output in"));
+  EXPECT_THAT(standin.errors(), HasSubstr(": exit 0\n"));
 }
 
 TEST(StandinPortRunTest, TasksSubmittedWhileCommandRanAreRunBeforeTheEnd) {

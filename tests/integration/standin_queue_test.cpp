@@ -61,8 +61,9 @@ TEST_F(StandinQueueTest, TaskIsRunReportedAndTakenOut) {
   queue(task, "echo out; echo err >&2");
   EXPECT_EQ(
       "velmo-standin: priority 0050, created 2025-03-03 14:05:09, job J12, sub-job 0, task 731, "
-      "relative 2, type sh: exit 0, output in "
-      "var/log/0050.20250303140509.J12.S0.T20250303140509-731.R0002.sh.log\n",
+      "relative 2, type sh: exit 0, output in " +
+          home().string() +
+          "/var/log/0050.20250303140509.J12.S0.T20250303140509-731.R0002.sh.log\n",
       drain());
   EXPECT_EQ("out\nerr\n", log(task));
   EXPECT_TRUE(fs::is_empty(queued("")));
@@ -73,7 +74,7 @@ TEST_F(StandinQueueTest, ExitStatusAndSignalOfATaskAreReported) {
   const TestTask killed{50, 2};
   queue(failing, "exit 3");
   queue(killed, "kill -TERM $$");
-  EXPECT_EQ(failing.ranLine("exit 3") + killed.ranLine("signal 15"), drain());
+  EXPECT_EQ(failing.ranLine("exit 3", home()) + killed.ranLine("signal 15", home()), drain());
 }
 
 TEST_F(StandinQueueTest, TasksAreRunInTheOrderOfTheirNames) {
@@ -85,8 +86,9 @@ TEST_F(StandinQueueTest, TasksAreRunInTheOrderOfTheirNames) {
   for (const TestTask& task : {later, fiveDigits, late, negative, urgent}) {
     queue(task, "true");
   }
-  EXPECT_EQ(negative.ranLine("exit 0") + urgent.ranLine("exit 0") + late.ranLine("exit 0") +
-                later.ranLine("exit 0") + fiveDigits.ranLine("exit 0"),
+  EXPECT_EQ(negative.ranLine("exit 0", home()) + urgent.ranLine("exit 0", home()) +
+                late.ranLine("exit 0", home()) + later.ranLine("exit 0", home()) +
+                fiveDigits.ranLine("exit 0", home()),
             drain());
 }
 
@@ -102,7 +104,8 @@ TEST_F(StandinQueueTest, MoreUrgentFileThatComesMeanwhileIsRunNext) {
   EXPECT_EQ("", standin.errors());
   std::ofstream(home() / "go").put('x');
   EXPECT_EQ(0, standin.end());
-  EXPECT_EQ(running.ranLine("exit 0") + urgent.ranLine("exit 0") + late.ranLine("exit 0"),
+  EXPECT_EQ(running.ranLine("exit 0", home()) + urgent.ranLine("exit 0", home()) +
+                late.ranLine("exit 0", home()),
             standin.errors());
 }
 
@@ -114,7 +117,7 @@ TEST_F(StandinQueueTest, FileIsTakenAsItComesAndLeavesTheQueueWhenItsTaskEnds) {
   EXPECT_TRUE(fs::exists(queued(task.fileName())));
   std::ofstream(home() / "go").put('x');
   EXPECT_TRUE(waitUntil([&] { return !fs::exists(queued(task.fileName())); }));
-  EXPECT_EQ(task.ranLine("exit 0"), standin.errors());
+  EXPECT_EQ(task.ranLine("exit 0", home()), standin.errors());
 }
 
 TEST_F(StandinQueueTest, TaskWorksInTheInstallationWithItsEnvironmentAndWithoutInput) {
@@ -127,15 +130,104 @@ TEST_F(StandinQueueTest, TaskWorksInTheInstallationWithItsEnvironmentAndWithoutI
 TEST_F(StandinQueueTest, OnlyTheFirstLineIsRun) {
   const TestTask task{50, 1};
   queueFile(home(), task.fileName(), "echo command\necho information\n");
-  EXPECT_EQ(task.ranLine("exit 0"), drain());
+  EXPECT_EQ(task.ranLine("exit 0", home()), drain());
   EXPECT_EQ("command\n", log(task));
+}
+
+// The kernel hands no argument of 131072 bytes to a program.
+TEST_F(StandinQueueTest, CommandOfAnyLengthIsRunLikeAShortOne) {
+  const TestTask shorter{50, 1};
+  const TestTask longer{50, 2};
+  const std::string end = "; echo $0 $#; readlink /proc/self/fd/0; cat; exit 7";
+  queue(shorter, ": x" + end);
+  queue(longer, ": " + std::string(1000000, 'x') + end);
+  EXPECT_EQ(shorter.ranLine("exit 7", home()) + longer.ranLine("exit 7", home()), drain());
+  EXPECT_EQ("/bin/sh 0\n/dev/null\n", log(shorter));
+  EXPECT_EQ(log(shorter), log(longer));
+}
+
+TEST_F(StandinQueueTest, OutputIsShownLineByLineAfterTheReportOfItsTask) {
+  const TestTask first{50, 1};
+  const TestTask silent{50, 2};
+  const TestTask last{50, 3};
+  queue(first, "echo out; echo err >&2");
+  queue(silent, "exit 3");
+  queue(last, "printf 'a\\tb\\n\\nc'");
+  StandinProcess standin(arguments({"--show-output", "--", "true"}));
+  EXPECT_EQ(0, standin.wait());
+  EXPECT_EQ(first.ranLine("exit 0", home()) + "velmo-standin: | out\nvelmo-standin: | err\n" +
+                silent.ranLine("exit 3", home()) + last.ranLine("exit 0", home()) +
+                "velmo-standin: | a\tb\nvelmo-standin: | \nvelmo-standin: | c\n",
+            standin.errors());
+  EXPECT_EQ("out\nerr\n", log(first));
+}
+
+TEST_F(StandinQueueTest, PriorityOfAnUnknownClassIsWarnedOfAlsoWhereTheTaskIsNotRunnable) {
+  const std::string warning =
+      ": a priority class that is not in priorities.cfg gets the priority 9999\n";
+  const TestTask known{9998, 1};
+  const TestTask unknown{9999, 2};
+  const TestTask java{9999, 3, "java"};
+  for (const TestTask& task : {known, unknown, java}) {
+    queue(task, "true");
+  }
+  const auto warningOf = [&](const TestTask& task) {
+    const std::string description = task.description().substr(sizeof "velmo-standin:");
+    return "velmo-standin: warning: " + description + warning;
+  };
+  EXPECT_EQ(known.ranLine("exit 0", home()) + warningOf(unknown) +
+                unknown.ranLine("exit 0", home()) + warningOf(java) + java.description() +
+                ": not runnable here\n",
+            drain());
+}
+
+TEST_F(StandinQueueTest, FailedTaskEndsWith123IfThatIsAskedForAndCommandSucceeded) {
+  struct Row {
+    const char* contents;
+    const char* type;
+    int status;
+  };
+  const std::vector<Row> rows{
+      {"true\n", "sh", 0},      {"exit 3\n", "sh", 123}, {"kill -TERM $$\n", "sh", 123},
+      {"a\nb\nc\n", "sh", 123}, {"Main\n", "java", 0},
+  };
+  int id = 0;
+  for (const Row& row : rows) {
+    const TestTask task{50, ++id, row.type};
+    queueFile(home(), task.fileName(), row.contents);
+    StandinProcess standin(arguments({"--fail-on-task", "--", "true"}));
+    EXPECT_EQ(row.status, standin.wait()) << row.contents;
+    fs::remove(queued(task.fileName()));
+  }
+}
+
+TEST_F(StandinQueueTest, FailedTaskDoesNotReplaceTheStatusOfCommand) {
+  const TestTask task{50, 1};
+  queue(task, "exit 3");
+  StandinProcess standin(arguments({"--fail-on-task", "--", "/bin/sh", "-c", "exit 4"}));
+  EXPECT_EQ(4, standin.wait());
+}
+
+TEST_F(StandinQueueTest, FailedTaskEndsWith123AlsoWithoutCommand) {
+  const TestTask task{50, 1};
+  StandinProcess standin(arguments({"--fail-on-task"}));
+  queue(task, "exit 3");
+  EXPECT_EQ(123, standin.end());
+  EXPECT_EQ(task.ranLine("exit 3", home()), standin.errors());
+}
+
+TEST_F(StandinQueueTest, OneFailedTaskAmongOthersCounts) {
+  queue(TestTask{50, 1}, "exit 3");
+  queue(TestTask{50, 2}, "true");
+  StandinProcess standin(arguments({"--fail-on-task", "--", "true"}));
+  EXPECT_EQ(123, standin.wait());
 }
 
 TEST_F(StandinQueueTest, TaskMaySubmitTasksWhichAreDrainedToo) {
   const TestTask parent{50, 1};
   const TestTask child{10, 2};
   queue(parent, "echo 'echo child' >tmp/x; mv tmp/x var/taskqueue/" + child.fileName());
-  EXPECT_EQ(parent.ranLine("exit 0") + child.ranLine("exit 0"), drain());
+  EXPECT_EQ(parent.ranLine("exit 0", home()) + child.ranLine("exit 0", home()), drain());
   EXPECT_EQ("child\n", log(child));
 }
 
@@ -149,7 +241,7 @@ TEST_F(StandinQueueTest, QueueIsDrainedBeforeTheEnd) {
   }
   StandinProcess standin(arguments({"--", "/bin/sh", "-c", script + "exit 4"}));
   EXPECT_EQ(4, standin.wait());
-  EXPECT_EQ(first.ranLine("exit 0") + second.ranLine("exit 0"), standin.errors());
+  EXPECT_EQ(first.ranLine("exit 0", home()) + second.ranLine("exit 0", home()), standin.errors());
   EXPECT_EQ("done\n", log(second));
 }
 
@@ -170,7 +262,7 @@ TEST_F(StandinQueueTest, MalformedFileIsReportedOnceAndNotHalfRun) {
   EXPECT_EQ(0, standin.end());
   EXPECT_EQ(malformed.description() +
                 ": malformed, 3 lines where one or two belong, left in the queue\n" +
-                good.ranLine("exit 0"),
+                good.ranLine("exit 0", home()),
             standin.errors());
   EXPECT_TRUE(fs::exists(queued(malformed.fileName())));
   EXPECT_FALSE(fs::exists(home() / "var/log" / (malformed.fileName() + ".log")));
@@ -183,7 +275,7 @@ TEST_F(StandinQueueTest, MalformedFileThatIsReplacedIsLookedAtAgain) {
   ASSERT_TRUE(waitUntil([&] { return !standin.errors().empty(); }));
   queue(task, "echo good");
   EXPECT_TRUE(waitUntil([&] { return !fs::exists(queued(task.fileName())); }));
-  EXPECT_THAT(standin.errors(), HasSubstr("left in the queue\n" + task.ranLine("exit 0")));
+  EXPECT_THAT(standin.errors(), HasSubstr("left in the queue\n" + task.ranLine("exit 0", home())));
 }
 
 TEST_F(StandinQueueTest, StrayThingsAreReportedOnceLeftLyingAndInNobodysWay) {
@@ -203,7 +295,7 @@ TEST_F(StandinQueueTest, StrayThingsAreReportedOnceLeftLyingAndInNobodysWay) {
   const std::string left = ": not a task file, left in the queue\n";
   EXPECT_EQ("velmo-standin: " + directory.fileName() + left + "velmo-standin: " + link.fileName() +
                 left + "velmo-standin: " + pipe.fileName() + left + "velmo-standin: 0050.odd?name" +
-                left + good.ranLine("exit 0") + "velmo-standin: README" + left,
+                left + good.ranLine("exit 0", home()) + "velmo-standin: README" + left,
             standin.errors());
   for (const std::string& name :
        {directory.fileName(), link.fileName(), pipe.fileName(), std::string("README")}) {
@@ -231,7 +323,7 @@ TEST_F(StandinQueueTest, NoRunLeavesFilesLyingAndTheNextRunRunsThem) {
   EXPECT_EQ("", standin.errors());
   EXPECT_TRUE(fs::exists(queued(task.fileName())));
 
-  EXPECT_EQ(task.ranLine("exit 0"), drain());
+  EXPECT_EQ(task.ranLine("exit 0", home()), drain());
   EXPECT_EQ("ran\n", log(task));
 }
 

@@ -146,7 +146,8 @@ TEST_F(StandinSignalsTest, FirstSignalDrainsTheQueue) {
   standin.signal(SIGINT);
   letGo();
   EXPECT_EQ(0, standin.wait());
-  EXPECT_EQ(running.ranLine("exit 0") + waiting.ranLine("exit 0"), standin.errors());
+  EXPECT_EQ(running.ranLine("exit 0", home()) + waiting.ranLine("exit 0", home()),
+            standin.errors());
 }
 
 TEST_F(StandinSignalsTest, FirstSignalIsPassedToCommandWhoseStatusCounts) {
@@ -176,7 +177,7 @@ TEST_F(StandinSignalsTest, SignalBeforeTheEndOfCommandLeavesTimeForWhatItStillSu
   ASSERT_TRUE(waitFor("ready"));
   standin.signal(SIGTERM);
   EXPECT_EQ(0, standin.wait());
-  EXPECT_EQ(task.ranLine("exit 0"), standin.errors());
+  EXPECT_EQ(task.ranLine("exit 0", home()), standin.errors());
 }
 
 // The terminal sends its signal to the whole foreground group, COMMAND included. This COMMAND has
@@ -214,7 +215,7 @@ TEST_F(StandinSignalsTest, SecondSignalKillsTheTaskAndLeavesItsFileInTheQueue) {
   letGo();
   StandinProcess next(arguments({"--", "true"}));
   EXPECT_EQ(0, next.wait());
-  EXPECT_EQ(running.ranLine("exit 0") + waiting.ranLine("exit 0"), next.errors());
+  EXPECT_EQ(running.ranLine("exit 0", home()) + waiting.ranLine("exit 0", home()), next.errors());
 }
 
 TEST_F(StandinSignalsTest, SecondSignalKillsTheWholeProcessGroupOfTheTask) {
@@ -251,7 +252,7 @@ TEST_F(StandinSignalsTest, SignalsInOneBreathAreOneRequest) {
   standin.signal(SIGCONT);
   letGo();
   EXPECT_EQ(0, standin.wait());
-  EXPECT_EQ(task.ranLine("exit 0"), standin.errors());
+  EXPECT_EQ(task.ranLine("exit 0", home()), standin.errors());
 }
 
 TEST_F(StandinSignalsTest, HangUpThatIsIgnoredFromTheStartStaysIgnored) {
@@ -263,7 +264,7 @@ TEST_F(StandinSignalsTest, HangUpThatIsIgnoredFromTheStartStaysIgnored) {
   for (int id = 1; id <= 3; ++id) {
     const TestTask task{50, id};
     queueFile(home(), task.fileName(), "true\n");
-    reports += task.ranLine("exit 0");
+    reports += task.ranLine("exit 0", home());
     ASSERT_TRUE(waitUntil([&] { return standin.errors() == reports; }));
   }
   EXPECT_EQ(0, standin.end());

@@ -80,7 +80,38 @@ TEST(StandinTest, EndsWithTheExitStatusOfCommand) {
   StandinProcess failure(shell("exit 7"));
   EXPECT_EQ(0, success.wait());
   EXPECT_EQ(7, failure.wait());
-  EXPECT_EQ("", failure.errors());
+  EXPECT_EQ("", success.errors());
+}
+
+TEST(StandinTest, CommandThatFailsWithoutATaskIsToldOfThePort) {
+  const std::string hint =
+      "velmo-standin: no task was submitted; a program that submits by message needs --port 0\n";
+  const std::string task = TestTask{50, 1}.fileName();
+  const std::string submit =
+      "echo true >\"$TMP/x\"; mv \"$TMP/x\" \"$VAR/taskqueue/" + task + "\"; ";
+  struct Row {
+    std::vector<std::string> options;
+    std::string script;
+    bool isHinted;
+  };
+  const std::vector<Row> rows{
+      {{}, "exit 7", true},
+      {{}, "kill -ABRT $$", true},
+      {{"--no-run"}, "exit 7", true},
+      {{}, "exit 0", false},
+      {{"--port", "0"}, "exit 7", false},
+      {{"--no-run"}, submit + "exit 7", false},
+      {{"--show-output"}, submit + "exit 7", false},
+  };
+  for (const Row& row : rows) {
+    std::vector<std::string> arguments = row.options;
+    for (const std::string& argument : shell(row.script)) {
+      arguments.push_back(argument);
+    }
+    StandinProcess standin(arguments);
+    standin.wait();
+    EXPECT_EQ(row.isHinted ? 0U : std::string::npos, standin.errors().find(hint)) << row.script;
+  }
 }
 
 TEST(StandinTest, CommandEndedByASignalGives128AndTheSignal) {
@@ -120,8 +151,10 @@ TEST(StandinTest, WrongUsageEndsWith2AndSaysWhatIsWrong) {
   };
   const std::vector<Row> rows{
       {{"--bad", "--"}, "COMMAND behind -- is required"},
-      {{"--bad", "--", "true"}, "The following argument was not expected: --bad"},
-      {{"true", "--", "true"}, "The following argument was not expected: true"},
+      {{"--bad", "a b", "--keep", "--", "true"},
+       "not an option of velmo-standin: --bad 'a b' --keep; only options stand before --"},
+      {{"true", "--", "true"},
+       "not an option of velmo-standin: true; only options stand before --"},
       {{"--home", "--", "true"}, "--home: 1 required TEXT missing"},
       {{"--home", "", "--", "true"}, "--home: the directory is empty"},
   };
@@ -132,6 +165,17 @@ TEST(StandinTest, WrongUsageEndsWith2AndSaysWhatIsWrong) {
               standin.errors());
     EXPECT_EQ("", standin.output());
   }
+}
+
+// StandinProcess takes arguments without a separator for a request to serve.
+TEST(StandinTest, MissingSeparatorIsNamedWithTheLineToType) {
+  StandinProcess outer(shell("'" STANDIN_PROGRAM "' --keep ./first --help 'a b' >\"$TMP/output\"; "
+                             "echo $?; cat \"$TMP/output\""));
+  EXPECT_EQ(0, outer.wait());
+  EXPECT_EQ("2\n", outer.output());
+  EXPECT_EQ(
+      "velmo-standin: put -- before the program: velmo-standin --keep -- ./first --help 'a b'\n",
+      outer.errors());
 }
 
 TEST(StandinTest, OwnFailureEndsWith125AndOneLine) {
@@ -153,8 +197,8 @@ TEST(StandinTest, HomeInUseIsRefusedWith125) {
 TEST(StandinTest, EnvironmentThatCannotBePrintedIsAFailureOfItsOwn) {
   StandinProcess outer(shell("'" STANDIN_PROGRAM "' >/dev/full"));
   EXPECT_EQ(125, outer.wait());
-  EXPECT_EQ("velmo-standin: cannot print the environment: No space left on device\n",
-            outer.errors());
+  EXPECT_THAT(outer.errors(),
+              StartsWith("velmo-standin: cannot print the environment: No space left on device\n"));
   EXPECT_THAT(installationsOf(outer), IsEmpty());
 }
 
@@ -174,6 +218,8 @@ TEST(StandinTest, HelpIsOnePageThatNamesOptionsVariablesFilesAndStatuses) {
   for (const char* part : {"--home DIR ",
                            "--keep ",
                            "--no-run ",
+                           "--show-output ",
+                           "--fail-on-task ",
                            "--port N ",
                            "CONF",
                            "VELMO_HOME",
@@ -191,6 +237,7 @@ TEST(StandinTest, HelpIsOnePageThatNamesOptionsVariablesFilesAndStatuses) {
                            "var/taskqueue/",
                            "var/log/",
                            "128+N",
+                           "123 ",
                            "125 ",
                            "126 ",
                            "127 "}) {
@@ -351,8 +398,52 @@ TEST(StandinTest, TaskSubmittedThroughTheLibraryIsRun) {
   EXPECT_THAT(standin.errors(),
               testing::MatchesRegex("velmo-standin: priority 0180, created "
                                     "[-0-9]+ [:0-9]+, job J5, sub-job 3_x, task 1, relative 7, "
-                                    "type sh: exit 0, output in var/log/0180.[0-9]+.J5.S3_x.T[0-9]"
-                                    "+-1.R0007.sh.log\n"));
+                                    "type sh: exit 0\nvelmo-standin: the output .*\n"));
+}
+
+TEST(StandinTest, OutputThatIsRemovedAtTheEndIsNotNamedButToldOfOnce) {
+  StandinProcess standin;
+  const TestTask silent{50, 1};
+  const TestTask first{60, 2};
+  const TestTask second{70, 3};
+  queueFile(standin.home(), silent.fileName(), "true\n");
+  queueFile(standin.home(), first.fileName(), "echo first\n");
+  queueFile(standin.home(), second.fileName(), "echo second\n");
+  EXPECT_EQ(0, standin.end());
+  EXPECT_EQ(silent.description() + ": exit 0\n" + first.description() +
+                ": exit 0\nvelmo-standin: the output of tasks is removed at the end; "
+                "--show-output prints it, --keep keeps it\n" +
+                second.description() + ": exit 0\n",
+            standin.errors());
+}
+
+TEST(StandinTest, OutputThatIsShownNeedsNoOtherPlace) {
+  StandinProcess standin({"--show-output"});
+  const TestTask task{50, 1};
+  queueFile(standin.home(), task.fileName(), "echo hello\n");
+  EXPECT_EQ(0, standin.end());
+  EXPECT_EQ(task.description() + ": exit 0\nvelmo-standin: | hello\n", standin.errors());
+}
+
+TEST(StandinTest, KeptOutputIsWhereTheReportSays) {
+  StandinProcess standin({"--keep"});
+  const TestTask task{50, 1};
+  queueFile(standin.home(), task.fileName(), "echo hello\n");
+  EXPECT_EQ(0, standin.end());
+  EXPECT_THAT(standin.errors(), EndsWith(task.ranLine("exit 0", standin.home())));
+  EXPECT_EQ("hello\n", textOf(standin.home() / "var/log" / (task.fileName() + ".log")));
+}
+
+TEST(StandinTest, ClassThatIsUnknownToTheLibraryIsWarnedOf) {
+  StandinProcess standin;
+  standin.applyEnvironment();
+  ASSERT_EQ(0, createTaskFile("Norml", "true", nullptr, nullptr, "J5", nullptr, nullptr, 0));
+  EXPECT_EQ(0, standin.end());
+  EXPECT_THAT(standin.errors(),
+              testing::MatchesRegex(
+                  "velmo-standin: warning: priority 9999, created .*: a priority class that is not "
+                  "in priorities.cfg gets the priority 9999\n"
+                  "velmo-standin: priority 9999, created .*: exit 0\n"));
 }
 
 TEST(StandinTest, OutputOfATaskSubmittedThroughTheLibraryIsInTheLog) {

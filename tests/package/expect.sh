@@ -38,7 +38,7 @@ tasks_of() {
     sed '/^velmo-standin: /d' "$directory/report"
     sed -n 's/^velmo-standin: //p' "$directory/report" | sort
     (cd "$home/var/log" && grep -r '' . | sort)
-  } | sed 's/[0-9]\{14\}/TIME/g; s/created [-0-9]* [:0-9]*,/created TIME,/'
+  } | sed "s|$home/||"'; s/[0-9]\{14\}/TIME/g; s/created [-0-9]* [:0-9]*,/created TIME,/'
 }
 
 # expect_consumers STANDARD CONSUMER MESSAGES: runs the two programs, which were compiled for the

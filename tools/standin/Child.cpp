@@ -66,7 +66,11 @@ class SpawnActions {
   }
 
   void goToBackground(const Background& background) {
-    check(posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
+    if (background.input < 0) {
+      check(posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
+    } else {
+      check(posix_spawn_file_actions_adddup2(&m_actions, background.input, STDIN_FILENO));
+    }
     check(posix_spawn_file_actions_adddup2(&m_actions, background.output, STDOUT_FILENO));
     check(posix_spawn_file_actions_adddup2(&m_actions, background.output, STDERR_FILENO));
     // A connection that was open here must end when its two ends do, not when a task does.

@@ -24,6 +24,7 @@ struct ChildEnd {
 struct Background {
   std::filesystem::path directory;  ///< working directory
   int output = -1;                  ///< descriptor for its standard output and error
+  int input = -1;                   ///< descriptor for its standard input; -1: /dev/null
 };
 
 /// A process started here. It begins with no signal blocked and SIGPIPE as usual, in the given
@@ -33,7 +34,7 @@ class Child {
   /// Starts a program, looked for in PATH as a shell does.
   ///
   /// In the background it has a process group of its own, so that no key of the terminal reaches
-  /// it, reads from /dev/null, and has no descriptor but the standard ones.
+  /// it, and has no descriptor but the standard ones.
   /// @param arguments  the program and its arguments; not empty
   /// @throws std::system_error  with the program's name, when it cannot be started
   Child(const std::vector<std::string>& arguments, const std::vector<std::string>& environment,

@@ -35,7 +35,7 @@ class ChildTest : public testing::Test {
   ChildEnd run(const std::string& command) const {
     const FileDescriptor log(open(outputFile().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
     Child child({"/bin/sh", "-c", command}, {"PATH=/usr/bin:/bin", "NAME=value"},
-                Background{m_directory.path(), log.get()});
+                Background{m_directory.path(), log.get(), -1});
     return endOf(child);
   }
 
@@ -72,6 +72,15 @@ TEST_F(ChildTest, BackgroundWritesBothStreamsToItsOutputInOrder) {
 TEST_F(ChildTest, BackgroundWorksInItsDirectoryWithItsEnvironmentAndWithoutInput) {
   run("pwd; echo $NAME; cat; readlink /proc/self/fd/0");
   EXPECT_EQ(m_directory.path().string() + "\nvalue\n/dev/null\n", output());
+}
+
+TEST_F(ChildTest, BackgroundReadsFromAGivenInput) {
+  velmo::test::writeFile(m_directory.path() / "input", "hello\n");
+  const FileDescriptor input(open(m_directory.path("input").c_str(), O_RDONLY | O_CLOEXEC));
+  const FileDescriptor log(open(outputFile().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+  Child child({"/bin/cat"}, {}, Background{m_directory.path(), log.get(), input.get()});
+  EXPECT_EQ(0, endOf(child).number);
+  EXPECT_EQ("hello\n", output());
 }
 
 TEST_F(ChildTest, BackgroundHasNoDescriptorsButTheStandardOnes) {
@@ -124,7 +133,7 @@ TEST_F(ChildTest, BackgroundIsKilledWithItsWholeGroupWhenTheObjectGoes) {
   {
     const FileDescriptor writer(ends[1]);
     Child child({"/bin/sh", "-c", "sleep 60 & echo; wait"}, {"PATH=/usr/bin:/bin"},
-                Background{m_directory.path(), writer.get()});
+                Background{m_directory.path(), writer.get(), -1});
     char started = 0;
     ASSERT_EQ(1, read(reader.get(), &started, 1));
   }

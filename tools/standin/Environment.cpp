@@ -7,6 +7,9 @@ namespace standin {
 
 namespace {
 
+constexpr std::string_view kPlainCharacters =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789%+,-./:=@_";
+
 // Between single quotes a shell takes every character as it is, except the single quote.
 std::string quoted(std::string_view value) {
   std::string text = "'";
@@ -27,6 +30,12 @@ bool holds(const Variables& variables, std::string_view entry) {
 }
 
 }  // namespace
+
+std::string shellWord(std::string_view text) {
+  const bool isPlain =
+      !text.empty() && text.find_first_not_of(kPlainCharacters) == std::string_view::npos;
+  return isPlain ? std::string(text) : quoted(text);
+}
 
 std::string exportLines(const Variables& variables) {
   std::string lines;

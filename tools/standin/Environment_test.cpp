@@ -27,5 +27,13 @@ TEST(EnvironmentTest, VariablesReplaceThoseOfTheSameNameAndNoOthers) {
               ElementsAre("VARIABLE=kept", "odd", "CONF=/new/conf", "VAR=/new"));
 }
 
+TEST(EnvironmentTest, WordForAShellIsQuotedOnlyIfItHasTo) {
+  EXPECT_EQ("./a-b_c=/d:e,f@1+%", shellWord("./a-b_c=/d:e,f@1+%"));
+  EXPECT_EQ("''", shellWord(""));
+  EXPECT_EQ("'a b'", shellWord("a b"));
+  EXPECT_EQ("'it'\\''s'", shellWord("it's"));
+  EXPECT_EQ("'~'", shellWord("~"));
+}
+
 }  // namespace
 }  // namespace standin

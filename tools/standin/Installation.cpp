@@ -138,7 +138,8 @@ DirectoryRemover::~DirectoryRemover() {
 
 Installation::Installation(const fs::path& home, bool keep)
     : m_directory(home.empty() ? makeTemporaryDirectory() : makeHome(home)),
-      m_remover(home.empty() && !keep ? m_directory : fs::path()),
+      m_isKept(keep || !home.empty()),
+      m_remover(m_isKept ? fs::path() : m_directory),
       m_lock(lockDirectory(m_directory)) {
   for (const char* name :
        {"conf", "home", "var", "var/taskqueue", "var/log", "tmp", "data", "data/velmo", "lock"}) {
@@ -151,6 +152,10 @@ Installation::Installation(const fs::path& home, bool keep)
 
 const fs::path& Installation::directory() const {
   return m_directory;
+}
+
+bool Installation::isKept() const {
+  return m_isKept;
 }
 
 fs::path Installation::queueDirectory() const {

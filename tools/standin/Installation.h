@@ -48,6 +48,9 @@ class Installation {
   /// The installation's directory, absolute.
   const std::filesystem::path& directory() const;
 
+  /// Whether the directory stays when the object goes.
+  bool isKept() const;
+
   std::filesystem::path queueDirectory() const;
   std::filesystem::path logDirectory() const;
 
@@ -59,6 +62,7 @@ class Installation {
 
  private:
   std::filesystem::path m_directory;
+  bool m_isKept;
   DirectoryRemover m_remover;
   FileDescriptor m_lock;
 };

@@ -80,6 +80,7 @@ TEST_F(InstallationTest, FreshDirectoryLiesInTmpdirAndGoesWithTheObject) {
   {
     const Installation installation({}, false);
     directory = installation.directory();
+    EXPECT_FALSE(installation.isKept());
     EXPECT_EQ(m_directory.path(), directory.parent_path());
     EXPECT_TRUE(fs::exists(directory));
   }
@@ -87,13 +88,15 @@ TEST_F(InstallationTest, FreshDirectoryLiesInTmpdirAndGoesWithTheObject) {
 }
 
 TEST_F(InstallationTest, FreshDirectoryStaysWhenItIsToBeKept) {
+  const Installation installation({}, true);
+  EXPECT_TRUE(installation.isKept());
   const fs::path directory = Installation({}, true).directory();
   EXPECT_TRUE(fs::exists(directory / "conf/serverid.cfg"));
 }
 
 TEST_F(InstallationTest, GivenDirectoryIsMadeWithItsParentsAndStays) {
   const fs::path deep = m_directory.path() / "a/b/c";
-  { const Installation installation(deep, false); }
+  EXPECT_TRUE(Installation(deep, false).isKept());
   EXPECT_TRUE(fs::exists(deep / "var/taskqueue"));
 }
 

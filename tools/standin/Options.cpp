@@ -3,8 +3,11 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <system_error>
+#include <utility>
 
+#include "Environment.h"
 #include "Report.h"
 
 namespace standin {
@@ -21,12 +24,14 @@ installation, runs COMMAND in its environment, runs the sh tasks submitted
 meanwhile and reports each on standard error. Then it finishes the queue, removes
 what it made and ends with the exit status of COMMAND.
 
-  --home DIR    make the installation in DIR and leave it there
-  --keep        leave the temporary directory that is used without --home
-  --no-run      run no tasks: their files stay in the queue
-  --port N      take tasks by message too, on port N of 127.0.0.1; 0: any free one
-  -h, --help    print this text
-  --version     print the version
+  --home DIR      make the installation in DIR and leave it there
+  --keep          leave the temporary directory that is used without --home
+  --no-run        run no tasks: their files stay in the queue
+  --show-output   print what each task has written, after its report
+  --fail-on-task  end with 123 when COMMAND succeeded and a task failed
+  --port N        take tasks by message too, on port N of 127.0.0.1; 0: any free one
+  -h, --help      print this text
+  --version       print the version
 
 Without COMMAND it prints the environment as lines for a shell, closes standard
 output and serves until SIGINT, SIGTERM, SIGHUP or SIGQUIT. With COMMAND it
@@ -51,6 +56,7 @@ Tasks are run one at a time in the order of their names, by /bin/sh in DIR.
 Exit status:
   that of COMMAND, or 128+N if signal N ended it; without COMMAND 0
   2      wrong usage
+  123    a task failed, with --fail-on-task
   125    the installation could not be made or served
   126    COMMAND could not be executed
   127    COMMAND was not found
@@ -61,50 +67,120 @@ bool isSeparator(const std::string& argument) {
   return argument == "--";
 }
 
-std::uint16_t parsePort(const std::string& text) {
-  std::uint16_t port = 0;
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, port);
-  if (error != std::errc() || stop != end) {
-    throw CLI::ValidationError("--port", "'" + text + "' is no number from 0 to 65535");
-  }
-  return port;
+// The arguments before the separator. Without a separator they are all there is.
+struct OwnArguments {
+  std::vector<std::string> texts;
+  bool areSeparated = false;
+};
+
+bool isOption(const std::string& argument) {
+  return argument.size() > 1 && argument.front() == '-';
 }
 
-int usageError(const CLI::ParseError& error) {
-  report(std::string(error.what()) + " (--help tells more)");
+std::string joined(const std::vector<std::string>& arguments) {
+  std::string line;
+  for (const std::string& argument : arguments) {
+    line += " " + shellWord(argument);
+  }
+  return line;
+}
+
+int usageError(const std::string& text) {
+  report(text);
   return kUsageError;
 }
 
-std::variant<Options, int> parse(std::vector<std::string> arguments, Options options) {
-  CLI::App app;
-  app.name("velmo-standin");
-  app.formatter_fn([](const CLI::App*, const std::string&, CLI::AppFormatMode) { return kHelp; });
-  app.set_version_flag("--version", "velmo-standin " VELMO_STANDIN_VERSION);
-  std::string home;
-  const CLI::Option* homeOption = app.add_option("--home", home);
-  app.add_flag("--keep", options.keep);
-  std::string port;
-  const CLI::Option* portOption = app.add_option("--port", port);
-  bool noRun = false;
-  app.add_flag("--no-run", noRun);
-  try {
-    std::reverse(arguments.begin(), arguments.end());  // the parser takes them from the back
-    app.parse(arguments);
-    if (*homeOption && home.empty()) {
-      throw CLI::ValidationError("--home", "the directory is empty");
-    }
-    if (*portOption) {
-      options.port = parsePort(port);
-    }
-  } catch (const CLI::ParseError& outcome) {
-    const bool isAnswer = outcome.get_exit_code() == 0;  // the help or the version
-    return isAnswer ? app.exit(outcome) : usageError(outcome);
-  }
-  options.home = home;
-  options.run = !noRun;
-  return options;
+int usageError(const CLI::ParseError& error) {
+  return usageError(std::string(error.what()) + " (--help tells more)");
 }
+
+std::optional<std::uint16_t> portFrom(const std::string& text) {
+  std::uint16_t port = 0;
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, port);
+  return error == std::errc() && stop == end ? std::optional<std::uint16_t>(port) : std::nullopt;
+}
+
+// Where the number is left out, the option takes the program for it.
+std::string portFault(const std::string& text, bool areSeparated) {
+  const std::string fault = text.empty() ? "a number from 0 to 65535 is missing"
+                                         : "'" + text + "' is not a number from 0 to 65535";
+  const bool mayBeProgram =
+      !areSeparated && text.find_first_of("./abcdefghijklmnopqrstuvwxyz") == 0;
+  return "--port: " + fault + "; --port 0 takes any free port" +
+         (mayBeProgram ? ", and -- stands before the program" : "");
+}
+
+// What no option takes. The parser stops at the first word: it and all that follows it are then the
+// program and its arguments, with the separator forgotten.
+std::string leftoverFault(const OwnArguments& arguments, const std::vector<std::string>& leftover) {
+  if (arguments.areSeparated) {
+    return "not an option of velmo-standin:" + joined(leftover) +
+           "; only options stand before -- (--help tells more)";
+  }
+  if (isOption(leftover.front())) {
+    return "not an option of velmo-standin:" + joined(leftover) +
+           "; put -- before the program and its options (--help tells more)";
+  }
+  const auto own = static_cast<std::ptrdiff_t>(arguments.texts.size() - leftover.size());
+  const auto program = arguments.texts.begin() + own;
+  return "put -- before the program: velmo-standin" + joined({arguments.texts.begin(), program}) +
+         " --" + joined(leftover);
+}
+
+// The parser with the values that it fills.
+class Parser {
+ public:
+  explicit Parser(Options options) : m_options(std::move(options)) {
+    m_app.name("velmo-standin");
+    m_app.prefix_command();
+    m_app.formatter_fn(
+        [](const CLI::App*, const std::string&, CLI::AppFormatMode) { return kHelp; });
+    m_app.set_version_flag("--version", "velmo-standin " VELMO_STANDIN_VERSION);
+    m_homeOption = m_app.add_option("--home", m_home);
+    m_app.add_flag("--keep", m_options.keep);
+    m_app.add_flag("--no-run", m_noRun);
+    m_app.add_flag("--show-output", m_options.showOutput);
+    m_app.add_flag("--fail-on-task", m_options.failOnTask);
+    m_portOption = m_app.add_option("--port", m_port)->expected(0, 1);
+  }
+
+  std::variant<Options, int> parse(const OwnArguments& arguments) {
+    try {
+      // The parser takes them from the back.
+      m_app.parse(std::vector<std::string>(arguments.texts.rbegin(), arguments.texts.rend()));
+      if (*m_homeOption && m_home.empty()) {
+        throw CLI::ValidationError("--home", "the directory is empty");
+      }
+    } catch (const CLI::ParseError& outcome) {
+      const bool isAnswer = outcome.get_exit_code() == 0;  // the help or the version
+      return isAnswer ? m_app.exit(outcome) : usageError(outcome);
+    }
+    return check(arguments);
+  }
+
+ private:
+  std::variant<Options, int> check(const OwnArguments& arguments) {
+    m_options.port = portFrom(m_port);
+    if (*m_portOption && !m_options.port) {
+      return usageError(portFault(m_port, arguments.areSeparated));
+    }
+    if (const std::vector<std::string> leftover = m_app.remaining(); !leftover.empty()) {
+      return usageError(leftoverFault(arguments, leftover));
+    }
+    m_options.home = m_home;
+    m_options.run = !m_noRun;
+    return m_options;
+  }
+
+  Options m_options;
+  CLI::App m_app;
+  std::string m_home;
+  std::string m_port;
+  bool m_noRun = false;
+  const CLI::Option* m_homeOption = nullptr;
+  const CLI::Option* m_portOption = nullptr;
+};
 
 }  // namespace
 
@@ -120,7 +196,7 @@ std::variant<Options, int> parseOptions(int argc, const char* const* argv) {
       return usageError(CLI::RequiredError("COMMAND behind --"));
     }
   }
-  return parse({arguments.begin(), separator}, options);
+  return Parser(options).parse({{arguments.begin(), separator}, separator != arguments.end()});
 }
 
 }  // namespace standin

@@ -15,6 +15,8 @@ struct Options {
   std::filesystem::path home;         ///< empty: a fresh temporary directory
   bool keep = false;                  ///< leave a temporary directory behind
   bool run = true;                    ///< run the tasks that come
+  bool showOutput = false;            ///< print what the tasks write
+  bool failOnTask = false;            ///< end with a failure when a task has failed
   std::optional<std::uint16_t> port;  ///< take tasks by message there; 0: a port that is free
   std::vector<std::string> command;   ///< empty: serve until interrupted
 };

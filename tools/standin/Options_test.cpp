@@ -14,6 +14,13 @@ std::variant<Options, int> parse(std::vector<const char*> arguments) {
   return parseOptions(static_cast<int>(arguments.size()), arguments.data());
 }
 
+// What is wrong with the arguments, as it is reported.
+std::string faultOf(const std::vector<const char*>& arguments) {
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(2, std::get<int>(parse(arguments)));
+  return testing::internal::GetCapturedStderr();
+}
+
 Options optionsOf(const std::vector<const char*>& arguments) {
   return std::get<Options>(parse(arguments));
 }
@@ -23,28 +30,77 @@ TEST(OptionsTest, WithoutArgumentsItServesInATemporaryDirectory) {
   EXPECT_EQ("", options.home);
   EXPECT_FALSE(options.keep);
   EXPECT_TRUE(options.run);
+  EXPECT_FALSE(options.showOutput);
+  EXPECT_FALSE(options.failOnTask);
   EXPECT_EQ(std::nullopt, options.port);
   EXPECT_THAT(options.command, IsEmpty());
 }
 
 TEST(OptionsTest, EveryOptionIsTaken) {
-  const Options options = optionsOf({"--keep", "--home", "/a b", "--no-run"});
+  const Options options =
+      optionsOf({"--keep", "--home", "/a b", "--no-run", "--show-output", "--fail-on-task"});
   EXPECT_EQ("/a b", options.home);
   EXPECT_TRUE(options.keep);
   EXPECT_FALSE(options.run);
+  EXPECT_TRUE(options.showOutput);
+  EXPECT_TRUE(options.failOnTask);
 }
 
 TEST(OptionsTest, PortIsANumberFrom0To65535) {
   EXPECT_EQ(0, optionsOf({"--port", "0"}).port);
   EXPECT_EQ(8080, optionsOf({"--port=8080"}).port);
   EXPECT_EQ(65535, optionsOf({"--port", "65535"}).port);
-  for (const char* text : {"65536", "-1", "", "x", "80x", "0x50", "+80", " 80"}) {
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(2, std::get<int>(parse({"--port", text})));
+  for (const char* text : {"65536", "-1", "80x", "0x50", "+80", " 80"}) {
     EXPECT_EQ("velmo-standin: --port: '" + std::string(text) +
-                  "' is no number from 0 to 65535 (--help tells more)\n",
-              testing::internal::GetCapturedStderr());
+                  "' is not a number from 0 to 65535; --port 0 takes any free port\n",
+              faultOf({"--port", text}));
   }
+}
+
+TEST(OptionsTest, PortWithoutANumberIsToldOfPort0) {
+  const std::string fault =
+      "velmo-standin: --port: a number from 0 to 65535 is missing; --port 0 takes any free port\n";
+  EXPECT_EQ(fault, faultOf({"--port"}));
+  EXPECT_EQ(fault, faultOf({"--port", ""}));
+  EXPECT_EQ(fault, faultOf({"--port="}));
+  EXPECT_EQ(fault, faultOf({"--port", "--keep"}));
+  EXPECT_EQ(fault, faultOf({"--port", "--", "true"}));
+}
+
+TEST(OptionsTest, ProgramInPlaceOfThePortIsToldOfThePortAndTheSeparator) {
+  EXPECT_EQ(
+      "velmo-standin: --port: './first' is not a number from 0 to 65535; --port 0 takes any free "
+      "port, and -- stands before the program\n",
+      faultOf({"--port", "./first", "now"}));
+  EXPECT_EQ(
+      "velmo-standin: --port: 'x' is not a number from 0 to 65535; --port 0 takes any free port\n",
+      faultOf({"--port", "x", "--", "./first"}));
+}
+
+TEST(OptionsTest, ProgramWithoutTheSeparatorIsToldTheLineToType) {
+  const std::string start = "velmo-standin: put -- before the program: velmo-standin ";
+  EXPECT_EQ(start + "-- ./first\n", faultOf({"./first"}));
+  EXPECT_EQ(start + "--port 0 --keep -- ./first one two\n",
+            faultOf({"--port", "0", "--keep", "./first", "one", "two"}));
+  EXPECT_EQ(start + "-- sh -c 'it'\\''s' ''\n", faultOf({"sh", "-c", "it's", ""}));
+}
+
+TEST(OptionsTest, OptionsOfAProgramWithoutTheSeparatorAreNotTaken) {
+  const std::string start = "velmo-standin: put -- before the program: velmo-standin -- ls ";
+  EXPECT_EQ(start + "--help\n", faultOf({"ls", "--help"}));
+  EXPECT_EQ(start + "--version -h\n", faultOf({"ls", "--version", "-h"}));
+  EXPECT_EQ(start + "--port 80 --keep\n", faultOf({"ls", "--port", "80", "--keep"}));
+}
+
+TEST(OptionsTest, UnknownOptionsAreNamedInTheOrderTypedWithTheSeparator) {
+  EXPECT_EQ(
+      "velmo-standin: not an option of velmo-standin: --jobs -x 4 make; put -- before the program "
+      "and its options (--help tells more)\n",
+      faultOf({"--jobs", "-x", "4", "make"}));
+  EXPECT_EQ(
+      "velmo-standin: not an option of velmo-standin: one two; only options stand before -- "
+      "(--help tells more)\n",
+      faultOf({"--keep", "one", "two", "--", "true"}));
 }
 
 TEST(OptionsTest, WhatFollowsTheFirstSeparatorIsTheCommandAsItStands) {

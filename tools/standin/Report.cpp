@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 
 namespace standin {
 
@@ -26,6 +27,18 @@ std::string reportLine(std::string_view text) {
 void report(std::string_view text) {
   const std::string line = reportLine(text);
   [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
+}
+
+void reportOutput(std::string_view line) {
+  const std::string text = "velmo-standin: | " + std::string(line) + "\n";
+  std::string_view rest = text;
+  while (!rest.empty()) {
+    const ssize_t written = write(STDERR_FILENO, rest.data(), rest.size());
+    if (written < 0) {
+      return;
+    }
+    rest.remove_prefix(static_cast<std::size_t>(written));
+  }
 }
 
 std::system_error systemError(const std::string& what) {

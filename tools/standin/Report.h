@@ -15,6 +15,10 @@ std::string reportLine(std::string_view text);
 /// nowhere left to tell of it.
 void report(std::string_view text);
 
+/// Writes one line of a task's output to standard error, in one piece if it is short: behind
+/// "velmo-standin: | ", its bytes as they are, with a line feed behind them.
+void reportOutput(std::string_view line);
+
 /// The error of the system call that just failed (errno), as "WHAT: TEXT".
 std::system_error systemError(const std::string& what);
 

@@ -1,11 +1,14 @@
 #include "Service.h"
 
+#include <Poco/Buffer.h>
 #include <Poco/Net/HTTPRequestHandler.h>
 #include <Poco/Net/HTTPRequestHandlerFactory.h>
 #include <Poco/Net/HTTPServer.h>
 #include <Poco/Net/HTTPServerParams.h>
 #include <Poco/Net/HTTPServerRequest.h>
+#include <Poco/Net/HTTPServerRequestImpl.h>
 #include <Poco/Net/HTTPServerResponse.h>
+#include <Poco/Net/HTTPServerSession.h>
 #include <Poco/Net/NetException.h>
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Net/SocketAddress.h>
@@ -18,6 +21,7 @@
 
 #include <exception>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 
@@ -56,8 +60,9 @@ ServerSocket listenOn(std::uint16_t port) {
     socket.bind(Poco::Net::SocketAddress(kHost, port), reuseAddress, reusePort);
     socket.listen(kWaitingClients);
   } catch (const Poco::Exception& failure) {
-    throw std::system_error(failure.code(), std::generic_category(),
-                            fmt::format("cannot listen on {} port {}", kHost, port));
+    throw std::runtime_error(
+        fmt::format("cannot listen on {} port {}: {}; --port 0 takes any free port", kHost, port,
+                    std::generic_category().message(failure.code())));
   }
   fcntl(socket.impl()->sockfd(), F_SETFD, FD_CLOEXEC);
   return socket;
@@ -72,6 +77,14 @@ void refuse(const HTTPServerRequest& request, HTTPServerResponse& response,
   response.setKeepAlive(false);
   const std::string text = why + "\n";
   response.sendBuffer(text.data(), text.size());
+}
+
+// What the client has sent behind its handshake, before that is answered. The WebSocket would keep
+// it to itself.
+std::string readAheadOf(HTTPServerRequest& request) {
+  Poco::Buffer<char> bytes(0);
+  dynamic_cast<Poco::Net::HTTPServerRequestImpl&>(request).session().drainBuffer(bytes);
+  return {bytes.begin(), bytes.size()};
 }
 
 // @return null when the request is no handshake, and is refused
@@ -106,8 +119,9 @@ class Handler : public HTTPRequestHandler {
  private:
   void serve(HTTPServerRequest& request, HTTPServerResponse& response) {
     try {
+      const std::string readAhead = readAheadOf(request);
       if (const std::unique_ptr<WebSocket> socket = shakeHands(request, response)) {
-        ServiceConnection(*socket, m_submitter, m_gate).serve();
+        ServiceConnection(*socket, readAhead, m_submitter, m_gate).serve();
       }
     } catch (const Poco::Exception& failure) {
       report("lost a connection: " + failure.displayText());

@@ -18,7 +18,7 @@ class Service {
   /// Takes the port and listens there; clients wait until start().
   /// @param port  0: one that the system picks
   /// @param submitter  outlives this object
-  /// @throws std::system_error  when the port cannot be had
+  /// @throws std::runtime_error  when the port is not available
   Service(std::uint16_t port, TaskSubmitter& submitter);
 
   Service(const Service&) = delete;

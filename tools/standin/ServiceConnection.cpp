@@ -1,9 +1,8 @@
 #include "ServiceConnection.h"
 
-#include <Poco/Buffer.h>
 #include <Poco/Net/NetException.h>
 #include <Poco/Net/WebSocket.h>
-#include <Poco/Timespan.h>
+#include <fmt/format.h>
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -12,8 +11,8 @@
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
 
+#include "CloseFrame.h"
 #include "Report.h"
 
 using Poco::Net::WebSocket;
@@ -23,14 +22,21 @@ namespace standin {
 namespace {
 
 // How long a client may pause within a request, and take to close its side.
-constexpr int kStallSeconds = 10;
+constexpr std::chrono::seconds kStall{10};
 constexpr std::chrono::seconds kGoodbye{2};
-
-// Of the 125 bytes that a control frame may carry, the code takes two.
-constexpr std::size_t kCloseTextLimit = 123;
 
 int opcodeOf(int flags) {
   return flags & WebSocket::FRAME_OP_BITMASK;
+}
+
+int finalFrame(WebSocket::FrameOpcodes opcode) {
+  return static_cast<int>(WebSocket::FRAME_FLAG_FIN) | static_cast<int>(opcode);
+}
+
+int millisecondsUntil(std::chrono::steady_clock::time_point deadline) {
+  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+      deadline - std::chrono::steady_clock::now());
+  return static_cast<int>(left.count());
 }
 
 // Reads until the client has closed its side too: a connection that is closed with something unread
@@ -39,30 +45,36 @@ void discardUntilEnd(int descriptor) {
   const auto deadline = std::chrono::steady_clock::now() + kGoodbye;
   std::array<char, 4096> buffer{};
   for (;;) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-        deadline - std::chrono::steady_clock::now());
+    const int left = millisecondsUntil(deadline);
     pollfd awaited{descriptor, POLLIN, 0};
-    if (left.count() <= 0 || ::poll(&awaited, 1, static_cast<int>(left.count())) <= 0 ||
+    if (left <= 0 || ::poll(&awaited, 1, left) <= 0 ||
         ::recv(descriptor, buffer.data(), buffer.size(), 0) <= 0) {
       return;
     }
   }
 }
 
-Refusal refusalFor(const Poco::Exception& failure) {
-  if (failure.code() == WebSocket::WS_ERR_PAYLOAD_TOO_BIG) {
-    return {CloseCode::kTooBig,
-            "longer than " + std::to_string(MessageAssembler::kLimit) + " bytes"};
+// @return false when nothing came in time
+bool waitForBytes(int descriptor) {
+  const auto deadline = std::chrono::steady_clock::now() + kStall;
+  for (;;) {
+    pollfd awaited{descriptor, POLLIN, 0};
+    const int ready = ::poll(&awaited, 1, std::max(0, millisecondsUntil(deadline)));
+    if (ready >= 0) {
+      return ready > 0;
+    }
+    if (errno != EINTR) {
+      throw systemError("cannot wait for a frame");
+    }
   }
-  return {CloseCode::kProtocolError, "cut short, " + failure.displayText()};
 }
 
 }  // namespace
 
-ServiceConnection::ServiceConnection(WebSocket& socket, TaskSubmitter& submitter, RequestGate& gate)
+ServiceConnection::ServiceConnection(WebSocket& socket, std::string_view readAhead,
+                                     TaskSubmitter& submitter, RequestGate& gate)
     : m_socket(socket), m_submitter(submitter), m_gate(gate) {
-  m_socket.setReceiveTimeout(Poco::Timespan(kStallSeconds, 0));
-  m_socket.setMaxPayloadSize(static_cast<int>(MessageAssembler::kLimit));
+  m_frames.add(readAhead);
 }
 
 void ServiceConnection::serve() {
@@ -70,7 +82,7 @@ void ServiceConnection::serve() {
     answerRequests();
   } catch (const Refusal& refusal) {
     report(std::string("refused a message: ") + refusal.what());
-    close(refusal.code(), refusal.what());
+    close(closePayload(refusal.code(), refusal.what()));
   }
 }
 
@@ -79,7 +91,7 @@ void ServiceConnection::answerRequests() {
     if (!m_assembler.isBegun()) {
       m_pass.reset();
       if (!waitForRequest()) {
-        close(CloseCode::kGoingAway, "velmo-standin ends");
+        close(closePayload(CloseCode::kGoingAway, "velmo-standin ends"));
         return;
       }
     }
@@ -87,16 +99,17 @@ void ServiceConnection::answerRequests() {
     if (!frame) {
       return;
     }
-    if (!handle(*frame)) {
-      close(CloseCode::kNormal, {});
+    if (opcodeOf(frame->flags) == WebSocket::FRAME_OP_CLOSE) {
+      close(closeAnswer(frame->payload));
       return;
     }
+    handle(*frame);
   }
 }
 
 // @return false when the gate closed first
 bool ServiceConnection::waitForRequest() {
-  while (m_socket.available() <= 0) {  // what the handshake has read ahead is not in the descriptor
+  while (m_frames.isEmpty()) {
     std::array<pollfd, 2> awaited{pollfd{m_socket.impl()->sockfd(), POLLIN, 0},
                                   pollfd{m_gate.closedDescriptor(), POLLIN, 0}};
     if (::poll(awaited.data(), awaited.size(), -1) < 0 && errno != EINTR) {
@@ -114,43 +127,49 @@ bool ServiceConnection::waitForRequest() {
 }
 
 // @return nothing when the client has ended the connection without a word, between messages
-std::optional<ServiceConnection::Frame> ServiceConnection::receive() {
-  try {
-    Frame frame;
-    Poco::Buffer<char> buffer(0);
-    const int count = m_socket.receiveFrame(buffer, frame.flags);
-    if (count > 0 || frame.flags != 0) {
-      frame.payload.assign(buffer.begin(), buffer.size());
+std::optional<Frame> ServiceConnection::receive() {
+  for (;;) {
+    if (std::optional<Frame> frame = m_frames.next()) {
       return frame;
     }
-  } catch (const Poco::Net::ConnectionResetException&) {
-    // A client that is gone, as one that has ended the connection is.
-  } catch (const Poco::Exception& failure) {
-    throw refusalFor(failure);
+    if (!readMore()) {
+      break;
+    }
   }
-  if (m_assembler.isBegun()) {
+  if (m_assembler.isBegun() || !m_frames.isEmpty()) {
     throw Refusal(CloseCode::kProtocolError, "cut short, the connection has ended");
   }
   return std::nullopt;
 }
 
-// @return false when the client wants to end
-bool ServiceConnection::handle(const Frame& frame) {
+// @return false at the end of the connection
+bool ServiceConnection::readMore() {
+  const int descriptor = m_socket.impl()->sockfd();
+  if (!waitForBytes(descriptor)) {
+    throw Refusal(CloseCode::kProtocolError,
+                  fmt::format("cut short, nothing came for {} seconds", kStall.count()));
+  }
+  std::array<char, 16384> buffer{};
+  const ssize_t count = ::recv(descriptor, buffer.data(), buffer.size(), 0);
+  if (count <= 0) {
+    return false;  // a client that is gone has ended the connection too
+  }
+  m_frames.add({buffer.data(), static_cast<std::size_t>(count)});
+  return true;
+}
+
+void ServiceConnection::handle(const Frame& frame) {
   switch (opcodeOf(frame.flags)) {
-    case WebSocket::FRAME_OP_CLOSE:
-      return false;
     case WebSocket::FRAME_OP_PING:
-      m_socket.sendFrame(
-          frame.payload.data(), static_cast<int>(frame.payload.size()),
-          static_cast<int>(WebSocket::FRAME_FLAG_FIN) | static_cast<int>(WebSocket::FRAME_OP_PONG));
-      return true;
+      m_socket.sendFrame(frame.payload.data(), static_cast<int>(frame.payload.size()),
+                         finalFrame(WebSocket::FRAME_OP_PONG));
+      break;
     case WebSocket::FRAME_OP_PONG:
-      return true;
+      break;
     default:
       if (const std::optional<std::string> message = m_assembler.add(frame.flags, frame.payload)) {
         answer(*message);
       }
-      return true;
   }
 }
 
@@ -159,10 +178,11 @@ void ServiceConnection::answer(const std::string& message) {
   m_socket.sendFrame(response.data(), static_cast<int>(response.size()), WebSocket::FRAME_BINARY);
 }
 
-void ServiceConnection::close(CloseCode code, const std::string& why) {
+void ServiceConnection::close(const std::string& payload) {
   m_pass.reset();
   try {
-    m_socket.shutdown(static_cast<std::uint16_t>(code), why.substr(0, kCloseTextLimit));
+    m_socket.sendFrame(payload.data(), static_cast<int>(payload.size()),
+                       finalFrame(WebSocket::FRAME_OP_CLOSE));
   } catch (const Poco::Exception&) {
     return;  // the client is gone already
   }

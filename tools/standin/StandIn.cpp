@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -18,6 +19,7 @@ namespace standin {
 namespace {
 
 constexpr int kSuccess = 0;
+constexpr int kTaskFailed = 123;
 constexpr int kCannotExecute = 126;
 constexpr int kNotFound = 127;
 constexpr int kSignalBase = 128;
@@ -55,7 +57,8 @@ StandIn::StandIn(const Options& options, SignalQueue& signals)
     : m_options(options),
       m_signals(signals),
       m_installation(options.home, options.keep),
-      m_variables(joined(m_installation.variables(), m_counter.variables())) {
+      m_variables(joined(m_installation.variables(), m_counter.variables())),
+      m_unknownClasses(m_installation) {
   if (options.port) {
     openService(*options.port);
   }
@@ -63,13 +66,14 @@ StandIn::StandIn(const Options& options, SignalQueue& signals)
     report("the installation stays in " + m_installation.directory().string());
   }
   if (options.run) {
-    m_runner = std::make_unique<TaskRunner>(m_installation, environmentWith(m_variables, environ));
+    m_runner = std::make_unique<TaskRunner>(m_installation, environmentWith(m_variables, environ),
+                                            options.showOutput, m_unknownClasses);
   }
 }
 
 void StandIn::openService(std::uint16_t port) {
   google::protobuf::SetLogHandler(nullptr);  // what is wrong with a message we report ourselves
-  m_submitter = std::make_unique<TaskSubmitter>(m_installation, m_variables);
+  m_submitter = std::make_unique<TaskSubmitter>(m_installation, m_variables, m_unknownClasses);
   m_service = std::make_unique<Service>(port, *m_submitter);
   m_modules = std::make_unique<ModulesFile>(m_installation.modulesFile(), m_service->port());
   m_variables.emplace_back("VELMO_MODULES_XML", m_installation.modulesFile());
@@ -102,7 +106,25 @@ int StandIn::serve() {
       return endAtOnce();
     }
   }
-  return m_command != nullptr ? m_command->poll()->shellStatus() : kSuccess;
+  return exitStatus();
+}
+
+int StandIn::exitStatus() {
+  const int status = m_command != nullptr ? m_command->poll()->shellStatus() : kSuccess;
+  if (status != kSuccess) {
+    if (!m_endRequested && m_service == nullptr && !hasSeenTasks()) {
+      report("no task was submitted; a program that submits by message needs --port 0");
+    }
+    return status;
+  }
+  const bool hasFailedTask = m_runner != nullptr && m_runner->hasFailed();
+  return m_options.failOnTask && hasFailedTask ? kTaskFailed : kSuccess;
+}
+
+bool StandIn::hasSeenTasks() const {
+  std::error_code unknown;  // then there is nothing to say
+  return m_runner != nullptr ? m_runner->hasSeenFiles()
+                             : !std::filesystem::is_empty(m_installation.queueDirectory(), unknown);
 }
 
 // Those who submit are asked first: what they have submitted is then in the queue when that is

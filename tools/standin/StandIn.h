@@ -15,6 +15,7 @@
 #include "TaskCounter.h"
 #include "TaskRunner.h"
 #include "TaskSubmitter.h"
+#include "UnknownClasses.h"
 
 namespace standin {
 
@@ -40,6 +41,8 @@ class StandIn {
   void wait() const;
   void takeSignals();
   void handle(const EndSignal& signal);
+  int exitStatus();
+  bool hasSeenTasks() const;
   int endAtOnce();
 
   Options m_options;
@@ -47,6 +50,7 @@ class StandIn {
   Installation m_installation;
   TaskCounter m_counter;
   Variables m_variables;
+  UnknownClasses m_unknownClasses;
   std::unique_ptr<TaskRunner> m_runner;        ///< null: tasks are not run
   std::unique_ptr<TaskSubmitter> m_submitter;  ///< these three null: no tasks by message
   std::unique_ptr<Service> m_service;

@@ -1,16 +1,14 @@
 #include "TaskRunner.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <system_error>
 #include <utility>
 #include <variant>
 
-#include "FileDescriptor.h"
 #include "Report.h"
+#include "ShellCommand.h"
 #include "TaskContents.h"
 #include "TaskName.h"
 
@@ -18,27 +16,20 @@ namespace standin {
 
 namespace {
 
-constexpr mode_t kPrivateFile = 0600;
-
-FileDescriptor createLog(const std::filesystem::path& path) {
-  FileDescriptor log(
-      open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, kPrivateFile));
-  if (!log.isOpen() || fchmod(log.get(), kPrivateFile) != 0) {
-    throw systemError("cannot write its log");
-  }
-  return log;
-}
-
 std::string logName(const std::string& taskFile) {
   return taskFile + ".log";
 }
 
 }  // namespace
 
-TaskRunner::TaskRunner(const Installation& installation, std::vector<std::string> environment)
+TaskRunner::TaskRunner(const Installation& installation, std::vector<std::string> environment,
+                       bool showOutput, UnknownClasses& unknownClasses)
     : m_directory(installation.directory()),
       m_logDirectory(installation.logDirectory()),
+      m_logsStay(installation.isKept()),
       m_environment(std::move(environment)),
+      m_showOutput(showOutput),
+      m_unknownClasses(unknownClasses),
       m_queue(installation.queueDirectory()) {}
 
 int TaskRunner::watchDescriptor() const {
@@ -52,14 +43,24 @@ bool TaskRunner::proceed() {
     return true;
   }
   const std::vector<std::string> names = m_queue.names();
+  m_hasSeenFiles = m_hasSeenFiles || !names.empty();
   forgetMissing(names);
   return startFirstOf(names);
+}
+
+bool TaskRunner::hasSeenFiles() const {
+  return m_hasSeenFiles;
+}
+
+bool TaskRunner::hasFailed() const {
+  return m_hasFailed;
 }
 
 void TaskRunner::abandon() {
   if (m_task) {
     m_task->process->kill();
     report(m_task->description + ": interrupted, left in the queue");
+    reportOutputOf(*m_task);
     m_task.reset();
   }
 }
@@ -72,10 +73,28 @@ void TaskRunner::finish() {
   if (!end) {
     return;
   }
-  report(fmt::format("{}: {} {}, output in var/log/{}", m_task->description,
-                     end->bySignal ? "signal" : "exit", end->number, logName(m_task->fileName)));
+  m_hasFailed = m_hasFailed || end->shellStatus() != 0;
+  report(outcomeOf(*m_task, *end));
+  reportOutputOf(*m_task);
   takeOut(m_task->fileName, m_task->description);
   m_task.reset();
+}
+
+// A log that is removed at the end is not named: readers look for it after the end.
+std::string TaskRunner::outcomeOf(const RunningTask& task, const ChildEnd& end) const {
+  const std::string outcome =
+      fmt::format("{}: {} {}", task.description, end.bySignal ? "signal" : "exit", end.number);
+  const std::filesystem::path log = m_logDirectory / logName(task.fileName);
+  return m_logsStay ? outcome + ", output in " + log.string() : outcome;
+}
+
+void TaskRunner::reportOutputOf(const RunningTask& task) {
+  if (m_showOutput) {
+    task.log.show();
+  } else if (!m_logsStay && !m_hasToldOfLogs && !task.log.isEmpty()) {
+    report("the output of tasks is removed at the end; --show-output prints it, --keep keeps it");
+    m_hasToldOfLogs = true;
+  }
 }
 
 bool TaskRunner::startFirstOf(const std::vector<std::string>& names) {
@@ -97,6 +116,7 @@ void TaskRunner::begin(const std::string& name, const FileIdentity& identity) {
     setAside(name, name + ": not a task file");
     return;
   }
+  m_unknownClasses.checkFile(*taskName, name);
   const std::string description = describe(*taskName);
   if (taskName->commandType != "sh") {
     report(description + ": not runnable here");
@@ -106,22 +126,22 @@ void TaskRunner::begin(const std::string& name, const FileIdentity& identity) {
   try {
     const auto contents = parseTaskContents(m_queue.read(name));
     if (const auto* fault = std::get_if<Malformed>(&contents)) {
-      setAside(name, description + ": malformed, " + *fault);
+      m_hasFailed |= setAside(name, description + ": malformed, " + *fault);
       return;
     }
     start(name, description, std::get<TaskContents>(contents).command);
   } catch (const std::system_error& failure) {
-    setAside(name, fmt::format("{}: {}", description, failure.what()));
+    m_hasFailed |= setAside(name, fmt::format("{}: {}", description, failure.what()));
   }
 }
 
 void TaskRunner::start(const std::string& name, const std::string& description,
                        const std::string& command) {
-  const FileDescriptor log = createLog(m_logDirectory / logName(name));
-  const std::vector<std::string> arguments{"/bin/sh", "-c", command};
-  m_task = RunningTask{
-      name, description,
-      std::make_unique<Child>(arguments, m_environment, Background{m_directory, log.get()})};
+  TaskLog log(m_logDirectory / logName(name));
+  const ShellCommand shell = shellCommand(command);
+  const Background background{m_directory, log.descriptor(), shell.input.get()};
+  m_task.emplace(RunningTask{name, description, std::move(log),
+                             std::make_unique<Child>(shell.arguments, m_environment, background)});
 }
 
 // A file that cannot be removed must not be run again and again.
@@ -138,11 +158,14 @@ bool TaskRunner::isSetAside(const std::string& name, const FileIdentity& identit
   return position != m_setAside.end() && position->second == identity;
 }
 
-void TaskRunner::setAside(const std::string& name, const std::string& text) {
-  if (const std::optional<FileIdentity> identity = m_queue.identify(name)) {
+// @return false when the file is gone, and so there is nothing to report
+bool TaskRunner::setAside(const std::string& name, const std::string& text) {
+  const std::optional<FileIdentity> identity = m_queue.identify(name);
+  if (identity) {
     m_setAside[name] = *identity;
     report(text + ", left in the queue");
   }
+  return identity.has_value();
 }
 
 void TaskRunner::forgetMissing(const std::vector<std::string>& names) {

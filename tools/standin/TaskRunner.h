@@ -10,7 +10,9 @@
 
 #include "Child.h"
 #include "Installation.h"
+#include "TaskLog.h"
 #include "TaskQueue.h"
+#include "UnknownClasses.h"
 
 namespace standin {
 
@@ -23,8 +25,11 @@ namespace standin {
 class TaskRunner {
  public:
   /// @param environment  "NAME=value" texts for the tasks
+  /// @param showOutput  print what a task has written, after its report
+  /// @param unknownClasses  outlives this object
   /// @throws std::system_error  when the queue cannot be watched
-  TaskRunner(const Installation& installation, std::vector<std::string> environment);
+  TaskRunner(const Installation& installation, std::vector<std::string> environment,
+             bool showOutput, UnknownClasses& unknownClasses);
 
   /// A descriptor that is readable when proceed() may find something new in the queue. It is so
   /// until the next proceed().
@@ -35,6 +40,13 @@ class TaskRunner {
   /// @throws std::filesystem::filesystem_error  when the queue cannot be read
   bool proceed();
 
+  /// Whether something has been in the queue.
+  bool hasSeenFiles() const;
+
+  /// Whether a task has ended otherwise than with the exit status 0, was malformed or could not be
+  /// started. One that is not runnable here has not failed.
+  bool hasFailed() const;
+
   /// Kills the task that is running, if one is. Its file stays in the queue.
   void abandon();
 
@@ -42,6 +54,7 @@ class TaskRunner {
   struct RunningTask {
     std::string fileName;
     std::string description;
+    TaskLog log;
     std::unique_ptr<Child> process;
   };
 
@@ -49,17 +62,25 @@ class TaskRunner {
   bool startFirstOf(const std::vector<std::string>& names);
   void begin(const std::string& name, const FileIdentity& identity);
   void start(const std::string& name, const std::string& description, const std::string& command);
+  std::string outcomeOf(const RunningTask& task, const ChildEnd& end) const;
+  void reportOutputOf(const RunningTask& task);
   void takeOut(const std::string& name, const std::string& description);
   bool isSetAside(const std::string& name, const FileIdentity& identity) const;
-  void setAside(const std::string& name, const std::string& text);
+  bool setAside(const std::string& name, const std::string& text);
   void forgetMissing(const std::vector<std::string>& names);
 
   std::filesystem::path m_directory;
   std::filesystem::path m_logDirectory;
+  bool m_logsStay;
   std::vector<std::string> m_environment;
+  bool m_showOutput;
+  UnknownClasses& m_unknownClasses;
   TaskQueue m_queue;
   std::map<std::string, FileIdentity> m_setAside;
   std::optional<RunningTask> m_task;
+  bool m_hasSeenFiles = false;
+  bool m_hasFailed = false;
+  bool m_hasToldOfLogs = false;
 };
 
 }  // namespace standin

@@ -32,17 +32,26 @@ class TaskRunnerTest : public testing::Test {
     fs::rename(m_installation.directory() / "tmp" / name, queued(name));
   }
 
+  void runAll() {
+    while (m_runner.proceed()) {
+      poll(nullptr, 0, 1);
+    }
+  }
+
   fs::path queued(const std::string& name) const {
     return m_installation.queueDirectory() / name;
   }
 
   TemporaryDirectory m_directory;
   Installation m_installation{m_directory.path() / "home", false};
-  TaskRunner m_runner{m_installation, {"NAME=value", "PATH=/usr/bin:/bin"}};
+  UnknownClasses m_unknownClasses{m_installation};
+  TaskRunner m_runner{
+      m_installation, {"NAME=value", "PATH=/usr/bin:/bin"}, false, m_unknownClasses};
 };
 
 TEST_F(TaskRunnerTest, EmptyQueueLeavesNothingToRun) {
   EXPECT_FALSE(m_runner.proceed());
+  EXPECT_FALSE(m_runner.hasSeenFiles());
 }
 
 TEST_F(TaskRunnerTest, WatchIsQuietAfterEachLookSoThatTheLoopDoesNotSpin) {
@@ -55,11 +64,24 @@ TEST_F(TaskRunnerTest, WatchIsQuietAfterEachLookSoThatTheLoopDoesNotSpin) {
 TEST_F(TaskRunnerTest, RunsATaskWithTheGivenEnvironmentAndThenIsIdle) {
   queue(kName, "echo $NAME\n");
   EXPECT_TRUE(m_runner.proceed());
-  while (m_runner.proceed()) {
-    poll(nullptr, 0, 1);
-  }
+  EXPECT_TRUE(m_runner.hasSeenFiles());
+  runAll();
   EXPECT_FALSE(fs::exists(queued(kName)));
   EXPECT_EQ("value\n", readFile(m_installation.logDirectory() / (std::string(kName) + ".log")));
+}
+
+TEST_F(TaskRunnerTest, TaskThatCannotBeStartedHasFailed) {
+  queue(kName, "true\n");
+  fs::remove(m_installation.logDirectory());
+  runAll();
+  EXPECT_TRUE(m_runner.hasFailed());
+}
+
+TEST_F(TaskRunnerTest, StrayFileIsNotATaskThatHasFailed) {
+  queue("x", "");
+  queue("0060.20250303140509.J12.S0.T20250303140509-732.R0002.java", "Main\n");
+  runAll();
+  EXPECT_FALSE(m_runner.hasFailed());
 }
 
 TEST_F(TaskRunnerTest, AbandonedTaskIsNotRunningAndItsFileIsStillQueued) {
@@ -67,6 +89,21 @@ TEST_F(TaskRunnerTest, AbandonedTaskIsNotRunningAndItsFileIsStillQueued) {
   EXPECT_TRUE(m_runner.proceed());
   m_runner.abandon();
   EXPECT_TRUE(fs::exists(queued(kName)));
+}
+
+TEST_F(TaskRunnerTest, OutputOfAnAbandonedTaskIsShownToo) {
+  TaskRunner runner(m_installation, {"PATH=/usr/bin:/bin"}, true, m_unknownClasses);
+  queue(kName, "echo hello; echo >started; sleep 600\n");
+  EXPECT_TRUE(runner.proceed());
+  while (!fs::exists(m_installation.directory() / "started")) {
+    poll(nullptr, 0, 1);
+  }
+  testing::internal::CaptureStderr();
+  runner.abandon();
+  EXPECT_EQ(
+      "velmo-standin: priority 0050, created 2025-03-03 14:05:09, job J12, sub-job 0, task 731, "
+      "relative 2, type sh: interrupted, left in the queue\nvelmo-standin: | hello\n",
+      testing::internal::GetCapturedStderr());
 }
 
 TEST_F(TaskRunnerTest, StrayFileIsForgottenWhenItGoesAndReportedAgainWhenItComesBack) {

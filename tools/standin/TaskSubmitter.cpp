@@ -43,8 +43,10 @@ void place(const fs::path& temporaryFile, const fs::path& queueFile, const std::
 
 }  // namespace
 
-TaskSubmitter::TaskSubmitter(const Installation& installation, const Variables& variables)
-    : m_temporaryDirectory(installation.directory() / "tmp"),
+TaskSubmitter::TaskSubmitter(const Installation& installation, const Variables& variables,
+                             UnknownClasses& unknownClasses)
+    : m_unknownClasses(unknownClasses),
+      m_temporaryDirectory(installation.directory() / "tmp"),
       m_queueDirectory(installation.queueDirectory()) {
   for (const auto& [name, value] : variables) {
     setenv(name.c_str(), value.c_str(), 1);
@@ -62,6 +64,7 @@ std::string TaskSubmitter::submit(const service::velmo::AddTaskRequest& request)
   if (name.empty()) {
     throw Refusal(CloseCode::kInternal, "no task identifier");
   }
+  m_unknownClasses.checkRequest(request.prioritytype(), name);  // before its file can be seen
   try {
     place(m_temporaryDirectory / name, m_queueDirectory / name,
           library.getTaskContents(descriptor));

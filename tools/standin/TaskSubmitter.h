@@ -8,6 +8,7 @@
 #include <string>
 
 #include "Installation.h"
+#include "UnknownClasses.h"
 
 namespace standin {
 
@@ -20,7 +21,9 @@ class TaskSubmitter {
   /// Sets this process's environment and loads the library's priority map, both of which need a
   /// process that has no second thread yet.
   /// @param variables  all that lead to the installation, its task counter included
-  TaskSubmitter(const Installation& installation, const Variables& variables);
+  /// @param unknownClasses  outlives this object
+  TaskSubmitter(const Installation& installation, const Variables& variables,
+                UnknownClasses& unknownClasses);
 
   /// Queues the task of a request that parseRequest() made.
   ///
@@ -32,6 +35,7 @@ class TaskSubmitter {
   std::string submit(const service::velmo::AddTaskRequest& request);
 
  private:
+  UnknownClasses& m_unknownClasses;
   std::mutex m_mutex;
   std::filesystem::path m_temporaryDirectory;
   std::filesystem::path m_queueDirectory;

@@ -53,30 +53,31 @@ class TaskSubmitterTest : public testing::Test {
   TemporaryDirectory m_directory;
   Installation m_installation{m_directory.path() / "home", false};
   TaskCounter m_counter;
+  UnknownClasses m_unknownClasses{m_installation};
   service::velmo::AddTaskRequest m_request;
 };
 
 TEST_F(TaskSubmitterTest, FileIsWhereTheAnsweredNameSaysWithTheCommandAsSent) {
-  TaskSubmitter submitter(m_installation, variables());
+  TaskSubmitter submitter(m_installation, variables(), m_unknownClasses);
   const std::string name = submitter.submit(m_request);
   EXPECT_THAT(name, MatchesRegex("0050\\.[0-9]+\\.J12\\.S0\\.T[0-9]+-1\\.R0000\\.sh"));
   EXPECT_EQ("echo 100%%\n", readFile(m_installation.queueDirectory() / name));
 }
 
 TEST_F(TaskSubmitterTest, EveryRequestDrawsOneTaskIdentifier) {
-  TaskSubmitter submitter(m_installation, variables());
+  TaskSubmitter submitter(m_installation, variables(), m_unknownClasses);
   submitter.submit(m_request);
   EXPECT_THAT(submitter.submit(m_request), HasSubstr("-2.R0000."));
 }
 
 TEST_F(TaskSubmitterTest, WithoutATaskIdentifierTheRequestIsRefused) {
   unsetenv("SHARED_VELMO_TASKID");
-  TaskSubmitter submitter(m_installation, m_installation.variables());
+  TaskSubmitter submitter(m_installation, m_installation.variables(), m_unknownClasses);
   EXPECT_EQ("no task identifier", refusalOf(submitter));
 }
 
 TEST_F(TaskSubmitterTest, FileThatCannotBeWrittenOrMovedIsNamedAndNotQueued) {
-  TaskSubmitter submitter(m_installation, variables());
+  TaskSubmitter submitter(m_installation, variables(), m_unknownClasses);
   fs::remove(m_installation.queueDirectory());
   EXPECT_THAT(refusalOf(submitter), HasSubstr("cannot rename"));
   EXPECT_THAT(namesIn(m_installation.directory() / "tmp"), IsEmpty());

@@ -1,0 +1,54 @@
+#include "CloseFrame.h"
+
+#include <fmt/format.h>
+
+#include <cstddef>
+
+#include "Utf8.h"
+
+namespace standin {
+
+namespace {
+
+constexpr std::size_t kCodeSize = 2;
+
+// Of the 125 bytes that a control frame may carry, the code takes two.
+constexpr std::size_t kReasonLimit = 123;
+
+int codeFrom(const std::string& payload) {
+  return static_cast<unsigned char>(payload[0]) << 8 | static_cast<unsigned char>(payload[1]);
+}
+
+// 1004 has no meaning; 1005, 1006 and 1015 are for programs to tell what no frame has said. From
+// 3000 on the codes belong to libraries and applications.
+bool maySend(int code) {
+  const bool isDefined = code >= 1000 && code <= 1014 && (code < 1004 || code > 1006);
+  return isDefined || (code >= 3000 && code <= 4999);
+}
+
+}  // namespace
+
+std::string closePayload(CloseCode code, std::string_view reason) {
+  const auto number = static_cast<unsigned>(code);
+  std::string payload{static_cast<char>(number >> 8U), static_cast<char>(number & 0xffU)};
+  return payload + utf8Prefix(reason, kReasonLimit);
+}
+
+std::string closeAnswer(const std::string& payload) {
+  if (payload.empty()) {
+    return closePayload(CloseCode::kNormal, {});
+  }
+  if (payload.size() < kCodeSize) {
+    throw Refusal(CloseCode::kProtocolError, "a close frame of one byte");
+  }
+  if (!maySend(codeFrom(payload))) {
+    throw Refusal(CloseCode::kProtocolError,
+                  fmt::format("a close frame with the code {}", codeFrom(payload)));
+  }
+  if (!isUtf8(std::string_view(payload).substr(kCodeSize))) {
+    throw Refusal(CloseCode::kProtocolError, "a close frame whose reason is not UTF-8");
+  }
+  return payload;
+}
+
+}  // namespace standin

@@ -1,0 +1,70 @@
+#include "TaskLog.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "Report.h"
+
+namespace standin {
+
+namespace {
+
+constexpr mode_t kPrivateFile = 0600;
+
+// A longer line is shown as several.
+constexpr std::size_t kLongestLine = 65536;
+
+// Shows all lines but one that may go on, and takes what it shows away.
+void showCompleteLines(std::string& text) {
+  std::size_t begin = 0;
+  for (std::size_t end = 0; (end = text.find('\n', begin)) != std::string::npos; begin = end + 1) {
+    reportOutput(std::string_view(text).substr(begin, end - begin));
+  }
+  text.erase(0, begin);
+  if (text.size() >= kLongestLine) {
+    reportOutput(text);
+    text.clear();
+  }
+}
+
+}  // namespace
+
+TaskLog::TaskLog(const std::filesystem::path& path)
+    : m_file(
+          open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, kPrivateFile)) {
+  if (!m_file.isOpen() || fchmod(m_file.get(), kPrivateFile) != 0) {
+    throw systemError("cannot write its log");
+  }
+}
+
+int TaskLog::descriptor() const {
+  return m_file.get();
+}
+
+bool TaskLog::isEmpty() const {
+  struct stat status {};
+  return fstat(m_file.get(), &status) == 0 && status.st_size == 0;
+}
+
+void TaskLog::show() const {
+  std::array<char, kLongestLine> buffer{};
+  std::string pending;
+  off_t position = 0;
+  // At a position of its own: the one in the file is where the task's children still write.
+  for (ssize_t count = 0; (count = pread(m_file.get(), buffer.data(), buffer.size(), position)) > 0;
+       position += count) {
+    pending.append(buffer.data(), static_cast<std::size_t>(count));
+    showCompleteLines(pending);
+  }
+  if (!pending.empty()) {
+    reportOutput(pending);
+  }
+}
+
+}  // namespace standin
