@@ -36,8 +36,7 @@ echo '== variables of the environment =='
 find "$source/backend" "$source/tools" "$source/examples" "$source/benchmarks" -name '*.cpp' \
   ! -name '*_test.cpp' -exec cat {} + >"$directory/code"
 # The functions named "FromEnvironment" hand their argument on.
-if grep -E 'getenv\(' "$directory/code" | grep -vE 'getenv\(("[A-Z_]+"|variable)\)' |
-  grep -v 'logLine('; then
+if grep -E 'getenv\(' "$directory/code" | grep -vE 'getenv\(("[A-Z_]+"|variable|%s)\)'; then
   echo 'a variable whose name cannot be seen here'
   touch "$directory/failed"
 fi
@@ -46,80 +45,23 @@ grep -oE '(getenv|FromEnvironment)\("[A-Z_]+"' "$directory/code" | sed 's/.*("//
 section '.Sh ENVIRONMENT' | sed -n 's/^\.It Ev //p' | sort >"$directory/page"
 compare 'variables'
 
-# Prints the texts that a file logs: what is put together from parts has %s for each that is no
-# literal, and a number that is appended is %d.
+# The texts that a unit of log lines returns; a line feed at the end is not shown.
 texts_of() {
-  awk '
-    { code = code $0 "\n" }
-    END {
-      while (match(code, /(logLine|logLines|logNumber|logError)\(/)) {
-        called = substr(code, RSTART, RLENGTH - 1)
-        code = substr(code, RSTART + RLENGTH)
-        text = first_argument(called == "logError")
-        if (text != "") {
-          print text (called == "logNumber" ? "%d" : "")
-        }
-      }
-    }
-    # The argument as a format, or the one behind it; empty when it is what a caller has handed in.
-    function first_argument(second,    at, c, depth, quoted, part, result, raw, literal) {
-      for (at = 1; at <= length(code); ++at) {
-        c = substr(code, at, 1)
-        if (quoted && c == "\\") {
-          part = part c substr(code, ++at, 1)
-        } else if (c == "\"") {
-          quoted = !quoted
-          part = part c
-        } else if (quoted) {
-          part = part c
-        } else if (depth == 0 && c ~ /[,)+]/) {
-          if (part ~ /"/) {
-            literal = 1
-          }
-          result = result format_of(part)
-          raw = raw part
-          part = ""
-          if (c == "," && second) {
-            second = 0
-            result = raw = ""
-          } else if (c != "+") {
-            break
-          }
-        } else {
-          depth += (c == "(") - (c == ")")
-          part = part c
-        }
-      }
-      if (!literal && raw !~ /^ ?(const .*|text|text\.c_str\(\)|line\.data\(\))$/) {
-        return "a text that cannot be seen here:" raw
-      }
-      return literal ? result : ""
-    }
-    function format_of(part) {
-      if (part !~ /"/) {
-        return "%s"
-      }
-      gsub(/"[ \n]*"/, "", part)
-      sub(/^[^"]*"/, "", part)
-      sub(/"[^"]*$/, "", part)
-      sub(/\\n$/, "", part)
-      return part
-    }
-  ' "$1"
+  sed -nE 's/^ *return "(.+)";.*/\1/p' "$1" | sed 's/\\n$//'
 }
 
 echo '== lines of the system log =='
 backend=$source/backend
-texts_of "$backend/velmo/src/CreateTaskFile.cpp" >"$directory/texts"
-# The one line that a function of its own makes.
-sed -n 's/.*snprintf(line.*, "\(.*\)\\n".*/\1/p' "$backend/imutils/src/SystemLog.cpp" \
+texts_of "$backend/velmo/src/byfile/SubmissionLog.cpp" >"$directory/texts"
+sed -n 's/.*snprintf(line.*, "\(.*\)\\n".*/\1/p' "$backend/imutils/src/internal/SystemLog.cpp" \
   >>"$directory/texts"
 sort -u "$directory/texts" >"$directory/sources"
 cp "$directory/sources" "$directory/all"
 section '.Ss Lines with the identity CreateTaskFile' | items >"$directory/page"
 compare 'identity CreateTaskFile'
 
-texts_of "$backend/imutils/src/IMMemSemaphore.cpp" | sort -u >"$directory/sources"
+# A number is appended to each.
+texts_of "$backend/imutils/src/internal/SemaphoreLog.cpp" | sed 's/$/%d/' | sort -u >"$directory/sources"
 section '.Ss Lines with the identity IMMemSemaphore' | items >"$directory/page"
 compare 'identity IMMemSemaphore'
 
@@ -140,12 +82,12 @@ page=$source/docs/man/libvelmo.7
 
 echo '== nothing else writes there =='
 cd "$backend"
-grep -lE '\b(syslog|logError|logErrno)\(' -- */src/*.cpp | grep -v _test.cpp |
+find . -name '*.cpp' ! -name '*_test.cpp' -exec grep -lE '\b(syslog|logError|logErrno)\(' {} + |
   sort >"$directory/sources"
-printf '%s\n' imutils/src/IMMemSemaphore.cpp imutils/src/SystemLog.cpp \
-  velmo/src/CreateTaskFile.cpp >"$directory/page"
+printf '%s\n' ./imutils/src/internal/SemaphoreLog.cpp ./imutils/src/internal/SystemLog.cpp \
+  ./velmo/src/byfile/SubmissionLog.cpp >"$directory/page"
 compare 'units that write to the system log'
-grep -oh 'kLogIdentity = "[A-Za-z]*"' -- */src/*.cpp | sed 's/.* "//; s/"//' |
+find . -name '*.cpp' -exec grep -oh 'kLogIdentity = "[A-Za-z]*"' {} + | sed 's/.* "//; s/"//' |
   sort >"$directory/sources"
 sed -n 's/^\.Ss Lines with the identity //p' "$page" | sort >"$directory/page"
 compare 'identities'

@@ -1,7 +1,6 @@
 #!/bin/sh
 # The Markdown pages against the tree:
 # - each link of a page within the tree leads to a file, and to a heading where it names one;
-# - the table of units in architecture.md says what each unit of the library includes;
 # - the table of CMake options in README.md has those that there are.
 # usage: pages_test.sh SOURCE_DIR
 set -eu
@@ -47,34 +46,6 @@ while read -r page target; do
     fail "$page: $target names no heading"
   fi
 done <"$directory/links"
-
-echo '== units =='
-units=$(find backend -name '*.h' -exec basename {} .h \; | sort)
-# UNIT INCLUDED, one a line; "nothing" for a unit that includes no other
-for unit in $units; do
-  included=$(find backend \( -name "$unit.h" -o -name "$unit.cpp" \) -exec cat {} + |
-    sed -nE 's/^#include ["<](velmo\/)?([A-Za-z.]+)\.h[">]$/\2/p' | grep -vx -e "$unit" -e Export |
-    sort -u)
-  for name in $included; do
-    if [ "$name" = velmo.pb ] || echo "$units" | grep -qx "$name"; then
-      echo "$unit $name"
-    fi
-  done >"$directory/of_unit"
-  [ -s "$directory/of_unit" ] || echo "$unit nothing" >"$directory/of_unit"
-  cat "$directory/of_unit"
-done | sort >"$directory/sources"
-sed -n '/^| Unit |/,/^$/p' docs/architecture.md | sed '1,2d; s/[`,]//g' |
-  awk -F '|' '{
-    count = split($2, units, " ")
-    included = split($3, names, " ")
-    for (i = 1; i <= count; ++i) {
-      for (j = 1; j <= included; ++j) {
-        print units[i], names[j]
-      }
-    }
-  }' | sort >"$directory/page"
-diff "$directory/sources" "$directory/page" ||
-  fail 'what units include: in the sources (<), in architecture.md (>)'
 
 echo '== options =='
 # CTest's module brings the first one.

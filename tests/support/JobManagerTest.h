@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include <velmo/JobManager.h>
 #include "CapturedLog.h"
-#include "JobManager.h"
 #include "MovedClock.h"
 #include "PlatformCalls.h"
 #include "TaskInstallation.h"

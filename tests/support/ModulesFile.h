@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "SystemConfig.h"
+#include <velmo/SystemConfig.h>
 #include "TemporaryDirectory.h"
 
 namespace velmo::test {

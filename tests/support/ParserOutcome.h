@@ -14,7 +14,7 @@
 #include <string>
 #include <typeinfo>
 
-#include "SystemConfig.h"
+#include <velmo/SystemConfig.h>
 
 namespace velmo::test {
 

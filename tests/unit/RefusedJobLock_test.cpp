@@ -3,10 +3,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <velmo/CreateTaskFile.h>
+#include <velmo/IMSemaphore.h>
 
 #include "CapturedLog.h"
-#include "CreateTaskFile.h"
-#include "IMSemaphore.h"
 #include "TaskInstallation.h"
 
 bool brix::imutils::IMSemaphore::lock(int timeoutSeconds) {

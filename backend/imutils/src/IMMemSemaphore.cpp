@@ -2,17 +2,15 @@
 
 #include <sys/ipc.h>
 
-#include <array>
-#include <cstdio>
+#include <string>
 
 #include "CancellationGuard.h"
-#include "SystemLog.h"
+#include "SemaphoreLog.h"
 
 namespace brix::imutils {
 
 namespace {
 
-constexpr const char* kLogIdentity = "IMMemSemaphore";
 constexpr int kCreateForAll = IPC_CREAT | 0666;
 
 // The fourth argument of semctl, which every program declares for itself.
@@ -22,13 +20,9 @@ union SemaphoreArgument {
   unsigned short* array;  // cppcheck-suppress unusedStructMember
 };
 
-constexpr std::size_t kLogLineSize = 96;  // the longest line has 60 characters
-
-// Allocates nothing, since nothing may be thrown here.
-void logNumber(const char* what, int number) {
-  std::array<char, kLogLineSize> line{};
-  std::snprintf(line.data(), line.size(), "%s%d", what, number);
-  logError(kLogIdentity, line.data());
+// A number is short enough for a string that allocates nothing, since nothing may be thrown here.
+void logFailure(SemaphoreCall call, int number) {
+  logSemaphoreFailure(call, std::to_string(number).c_str());
 }
 
 }  // namespace
@@ -36,7 +30,7 @@ void logNumber(const char* what, int number) {
 IMMemSemaphore::IMMemSemaphore(int key, bool autoUnlock)
     : m_semId(semget(key, 1, kCreateForAll)), m_op{0, 0, SEM_UNDO}, m_autoUnlock(autoUnlock) {
   if (m_semId < 0) {
-    logNumber("Semaphore constructor - semget failed for key", key);
+    logFailure(SemaphoreCall::Get, key);
   }
 }
 
@@ -51,7 +45,7 @@ bool IMMemSemaphore::init() {
   SemaphoreArgument argument{};
   argument.val = 1;
   if (semctl(m_semId, 0, SETVAL, argument) < 0) {
-    logNumber("Semaphore init - semctl failed for id:", m_semId);
+    logFailure(SemaphoreCall::Init, m_semId);
     return false;
   }
   return true;
@@ -59,7 +53,7 @@ bool IMMemSemaphore::init() {
 
 bool IMMemSemaphore::lock() {
   if (!operate(-1)) {
-    logNumber("Semaphore lock - semop failed for id:", m_semId);
+    logFailure(SemaphoreCall::Lock, m_semId);
     return false;
   }
   return true;
@@ -67,7 +61,7 @@ bool IMMemSemaphore::lock() {
 
 bool IMMemSemaphore::unlock() {
   if (!operate(1)) {
-    logNumber("Semaphore unlock - semop failed for id:", m_semId);
+    logFailure(SemaphoreCall::Unlock, m_semId);
     return false;
   }
   return true;
@@ -77,7 +71,7 @@ bool IMMemSemaphore::close() {
   // Deliberate: there is no semaphore 1 in the set; the number does not count when a set is
   // removed.
   if (semctl(m_semId, 1, IPC_RMID) == -1) {
-    logNumber("Semaphore close - semctl failed for id:", m_semId);
+    logFailure(SemaphoreCall::Close, m_semId);
     return false;
   }
   return true;

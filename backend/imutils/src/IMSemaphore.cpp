@@ -1,25 +1,18 @@
 #include "IMSemaphore.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <array>
 #include <cerrno>
-#include <climits>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 
-#include "CancellationGuard.h"
 #include "IMException.h"
+#include "LockFile.h"
 
 namespace brix::imutils {
 
 namespace {
 
-constexpr int kLockFileMode = 0660;
 constexpr int kShortestPauseMs = 10;
 constexpr double kPauseRangeMs = 980.0;
 constexpr long kNanosecondsPerMs = 1000000;
@@ -27,16 +20,6 @@ constexpr long kNanosecondsPerMs = 1000000;
 std::string defaultDirectory() {
   const char* directory = std::getenv("LOCK_VAR");
   return directory != nullptr ? directory : ".";
-}
-
-// One more than the platform takes: what is longer is cut to a length that it refuses.
-using Path = std::array<char, PATH_MAX + 1>;
-
-// Allocates nothing: a lock is released even when memory has run out.
-Path lockFile(const std::string& directory, const std::string& name) {
-  Path path{};
-  std::snprintf(path.data(), path.size(), "%s/semaphore_%s", directory.c_str(), name.c_str());
-  return path;
 }
 
 // 32-bit arithmetic that wraps: a budget that does not fit is another budget, never undefined.
@@ -79,22 +62,16 @@ IMSemaphore::~IMSemaphore() {  // NOLINT(bugprone-exception-escape): the reason 
   }
 }
 
-// A thread cancelled in open or close would leave a lock file that nobody knows to be its own.
 bool IMSemaphore::lockResource() {
-  const CancellationGuard guard;
-  const Path path = lockFile(m_directory, m_name);
-  errno = 0;
-  const int descriptor = open(path.data(), O_RDONLY | O_CREAT | O_EXCL, kLockFileMode);
-  if (descriptor >= 0) {
-    close(descriptor);
-    m_locked = true;
-    return true;
-  }
-  const int error = errno;
+  const int error = createLockFile(m_directory, m_name);
   if (error == EEXIST) {
     return false;
   }
-  throw failure("Creating semaphore failed: ", m_name, error);
+  if (error != 0) {
+    throw failure("Creating semaphore failed: ", m_name, error);
+  }
+  m_locked = true;
+  return true;
 }
 
 bool IMSemaphore::lock(int timeoutSeconds) {
@@ -116,11 +93,7 @@ void IMSemaphore::unlock() {
   if (!m_locked && !m_forceUnlock) {
     return;
   }
-  const CancellationGuard guard;
-  const Path path = lockFile(m_directory, m_name);
-  errno = 0;
-  const int error = unlink(path.data()) == 0 ? 0 : errno;
-  if (error != 0 && error != ENOENT) {
+  if (const int error = removeLockFile(m_directory, m_name)) {
     throw failure("Releasing semaphore failed: ", m_name, error);
   }
   m_locked = false;

@@ -1,62 +1,47 @@
 #include "CreateTaskFile.h"
 
 #include <sys/ipc.h>
-#include <sys/shm.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <array>
-#include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <optional>
 #include <stdexcept>
 #include <utility>
 
 #include "CancellationGuard.h"
+#include "Failure.h"
 #include "IMException.h"
-#include "IMMemSemaphore.h"
-#include "IMProperties.h"
 #include "IMSemaphore.h"
+#include "JobCounter.h"
+#include "PriorityMap.h"
+#include "QueueFile.h"
 #include "ScanInt.h"
-#include "StdioFile.h"
-#include "SystemLog.h"
+#include "SubmissionLog.h"
+#include "TaskCounter.h"
+#include "TaskFileName.h"
+
+// The order of the steps, the environment, the status and the log. The steps themselves are units
+// of their own, which neither read the environment nor log.
 
 using brix::imutils::CancellationGuard;
 using brix::imutils::IMException;
-using brix::imutils::IMMemSemaphore;
-using brix::imutils::IMProperties;
 using brix::imutils::IMSemaphore;
-using brix::imutils::scanInt;
+using brix::velmo::Failure;
+using brix::velmo::JobCounter;
+using brix::velmo::logged;
+using brix::velmo::Outcome;
+using brix::velmo::Step;
+using brix::velmo::TaskCounter;
 
 namespace {
 
-constexpr const char* kLogIdentity = "CreateTaskFile";
-constexpr int kUnknownPriority = 9999;
-constexpr int kHighestPriority = 9999;
-constexpr int kJobNumbers = 1000000;
 constexpr int kJobLockSeconds = 30;
 constexpr int kNoTaskId = -1;
-constexpr int kLastTaskId = 0x7ffffffe;
-constexpr int kCreateForAll = IPC_CREAT | 0666;
 
-IMProperties g_priorities;
+brix::velmo::PriorityMap g_priorities;
 bool g_priorityCreated = false;
 
-void logLine(const char* text) {
-  brix::imutils::logError(kLogIdentity, text);
-}
-
-void logLine(const std::string& text) {
-  logLine(text.c_str());
-}
-
-void logLines(const std::string& text, int error) {
-  logLine(text);
-  brix::imutils::logErrno(kLogIdentity, error);
-}
+// --- the environment ---
 
 // A directory that is not configured reads as the text that formatted output makes of a null one:
 // the path then leads nowhere, and the call fails with the error of a missing directory.
@@ -64,8 +49,6 @@ std::string directoryFromEnvironment(const char* variable) {
   const char* directory = std::getenv(variable);
   return directory != nullptr ? directory : "(null)";
 }
-
-// --- priorities ---
 
 std::string priorityFileFromEnvironment(const char* variable) {
   const char* directory = std::getenv(variable);
@@ -75,52 +58,16 @@ std::string priorityFileFromEnvironment(const char* variable) {
   return directory + std::string("/priorities.cfg");
 }
 
-std::optional<int> configuredNumber(const char* name) {
-  const char* value = g_priorities.getProperty(name);
-  if (value == nullptr) {
+std::optional<int> keyFromEnvironment(const char* variable) {
+  const char* key = std::getenv(variable);
+  if (key == nullptr) {
+    logged(Failure{Step::ReadKey, variable});
     return std::nullopt;
   }
-  return scanInt(value).value_or(0);
+  return brix::imutils::scanInt(key).value_or(IPC_PRIVATE);
 }
 
-// Deliberate: a delta of 0 leaves the class as it is configured, even outside 0 to 9999.
-int adjustPriority(int priority, int delta) {
-  if (delta == 0) {
-    return priority;
-  }
-  const std::int64_t adjusted = std::int64_t{priority} + delta;
-  return static_cast<int>(std::clamp<std::int64_t>(adjusted, 0, kHighestPriority));
-}
-
-int effectivePriority(const TaskFileDescriptor& descriptor) {
-  const std::optional<int> priority = configuredNumber(descriptor.priorityType);
-  if (!priority) {
-    logLine(std::string("Velmo unknown priority:") + descriptor.priorityType);
-    return kUnknownPriority;
-  }
-  if (descriptor.deltaType == nullptr) {
-    return *priority;
-  }
-  const std::optional<int> delta = configuredNumber(descriptor.deltaType);
-  if (!delta) {
-    logLine(std::string("Velmo unknown delta priority:") + descriptor.deltaType);
-    return *priority;
-  }
-  return adjustPriority(*priority, *delta);
-}
-
-// --- job identifiers ---
-
-struct JobCounterFiles {
-  std::string counter;
-  std::string newCopy;
-};
-
-// Both at once, before the wait for the lock: a copy must not end up beside another counter.
-JobCounterFiles jobCounterFiles() {
-  const std::string directory = directoryFromEnvironment("DATA");
-  return {directory + "/velmo/jobid", directory + "/velmo/jobid_tmp"};
-}
+// --- identifiers ---
 
 bool lockJobCounter(IMSemaphore& semaphore, const std::string& counterFile) {
   try {
@@ -128,36 +75,18 @@ bool lockJobCounter(IMSemaphore& semaphore, const std::string& counterFile) {
       return true;
     }
   } catch (const IMException& exception) {
-    logLine("CreateTaskFile::generateJobID exception: " + exception.getMessage());
+    logged(Failure{Step::WaitForJobLock, exception.getMessage()});
     return false;
   }
-  logLine("CreateTaskFile::generateJobID the jobid file: " + counterFile + " couldn't be locked\n");
+  logged(Failure{Step::TakeJobLock, counterFile});
   return false;
 }
 
-// A machine without a counter file begins with job 0, not 1.
-int nextJobNumber(const std::string& counterFile) {
-  const brix::imutils::InputFile file(counterFile.c_str());
-  if (!file.isOpen()) {
-    return 0;
-  }
-  const std::optional<int> last = scanInt(file.stream());
-  if (!last) {
-    logLine("Job ID file cannot be parsed\n");
-    return 0;
-  }
-  return *last >= kJobNumbers - 1 ? 0 : *last + 1;
-}
-
-// Written aside and moved into place: a reader never sees half a number.
-bool saveJobNumber(const std::string& number, const JobCounterFiles& files) {
-  if (const auto error = brix::imutils::writeWholeFile(files.newCopy, number)) {
-    logLines("Job ID file cannot be created!\n", *error);
-    return false;
-  }
-  // Deliberate: the outcome is not examined; after a failure the next caller gets this number too.
-  static_cast<void>(std::rename(files.newCopy.c_str(), files.counter.c_str()));
-  return true;
+int nextJobNumber(const JobCounter& counter) {
+  const JobCounter::Reader reader(counter);
+  const JobCounter::Next next = reader.next();
+  logged(next.failure);
+  return next.number;
 }
 
 std::string withServerIdentity(const std::string& jobId) {
@@ -165,102 +94,9 @@ std::string withServerIdentity(const std::string& jobId) {
   if (directory == nullptr) {
     return jobId;
   }
-  try {
-    IMProperties server;
-    server.load((std::string(directory) + "/serverid.cfg").c_str());
-    if (const char* identity = server.getProperty("SELF_SERVER_ID")) {
-      return std::string(identity) + "-" + jobId;
-    }
-  } catch (const IMException& exception) {
-    logLine("Exception at adding servername: " + exception.getMessage() + "\n");
-  }
-  return jobId;
-}
-
-// --- task identifiers ---
-
-std::optional<int> keyFromEnvironment(const char* variable) {
-  const char* key = std::getenv(variable);
-  if (key == nullptr) {
-    logLine(std::string("createTaskFile getenv(") + variable + ") is NULL");
-    return std::nullopt;
-  }
-  return scanInt(key).value_or(IPC_PRIVATE);
-}
-
-// Deliberate: starts again at 0 one short of the largest int. That number itself, should somebody
-// else have written it, wraps to the smallest.
-std::int32_t followingTaskId(std::int32_t last) {
-  if (last == kLastTaskId) {
-    return 0;
-  }
-  return static_cast<std::int32_t>(static_cast<std::uint32_t>(last) + 1U);
-}
-
-// Holds a lock that was taken, and gives it back also when the road out is an exception or a thread
-// that is cancelled: until this process ends, nobody else on the machine could submit.
-class HeldSemaphore {
- public:
-  explicit HeldSemaphore(IMMemSemaphore& semaphore) : m_semaphore(&semaphore) {}
-  HeldSemaphore(const HeldSemaphore&) = delete;
-  HeldSemaphore& operator=(const HeldSemaphore&) = delete;
-
-  ~HeldSemaphore() {
-    if (m_semaphore != nullptr) {
-      const CancellationGuard guard;  // a failure is logged, and nothing may leave here
-      m_semaphore->unlock();
-    }
-  }
-
-  bool release() {
-    return std::exchange(m_semaphore, nullptr)->unlock();
-  }
-
- private:
-  IMMemSemaphore* m_semaphore;
-};
-
-int advanceTaskCounter(int key) {
-  const int segment = shmget(key, sizeof(std::int32_t), kCreateForAll);
-  if (segment < 0) {
-    logLine("createTaskFile shmget error");
-    return kNoTaskId;
-  }
-  void* address = shmat(segment, nullptr, 0);
-  if (reinterpret_cast<std::intptr_t>(address) == -1) {
-    logLine("createTaskFile shmat error");
-    return kNoTaskId;
-  }
-
-  auto* counter = static_cast<std::int32_t*>(address);
-  const std::int32_t taskId = followingTaskId(*counter);
-  *counter = taskId;
-
-  if (shmdt(address) != 0) {
-    logLine("createTaskFile shmdt error");
-    return kNoTaskId;
-  }
-  return taskId;
-}
-
-// --- task files ---
-
-std::string localTimestamp() {
-  const time_t now = time(nullptr);
-  tm local{};
-  if (localtime_r(&now, &local) == nullptr) {
-    local = tm{};  // a year beyond the calendar leaves it half written
-  }
-  std::array<char, 64> text{};
-  std::snprintf(text.data(), text.size(), "%04ld%02d%02d%02d%02d%02d", local.tm_year + 1900L,
-                local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
-  return text.data();
-}
-
-std::string fourDigits(int number) {
-  std::array<char, 16> text{};
-  std::snprintf(text.data(), text.size(), "%04d", number);
-  return text.data();
+  const brix::velmo::ServerIdentity identity = brix::velmo::readServerIdentity(directory);
+  logged(identity.failure);
+  return identity.name ? *identity.name + "-" + jobId : jobId;
 }
 
 std::string givenOrNewJobId(const CreateTaskFile& identifiers, const char* jobId) {
@@ -271,43 +107,39 @@ std::string givenOrNewJobId(const CreateTaskFile& identifiers, const char* jobId
   return newId.empty() ? "EMPTYJOB" : newId;
 }
 
-// The contents go through formatted output without arguments: a pair of percent signs becomes one.
-// Deliberate: any other percent sign stays as it is ("date +%s" is an ordinary command), and an
-// argument that nobody passed is never read.
-std::string formatWithoutArguments(const std::string& contents) {
-  std::string text;
-  text.reserve(contents.size());
-  for (std::size_t i = 0; i < contents.size(); ++i) {
-    text += contents[i];
-    if (contents[i] == '%' && i + 1 < contents.size() && contents[i + 1] == '%') {
-      ++i;
+std::string childOf(const std::string& parent, const char* childSuffix) {
+  if (const auto child = brix::velmo::childSubJobId(parent, childSuffix)) {
+    return *child;
+  }
+  // Deliberate: callers know the exception that substr throws where there is no underscore.
+  return parent.substr(std::string::npos);
+}
+
+// Holds the semaphore of the task counter, and releases it also when an exception or a cancellation
+// leaves the scope: until this process ends, nobody else on the machine could submit.
+class HeldTaskCounter {
+ public:
+  explicit HeldTaskCounter(TaskCounter& counter) : m_counter(&counter) {}
+  HeldTaskCounter(const HeldTaskCounter&) = delete;
+  HeldTaskCounter& operator=(const HeldTaskCounter&) = delete;
+
+  ~HeldTaskCounter() {
+    if (m_counter == nullptr) {
+      return;
+    }
+    const CancellationGuard guard;  // a failure is logged, and nothing may leave here
+    if (const Outcome failure = m_counter->unlock()) {
+      brix::velmo::logSemaphore(*failure);
     }
   }
-  return text;
-}
 
-bool writeTemporaryFile(const std::string& path, const std::string& contents) {
-  if (const auto error = brix::imutils::writeWholeFile(path, formatWithoutArguments(contents))) {
-    logLines("File cannot be created: " + path + "\n", *error);
-    return false;
+  Outcome release() {
+    return std::exchange(m_counter, nullptr)->unlock();
   }
-  return true;
-}
 
-// Deliberate: test and move are two steps, and a file of that name that arrives in between is
-// replaced; the task identifier keeps names apart.
-bool moveIntoQueue(const std::string& temporaryFile, const std::string& queueFile) {
-  if (access(queueFile.c_str(), F_OK) == 0) {
-    logLine("CreateTaskFile error: " + queueFile + " already existed! (possibly same task ID)\n");
-    return false;
-  }
-  if (std::rename(temporaryFile.c_str(), queueFile.c_str()) != 0) {
-    logLine("CreateTaskFile error: couldn't rename file: " + temporaryFile + " to file " +
-            queueFile + "\n");
-    return false;
-  }
-  return true;
-}
+ private:
+  TaskCounter* m_counter;
+};
 
 }  // namespace
 
@@ -319,37 +151,29 @@ bool CreateTaskFile::createPriorityMap() const {
 
   const std::string confFile = priorityFileFromEnvironment("CONF");
   const std::string homeFile = priorityFileFromEnvironment("VELMO_HOME");
-  try {
-    g_priorities.load(homeFile.c_str());
-  } catch (const IMException&) {
-    logLine("No file in CreateTaskFile::createPriorityMap(), :" + homeFile);
-  }
-  try {
-    g_priorities.load(confFile.c_str());
-  } catch (const IMException&) {
-    // Deliberate: of the two files only the first is worth a line.
-  }
+  logged(g_priorities.loadHome(homeFile));
+  g_priorities.loadConf(confFile);
   return true;
 }
 
 // A thread may be cancelled while it waits for the lock, not while it holds it.
 std::string CreateTaskFile::generateJobID() const {
-  const JobCounterFiles files = jobCounterFiles();
+  const JobCounter counter(directoryFromEnvironment("DATA"));
   IMSemaphore semaphore("velmo_jobid", true);
-  if (!lockJobCounter(semaphore, files.counter)) {
+  if (!lockJobCounter(semaphore, counter.file())) {
     return {};
   }
   const CancellationGuard guard;
-  const std::string number = std::to_string(nextJobNumber(files.counter));
-  if (!saveJobNumber(number, files)) {
+  const int number = nextJobNumber(counter);
+  if (logged(counter.save(number))) {
     return {};
   }
-  return withServerIdentity("J" + number);
+  return withServerIdentity("J" + std::to_string(number));
 }
 
 int CreateTaskFile::generateTaskID() const {
-  const std::optional<int> counterKey = keyFromEnvironment("SHARED_VELMO_TASKID");
-  if (!counterKey) {
+  const std::optional<int> segmentKey = keyFromEnvironment("SHARED_VELMO_TASKID");
+  if (!segmentKey) {
     return kNoTaskId;
   }
   const std::optional<int> semaphoreKey = keyFromEnvironment("SEMAPHORE_VELMO_TASKID");
@@ -357,25 +181,22 @@ int CreateTaskFile::generateTaskID() const {
     return kNoTaskId;
   }
 
-  IMMemSemaphore semaphore(*semaphoreKey, false);  // the service's: its value is not ours to set
-  if (!semaphore.lock()) {
-    logLine("Couldn't lock the semaphore");
+  TaskCounter counter(*semaphoreKey);
+  logged(counter.openFailure());
+  if (logged(counter.lock())) {
     return kNoTaskId;
   }
-  HeldSemaphore held(semaphore);
-  const int taskId = advanceTaskCounter(*counterKey);
-  // An identifier drawn under a lock that cannot be released is given up: another writer might get
-  // the same one.
-  if (!held.release()) {
-    logLine("Couldn't unlock the semaphore");
+  HeldTaskCounter held(counter);
+  const TaskCounter::Issued issued = counter.advance(*segmentKey);
+  const bool hasFailed = logged(issued.failure);
+  // An identifier issued under a semaphore that cannot be released is given up: another process
+  // might get the same one.
+  if (logged(held.release()) || hasFailed) {
     return kNoTaskId;
   }
-  return taskId;
+  return issued.taskId;
 }
 
-// Parts of the name, in order: priority, time, job, S and sub-job, T and the time again, task, R
-// and relative priority, command type. For example
-// 0050.20250303140509.J12.S0.T20250303140509-731.R0002.sh
 std::string CreateTaskFile::getFileName(TaskFileDescriptor& descriptor) const {
   createPriorityMap();
   if (descriptor.commandType == nullptr) {
@@ -385,16 +206,17 @@ std::string CreateTaskFile::getFileName(TaskFileDescriptor& descriptor) const {
     descriptor.subJobId = "0";
   }
 
-  const int priority = effectivePriority(descriptor);
-  const std::string timestamp = localTimestamp();
+  const auto priority =
+      g_priorities.effectivePriority(descriptor.priorityType, descriptor.deltaType);
+  logged(priority.failure);
+  const std::string created = brix::velmo::currentTimestamp();
   const std::string jobId = givenOrNewJobId(*this, descriptor.jobId);
   const int taskId = generateTaskID();
   if (taskId < 0) {
     return {};
   }
-  return fourDigits(priority) + "." + timestamp + "." + jobId + ".S" + descriptor.subJobId + ".T" +
-         timestamp + "-" + std::to_string(taskId) + ".R" + fourDigits(descriptor.relPriority) +
-         "." + descriptor.commandType;
+  return brix::velmo::formatTaskFileName({priority.number, created, jobId, descriptor.subJobId,
+                                          taskId, descriptor.relPriority, descriptor.commandType});
 }
 
 // cppcheck-suppress constParameter  // the signature is the interface
@@ -411,11 +233,11 @@ std::string CreateTaskFile::getTaskContents(TaskFileDescriptor& descriptor) cons
 
 int CreateTaskFile::createFile(TaskFileDescriptor& descriptor) {
   if (descriptor.priorityType == nullptr) {
-    logLine("Priority type must be given!\n");
+    logged(Failure{Step::TakeClass});
     return 1;
   }
   if (descriptor.command == nullptr) {
-    logLine("Command type must be given!\n");  // Deliberate: says type, means the command
+    logged(Failure{Step::TakeCommand});
     return 1;
   }
 
@@ -423,12 +245,12 @@ int CreateTaskFile::createFile(TaskFileDescriptor& descriptor) {
   if (name.empty()) {
     return -1;
   }
-  const std::string queueFile = directoryFromEnvironment("VAR") + "/taskqueue/" + name;
-  const std::string temporaryFile = directoryFromEnvironment("TMP") + "/" + name;
-  if (!writeTemporaryFile(temporaryFile, getTaskContents(descriptor))) {
+  const std::string queue = directoryFromEnvironment("VAR") + "/taskqueue";
+  const brix::velmo::QueueFile file(directoryFromEnvironment("TMP"), queue, name);
+  if (logged(file.write(getTaskContents(descriptor))) || logged(file.move())) {
     return 1;
   }
-  return moveIntoQueue(temporaryFile, queueFile) ? 0 : 1;
+  return 0;
 }
 
 int createTaskFile(const char* priorityType, const char* command, const char* commandType,
@@ -439,22 +261,6 @@ int createTaskFile(const char* priorityType, const char* command, const char* co
   return CreateTaskFile().createFile(descriptor);
 }
 
-namespace {
-
-// Deliberate: an identifier without an underscore has no tail, and substr throws std::out_of_range.
-std::string childSubJobId(const std::string& parent, const char* childSuffix) {
-  const std::size_t underscore = parent.find('_');
-  const std::string head = parent.substr(0, underscore);
-  std::string tail = parent.substr(underscore);
-  if (childSuffix != nullptr) {
-    tail += std::string("_") + childSuffix;
-  }
-  const auto number = static_cast<unsigned long>(std::strtol(head.c_str(), nullptr, 10));
-  return std::to_string(static_cast<int>(number + 1)) + tail;
-}
-
-}  // namespace
-
 int createChildTask(const char* priorityType, const char* command, const char* commandType,
                     const char* deltaType, const char* jobId, const char* subJobId,
                     const char* childSuffix, const char* jobInfo, int relPriority) {
@@ -462,7 +268,7 @@ int createChildTask(const char* priorityType, const char* command, const char* c
     return createTaskFile(priorityType, command, commandType, deltaType, jobId, nullptr, jobInfo,
                           relPriority);
   }
-  const std::string child = childSubJobId(subJobId, childSuffix);
+  const std::string child = childOf(subJobId, childSuffix);
   return createTaskFile(priorityType, command, commandType, deltaType, jobId, child.c_str(),
                         jobInfo, relPriority);
 }

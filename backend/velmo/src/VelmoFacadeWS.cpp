@@ -7,17 +7,19 @@
 
 #include <array>
 #include <mutex>
-#include <sstream>
+#include <optional>
 #include <stdexcept>
 
 #include <velmo/velmo.pb.h>
 #include "CloseOnExecSession.h"
-#include "MessageFrame.h"
+#include "ReplyReader.h"
+#include "RequestFrames.h"
 #include "SigPipeGuard.h"
 
 using brix::velmo::CloseOnExecSession;
-using brix::velmo::frameAt;
-using brix::velmo::MessageFrame;
+using brix::velmo::ReplyReader;
+using brix::velmo::RequestFrame;
+using brix::velmo::requestFrameAt;
 using brix::velmo::SigPipeGuard;
 using Poco::Net::HTTPRequest;
 using Poco::Net::HTTPResponse;
@@ -50,21 +52,15 @@ std::unique_ptr<WebSocket> openWebSocket(const std::string& host, unsigned short
   }
 }
 
-// Receives up to and with the first final frame and hands the payloads to `take`.
-//
-// Deliberate: control frames count like any other, and an empty frame ends the message like the end
-// of the connection.
+// Receives frames and hands them to `take`, until that has enough.
 template <typename Take>
-void receiveMessage(WebSocket& ws, Take take) {
+void receiveFrames(WebSocket& ws, Take take) {
   std::array<char, VelmoFacadeWS::s_frameSize> buffer{};
-  int flags = 0;
-  do {
-    const int count = ws.receiveFrame(buffer.data(), static_cast<int>(buffer.size()), flags);
-    if (count <= 0) {
-      return;
-    }
-    take(buffer.data(), count);
-  } while ((flags & WebSocket::FRAME_FLAG_FIN) == 0);
+  for (bool isComplete = false; !isComplete;) {
+    int flags = 0;
+    const int size = ws.receiveFrame(buffer.data(), static_cast<int>(buffer.size()), flags);
+    isComplete = take(buffer.data(), size, flags);
+  }
 }
 
 void sendRequest(WebSocket& ws, const BaseMessage& request) {
@@ -77,16 +73,12 @@ void sendRequest(WebSocket& ws, const BaseMessage& request) {
   static_cast<void>(sendBytes(ws, text.data(), text.size(), VelmoFacadeWS::s_frameSize));
 }
 
-void receiveReply(WebSocket& ws, BaseMessage& reply) {
-  std::stringstream stream;
-  stream.exceptions(std::ios::badbit);  // or memory that runs out would just end the text
-  receiveMessage(ws, [&stream](const char* data, int count) { stream.write(data, count); });
-  BaseMessage message;
-  // Deliberate: the result is not examined; of a malformed reply counts what was parsed of it. The
-  // look at required fields is left out with it: it changes nothing here, and once a client of this
-  // process has shut protocol buffers down, naming a missing field reads memory that was released.
-  static_cast<void>(message.ParsePartialFromIstream(&stream));
-  reply.CopyFrom(message);
+std::optional<std::string> receiveTaskName(WebSocket& ws) {
+  ReplyReader reply;
+  receiveFrames(ws, [&reply](const char* payload, int size, int flags) {
+    return reply.take(payload, size, flags);
+  });
+  return reply.taskName();
 }
 
 // Once: a second call does nothing, but races with the first one of another thread.
@@ -120,7 +112,9 @@ VelmoFacadeWS::~VelmoFacadeWS() {  // NOLINT(bugprone-exception-escape): the rea
     const SigPipeGuard guard;
     m_ws->shutdown();
   }
-  receiveMessage(*m_ws, [](const char* /*data*/, int /*count*/) {});
+  receiveFrames(*m_ws, [](const char* /*payload*/, int size, int flags) {
+    return brix::velmo::endsMessage(size, flags);
+  });
   m_ws->close();
   m_ws.reset();
   shutDownProtocolBuffers();
@@ -141,17 +135,17 @@ std::string VelmoFacadeWS::addTask(const std::string& priorityType, const std::s
   task.set_jobinfo(jobInfo);
   task.set_relpriority(relPriority);
 
-  BaseMessage reply;
+  std::optional<std::string> taskName;
   try {
     sendRequest(*m_ws, request);
-    receiveReply(*m_ws, reply);
+    taskName = receiveTaskName(*m_ws);
   } catch (const Poco::Exception& exception) {
     throw VelmoException(exception.displayText());
   }
-  if (reply.theMessage_case() != BaseMessage::kAddTaskResponse) {
+  if (!taskName) {
     throw VelmoException("Wrong type of message is returned!");
   }
-  return reply.addtaskresponse().taskname();
+  return *taskName;
 }
 
 service::velmo::TaskType convertTaskType(TaskType type) {
@@ -167,7 +161,7 @@ bool sendBytes(WebSocket& ws, const char* data, std::size_t length, std::size_t 
   }
   const SigPipeGuard guard;
   for (std::size_t offset = 0; offset < length;) {
-    const MessageFrame frame = frameAt(length, offset, frameSize);
+    const RequestFrame frame = requestFrameAt(length, offset, frameSize);
     const int sent = ws.sendFrame(data + offset, static_cast<int>(frame.size), frame.flags);
     if (sent < 1) {
       return false;

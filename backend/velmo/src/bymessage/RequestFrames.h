@@ -1,5 +1,5 @@
-#ifndef VELMO_MESSAGEFRAME_H
-#define VELMO_MESSAGEFRAME_H
+#ifndef VELMO_REQUESTFRAMES_H
+#define VELMO_REQUESTFRAMES_H
 
 #include <cstddef>
 #include <limits>
@@ -11,7 +11,7 @@ namespace brix::velmo {
 constexpr std::size_t kLargestFrame = std::numeric_limits<int>::max() - 14;
 
 /// One WebSocket frame of a binary message that is sent in several, without its payload.
-struct MessageFrame {
+struct RequestFrame {
   std::size_t size;  ///< bytes of payload
   int flags;         ///< first byte on the wire: 130, 2, 0 or 128
 };
@@ -27,7 +27,7 @@ struct MessageFrame {
 /// Sends nothing and never fails. With a `frameSize` of 0 every frame is empty and none the last.
 /// @param length  above 0
 /// @param offset  below `length`
-MessageFrame frameAt(std::size_t length, std::size_t offset, std::size_t frameSize);
+RequestFrame requestFrameAt(std::size_t length, std::size_t offset, std::size_t frameSize);
 
 }  // namespace brix::velmo
 

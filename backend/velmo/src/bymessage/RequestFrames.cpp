@@ -1,4 +1,4 @@
-#include "MessageFrame.h"
+#include "RequestFrames.h"
 
 #include <algorithm>
 
@@ -12,7 +12,7 @@ constexpr int kContinuation = 0x00;
 
 }  // namespace
 
-MessageFrame frameAt(std::size_t length, std::size_t offset, std::size_t frameSize) {
+RequestFrame requestFrameAt(std::size_t length, std::size_t offset, std::size_t frameSize) {
   const std::size_t remaining = length - offset;
   const std::size_t size = std::min({remaining, frameSize, kLargestFrame});
   const int opcode = offset == 0 ? kBinary : kContinuation;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "SystemConfig.h"
+#include "../SystemConfig.h"
 
 namespace brix::velmo {
 

@@ -1,0 +1,51 @@
+#include "LockFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+
+#include "CancellationGuard.h"
+
+namespace brix::imutils {
+
+namespace {
+
+constexpr int kMode = 0660;
+
+// One more than the platform takes: what is longer is cut to a length that it refuses.
+using Path = std::array<char, PATH_MAX + 1>;
+
+Path lockFile(const std::string& directory, const std::string& name) {
+  Path path{};
+  std::snprintf(path.data(), path.size(), "%s/semaphore_%s", directory.c_str(), name.c_str());
+  return path;
+}
+
+}  // namespace
+
+// A thread cancelled in open or close would leave a lock file that nobody knows to be its own.
+int createLockFile(const std::string& directory, const std::string& name) {
+  const CancellationGuard guard;
+  const Path path = lockFile(directory, name);
+  errno = 0;
+  const int descriptor = open(path.data(), O_RDONLY | O_CREAT | O_EXCL, kMode);
+  if (descriptor < 0) {
+    return errno;
+  }
+  close(descriptor);
+  return 0;
+}
+
+int removeLockFile(const std::string& directory, const std::string& name) {
+  const CancellationGuard guard;
+  const Path path = lockFile(directory, name);
+  errno = 0;
+  const int error = unlink(path.data()) == 0 ? 0 : errno;
+  return error == ENOENT ? 0 : error;
+}
+
+}  // namespace brix::imutils

@@ -1,0 +1,60 @@
+#include "JobCounter.h"
+
+#include <cstdio>
+
+#include "IMException.h"
+#include "IMProperties.h"
+#include "ScanInt.h"
+
+namespace brix::velmo {
+
+namespace {
+
+constexpr int kLastJobNumber = 999999;
+
+}  // namespace
+
+int followingJobNumber(int last) {
+  return last >= kLastJobNumber ? 0 : last + 1;
+}
+
+JobCounter::Reader::Reader(const JobCounter& counter)
+    : m_path(counter.m_file), m_file(counter.m_file.c_str()) {}
+
+JobCounter::Next JobCounter::Reader::next() const {
+  if (!m_file.isOpen()) {
+    return {0, std::nullopt};
+  }
+  const std::optional<int> last = imutils::scanInt(m_file.stream());
+  if (!last) {
+    return {0, Failure{Step::ParseJobCounter, m_path}};
+  }
+  return {followingJobNumber(*last), std::nullopt};
+}
+
+JobCounter::JobCounter(const std::string& dataDirectory)
+    : m_file(dataDirectory + "/velmo/jobid"), m_newCopy(dataDirectory + "/velmo/jobid_tmp") {}
+
+Outcome JobCounter::save(int number) const {
+  if (const auto error = imutils::writeWholeFile(m_newCopy, std::to_string(number))) {
+    return Failure{Step::WriteJobCounter, m_newCopy, *error};
+  }
+  // Deliberate: the outcome is not examined; after a failure the next caller gets this number too.
+  static_cast<void>(std::rename(m_newCopy.c_str(), m_file.c_str()));
+  return std::nullopt;
+}
+
+ServerIdentity readServerIdentity(const std::string& confDirectory) {
+  try {
+    imutils::IMProperties server;
+    server.load((confDirectory + "/serverid.cfg").c_str());
+    if (const char* identity = server.getProperty("SELF_SERVER_ID")) {
+      return {identity, std::nullopt};
+    }
+  } catch (const imutils::IMException& exception) {
+    return {std::nullopt, Failure{Step::ReadServerIdentity, exception.getMessage()}};
+  }
+  return {};
+}
+
+}  // namespace brix::velmo

@@ -1,0 +1,69 @@
+#ifndef VELMO_JOBCOUNTER_H
+#define VELMO_JOBCOUNTER_H
+
+#include <optional>
+#include <string>
+
+#include "Failure.h"
+#include "StdioFile.h"
+
+namespace brix::velmo {
+
+/// The number that a machine's job counter issues after `last`: 0 to 999999, then 0 again. There is
+/// no lower bound: -7 is followed by -6.
+int followingJobNumber(int last);
+
+/// The job counter of a machine: the file DATA/velmo/jobid, which holds the last number issued. The
+/// caller holds the lock of the counter (the lock file "semaphore_velmo_jobid") around its calls.
+class JobCounter {
+ public:
+  /// The number to issue. It holds also if there is a failure, which is then to be reported.
+  struct Next {
+    int number;
+    Outcome failure;
+  };
+
+  /// The counter file, open for reading as long as the object lives.
+  class Reader {
+   public:
+    explicit Reader(const JobCounter& counter);
+
+    /// The number after the one in the file. A machine without a counter file begins with 0, and so
+    /// does a file that does not begin with a number, which is a failure.
+    Next next() const;
+
+   private:
+    const std::string& m_path;
+    imutils::InputFile m_file;
+  };
+
+  /// Forms both paths at once: the new copy never replaces the counter of another directory.
+  explicit JobCounter(const std::string& dataDirectory);
+
+  /// The counter file.
+  const std::string& file() const {
+    return m_file;
+  }
+
+  /// Makes `number` the last one issued: writes it aside and moves the copy into place, so that a
+  /// reader never sees half a number. A failed move is not noticed, and the next caller gets the
+  /// same number.
+  Outcome save(int number) const;
+
+ private:
+  std::string m_file;
+  std::string m_newCopy;
+};
+
+/// What CONF says of the server.
+struct ServerIdentity {
+  std::optional<std::string> name;  ///< nothing if none is configured
+  Outcome failure;
+};
+
+/// Reads SELF_SERVER_ID from the file "serverid.cfg" in a directory. A missing file is no failure.
+ServerIdentity readServerIdentity(const std::string& confDirectory);
+
+}  // namespace brix::velmo
+
+#endif

@@ -1,0 +1,52 @@
+#ifndef VELMO_PRIORITYMAP_H
+#define VELMO_PRIORITYMAP_H
+
+#include <optional>
+#include <string>
+
+#include "Failure.h"
+#include "IMProperties.h"
+
+namespace brix::velmo {
+
+/// The priority of a class whose name is not configured.
+constexpr int kUnknownPriority = 9999;
+
+/// The priority of a task. It holds also if there is a failure, which is then to be reported.
+struct EffectivePriority {
+  int number;
+  Outcome failure;
+};
+
+/// `priority` raised by `adjustment`, between 0 and 9999. An adjustment of 0 changes nothing: a
+/// class that is configured outside of these bounds stays there.
+int adjustedPriority(int priority, int adjustment);
+
+/// The numbers of priority classes and adjustments, from the two files "priorities.cfg".
+class PriorityMap {
+ public:
+  /// Loads the file in VELMO_HOME, which comes first. A missing file is no failure.
+  Outcome loadHome(const std::string& file);
+
+  /// Loads the file in CONF, which comes second: for a name in both files, its number wins. What
+  /// goes wrong with it is not reported.
+  void loadConf(const std::string& file);
+
+  /// The number of a class or an adjustment; 0 if its value is not a number, nothing if the name is
+  /// in neither file.
+  /// @param name  not null
+  std::optional<int> find(const char* name) const;
+
+  /// The number of the class, adjusted. A class that is not configured counts as kUnknownPriority,
+  /// and its adjustment is not looked up. An adjustment that is not configured counts as none.
+  /// @param priorityClass  not null
+  /// @param adjustment     null: none
+  EffectivePriority effectivePriority(const char* priorityClass, const char* adjustment) const;
+
+ private:
+  imutils::IMProperties m_numbers;
+};
+
+}  // namespace brix::velmo
+
+#endif

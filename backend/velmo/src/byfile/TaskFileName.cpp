@@ -1,0 +1,157 @@
+#include "TaskFileName.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <system_error>
+
+namespace brix::velmo {
+
+namespace {
+
+constexpr std::size_t kTimestampDigits = 14;
+
+std::string fourDigits(int number) {
+  std::array<char, 16> text{};
+  std::snprintf(text.data(), text.size(), "%04d", number);
+  return text.data();
+}
+
+std::optional<int> parseNumber(std::string_view text) {
+  int number = 0;
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || stop != end) {
+    return std::nullopt;
+  }
+  return number;
+}
+
+// A number as fourDigits() writes it; any other text for the same number makes another name.
+std::optional<int> parseFourDigits(std::string_view text) {
+  const std::optional<int> number = parseNumber(text);
+  return number && fourDigits(*number) == text ? number : std::nullopt;
+}
+
+std::optional<int> parseTaskId(std::string_view text) {
+  const std::optional<int> number = parseNumber(text);
+  return number && *number >= 0 && std::to_string(*number) == text ? number : std::nullopt;
+}
+
+bool isWithin(std::string_view digits, int least, int greatest) {
+  const int number = parseNumber(digits).value_or(-1);
+  return number >= least && number <= greatest;
+}
+
+bool isTimestamp(std::string_view text) {
+  const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
+  return text.size() == kTimestampDigits && std::all_of(text.begin(), text.end(), isDigit) &&
+         isWithin(text.substr(4, 2), 1, 12) && isWithin(text.substr(6, 2), 1, 31) &&
+         isWithin(text.substr(8, 2), 0, 23) && isWithin(text.substr(10, 2), 0, 59) &&
+         isWithin(text.substr(12, 2), 0, 60);
+}
+
+// Splits off the text before the first dot, and the dot.
+std::optional<std::string_view> takePart(std::string_view& rest) {
+  const std::size_t dot = rest.find('.');
+  if (dot == std::string_view::npos) {
+    return std::nullopt;
+  }
+  const std::string_view part = rest.substr(0, dot);
+  rest.remove_prefix(dot + 1);
+  return part;
+}
+
+// "JOB.SSUBJOB"
+bool parseIdentifiers(std::string_view text, TaskFileName& name) {
+  const std::size_t mark = text.rfind(".S");
+  if (mark == std::string_view::npos || mark == 0) {
+    return false;
+  }
+  name.jobId = text.substr(0, mark);
+  name.subJobId = text.substr(mark + 2);
+  return true;
+}
+
+// "TASK.RRELATIVE.TYPE"
+bool parseTail(std::string_view text, TaskFileName& name) {
+  const std::optional<std::string_view> taskId = takePart(text);
+  const std::optional<std::string_view> relative = takePart(text);
+  if (!taskId || !relative || relative->substr(0, 1) != "R") {
+    return false;
+  }
+  const std::optional<int> taskNumber = parseTaskId(*taskId);
+  const std::optional<int> relativeNumber = parseFourDigits(relative->substr(1));
+  if (!taskNumber || !relativeNumber) {
+    return false;
+  }
+  name.taskId = *taskNumber;
+  name.relativePriority = *relativeNumber;
+  name.commandType = text;
+  return true;
+}
+
+}  // namespace
+
+std::string formatTaskFileName(const TaskFileName& name) {
+  return fourDigits(name.priority) + "." + name.created + "." + name.jobId + ".S" + name.subJobId +
+         ".T" + name.created + "-" + std::to_string(name.taskId) + ".R" +
+         fourDigits(name.relativePriority) + "." + name.commandType;
+}
+
+// The second appearance of the time tells where the identifiers end, whatever they hold.
+std::optional<TaskFileName> parseTaskFileName(std::string_view name) {
+  const std::optional<std::string_view> priority = takePart(name);
+  const std::optional<std::string_view> created = takePart(name);
+  if (!priority || !created || !isTimestamp(*created)) {
+    return std::nullopt;
+  }
+  const std::optional<int> priorityNumber = parseFourDigits(*priority);
+  const std::string secondTime = ".T" + std::string(*created) + "-";
+  const std::size_t mark = name.rfind(secondTime);
+  if (!priorityNumber || mark == std::string_view::npos) {
+    return std::nullopt;
+  }
+
+  TaskFileName result;
+  result.priority = *priorityNumber;
+  result.created = *created;
+  if (!parseIdentifiers(name.substr(0, mark), result) ||
+      !parseTail(name.substr(mark + secondTime.size()), result)) {
+    return std::nullopt;
+  }
+  return result;
+}
+
+std::string currentTimestamp() {
+  const time_t now = time(nullptr);
+  tm local{};
+  if (localtime_r(&now, &local) == nullptr) {
+    local = tm{};  // a year beyond the calendar leaves it half written
+  }
+  std::array<char, 64> text{};
+  std::snprintf(text.data(), text.size(), "%04ld%02d%02d%02d%02d%02d", local.tm_year + 1900L,
+                local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
+  return text.data();
+}
+
+std::optional<std::string> childSubJobId(const std::string& parent, const char* childSuffix) {
+  const std::size_t underscore = parent.find('_');
+  if (underscore == std::string::npos) {
+    return std::nullopt;
+  }
+  const std::string head = parent.substr(0, underscore);
+  // Unsigned, as the sum may be beyond a long; the result is cut to 32 bits.
+  const auto number = static_cast<unsigned long>(std::strtol(head.c_str(), nullptr, 10));
+  std::string child = std::to_string(static_cast<int>(number + 1)) + parent.substr(underscore);
+  if (childSuffix != nullptr) {
+    child += std::string("_") + childSuffix;
+  }
+  return child;
+}
+
+}  // namespace brix::velmo
