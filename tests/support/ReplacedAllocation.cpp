@@ -8,6 +8,7 @@ namespace velmo::test {
 
 long g_made = 0;
 long g_alive = 0;
+long g_aliveInLibrary = 0;
 long g_untilFailure = -1;
 bool g_failsForGood = false;
 
@@ -16,6 +17,7 @@ bool g_failsForGood = false;
 namespace {
 
 using velmo::test::g_alive;
+using velmo::test::g_aliveInLibrary;
 using velmo::test::g_failsForGood;
 using velmo::test::g_made;
 using velmo::test::g_untilFailure;
@@ -35,11 +37,11 @@ bool mayAllocate() noexcept {
   return true;
 }
 
-void* allocate(std::size_t size) noexcept {
+void* allocate(std::size_t size, long& alive = g_alive) noexcept {
   if (!mayAllocate()) {
     return nullptr;
   }
-  ++g_alive;
+  ++alive;
   return std::malloc(size != 0 ? size : 1);
 }
 
@@ -51,8 +53,8 @@ void* allocateOrThrow(std::size_t size) {
   return memory;
 }
 
-void release(void* memory) noexcept {
-  g_alive -= memory != nullptr ? 1 : 0;
+void release(void* memory, long& alive = g_alive) noexcept {
+  alive -= memory != nullptr ? 1 : 0;
   std::free(memory);
 }
 
@@ -61,12 +63,12 @@ void release(void* memory) noexcept {
 namespace velmo::test {
 
 void* countedMalloc(std::size_t size) noexcept {
-  return allocate(size);
+  return allocate(size, g_aliveInLibrary);
 }
 
 void* countedRealloc(void* memory, std::size_t size) noexcept {
   if (memory == nullptr) {
-    return allocate(size);
+    return allocate(size, g_aliveInLibrary);
   }
   if (!mayAllocate()) {
     return nullptr;
@@ -75,7 +77,7 @@ void* countedRealloc(void* memory, std::size_t size) noexcept {
 }
 
 void countedFree(void* memory) noexcept {
-  release(memory);
+  release(memory, g_aliveInLibrary);
 }
 
 }  // namespace velmo::test

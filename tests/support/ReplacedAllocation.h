@@ -19,6 +19,9 @@ extern long g_untilFailure;
 /// Whether all allocations after the one that fails fail too, until g_untilFailure is set anew.
 extern bool g_failsForGood;
 
+/// Allocations of a C library that are not yet released; they are not among g_alive.
+extern long g_aliveInLibrary;
+
 /// The same for a C library that can be given its allocation functions.
 void* countedMalloc(std::size_t size) noexcept;
 void* countedRealloc(void* memory, std::size_t size) noexcept;

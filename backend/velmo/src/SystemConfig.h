@@ -128,7 +128,8 @@ class VELMO_EXPORT SystemConfig {
   ///                                       than 509 different names, the parser's limit. A name
   ///                                       under another prefix, or in another namespace, is
   ///                                       another name. A Poco::Exception too.
-  /// @throws std::bad_alloc                when memory runs out, in the parser too
+  /// @throws std::bad_alloc                when memory runs out, in the parser too, which may then
+  ///                                       lose some memory of its own
   SystemConfig(const std::string& path);
 
   /// The machines in document order. The reference lives as long as the object.

@@ -30,6 +30,7 @@ XML_Parser XML_ParserCreateNS(const XML_Char* encoding, XML_Char separator) {
 namespace {
 
 using velmo::test::g_alive;
+using velmo::test::g_aliveInLibrary;
 using velmo::test::g_failsForGood;
 using velmo::test::g_made;
 using velmo::test::g_untilFailure;
@@ -92,7 +93,9 @@ long allocationsFor(const std::string& path) {
   return g_made - before;
 }
 
-// Whether one block was lost; never more.
+// Whether one block was lost; never more. What the parser underneath has for itself is not counted:
+// it is written in C, and its later versions keep all of it when an exception has passed through
+// them, as the XML library's own do.
 bool leaksOneBlock(const std::string& path, long failing) {
   const long alive = g_alive;
   { const std::string ignored = outcome(path, failing); }
@@ -171,7 +174,9 @@ TEST_F(SystemConfigAllocationTest, ReadingLeaksNothing) {
   const std::string missing = directory.path("missing.xml");
   for (const std::string& path : {good, cut, missing}) {
     EXPECT_NE("std::bad_alloc", outcome(path, -1));
+    const long inParser = g_aliveInLibrary;
     EXPECT_FALSE(leaksOneBlock(path, -1)) << path;
+    EXPECT_EQ(inParser, g_aliveInLibrary) << path;
   }
 }
 
@@ -184,7 +189,9 @@ TEST_F(SystemConfigAllocationTest, RefusingTooManyNamesLeaksNothing) {
   }
   const std::string path = directory.writeFile("modules.xml", "<system>" + names + "</system>");
   EXPECT_EQ("Pool overflow: XML name pool", outcome(path, -1));
+  const long inParser = g_aliveInLibrary;
   EXPECT_FALSE(leaksOneBlock(path, -1));
+  EXPECT_EQ(inParser, g_aliveInLibrary);
 }
 
 }  // namespace
