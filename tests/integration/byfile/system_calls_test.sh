@@ -7,7 +7,7 @@ standin=$1
 submit_many=$2
 here=$(dirname "$0")
 # shellcheck source=tests/integration/count_system_calls.sh
-. "$here/count_system_calls.sh"
+. "$here/../count_system_calls.sh"
 
 traced() {
   table=$1

@@ -7,7 +7,7 @@ set -eu
 message_calls=$1
 here=$(dirname "$0")
 # shellcheck source=tests/integration/count_system_calls.sh
-. "$here/count_system_calls.sh"
+. "$here/../count_system_calls.sh"
 
 traced() {
   table=$1
