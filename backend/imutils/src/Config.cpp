@@ -1,12 +1,12 @@
 #include "Config.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <exception>
 #include <iostream>
 #include <limits>
 #include <optional>
+
+#include "ModificationTime.h"
 
 namespace brix::imutils {
 
@@ -24,9 +24,11 @@ time_t addSeconds(time_t start, long seconds) {
 std::optional<time_t> newestModification(const std::vector<std::string>& files) {
   std::optional<time_t> newest;
   for (const std::string& file : files) {
-    struct stat status {};
-    if (!file.empty() && stat(file.c_str(), &status) == 0) {
-      newest = std::max(newest.value_or(status.st_mtime), status.st_mtime);
+    if (file.empty()) {
+      continue;
+    }
+    if (const std::optional<time_t> modified = modificationTime(file)) {
+      newest = std::max(newest.value_or(*modified), *modified);
     }
   }
   return newest;

@@ -1,11 +1,8 @@
 #include "CreateTaskFile.h"
 
-#include <sys/ipc.h>
-
 #include <cstdlib>
 #include <cstring>
 #include <optional>
-#include <stdexcept>
 #include <utility>
 
 #include "CancellationGuard.h"
@@ -15,17 +12,18 @@
 #include "JobCounter.h"
 #include "PriorityMap.h"
 #include "QueueFile.h"
-#include "ScanInt.h"
+#include "SubmissionEnvironment.h"
 #include "SubmissionLog.h"
 #include "TaskCounter.h"
 #include "TaskFileName.h"
 
-// The order of the steps, the environment, the status and the log. The steps themselves are units
-// of their own, which neither read the environment nor log.
+// The order of the steps, the status and the log. Each step is a private unit, which says what
+// failed and does not log.
 
 using brix::imutils::CancellationGuard;
 using brix::imutils::IMException;
 using brix::imutils::IMSemaphore;
+using brix::velmo::directoryFromEnvironment;
 using brix::velmo::Failure;
 using brix::velmo::JobCounter;
 using brix::velmo::logged;
@@ -41,34 +39,6 @@ constexpr int kNoTaskId = -1;
 brix::velmo::PriorityMap g_priorities;
 bool g_priorityCreated = false;
 
-// --- the environment ---
-
-// A directory that is not configured reads as the text that formatted output makes of a null one:
-// the path then leads nowhere, and the call fails with the error of a missing directory.
-std::string directoryFromEnvironment(const char* variable) {
-  const char* directory = std::getenv(variable);
-  return directory != nullptr ? directory : "(null)";
-}
-
-std::string priorityFileFromEnvironment(const char* variable) {
-  const char* directory = std::getenv(variable);
-  if (directory == nullptr) {
-    throw std::logic_error("basic_string::_M_construct null not valid");
-  }
-  return directory + std::string("/priorities.cfg");
-}
-
-std::optional<int> keyFromEnvironment(const char* variable) {
-  const char* key = std::getenv(variable);
-  if (key == nullptr) {
-    logged(Failure{Step::ReadKey, variable});
-    return std::nullopt;
-  }
-  return brix::imutils::scanInt(key).value_or(IPC_PRIVATE);
-}
-
-// --- identifiers ---
-
 bool lockJobCounter(IMSemaphore& semaphore, const std::string& counterFile) {
   try {
     if (semaphore.lock(kJobLockSeconds)) {
@@ -78,6 +48,9 @@ bool lockJobCounter(IMSemaphore& semaphore, const std::string& counterFile) {
     logged(Failure{Step::WaitForJobLock, exception.getMessage()});
     return false;
   }
+  // Deliberate: not reached with the lock of this library, which throws instead of returning false.
+  // The branch stays for a program that puts a lock of its own in front of it: it gets an empty
+  // identifier, and the log line that administrators know.
   logged(Failure{Step::TakeJobLock, counterFile});
   return false;
 }
@@ -107,16 +80,8 @@ std::string givenOrNewJobId(const CreateTaskFile& identifiers, const char* jobId
   return newId.empty() ? "EMPTYJOB" : newId;
 }
 
-std::string childOf(const std::string& parent, const char* childSuffix) {
-  if (const auto child = brix::velmo::childSubJobId(parent, childSuffix)) {
-    return *child;
-  }
-  // Deliberate: callers know the exception that substr throws where there is no underscore.
-  return parent.substr(std::string::npos);
-}
-
-// Holds the semaphore of the task counter, and releases it also when an exception or a cancellation
-// leaves the scope: until this process ends, nobody else on the machine could submit.
+// Holds the semaphore of the task counter, and releases it also if an exception or a cancellation
+// leaves the scope. Otherwise nobody on the machine could submit until this process ends.
 class HeldTaskCounter {
  public:
   explicit HeldTaskCounter(TaskCounter& counter) : m_counter(&counter) {}
@@ -127,7 +92,7 @@ class HeldTaskCounter {
     if (m_counter == nullptr) {
       return;
     }
-    const CancellationGuard guard;  // a failure is logged, and nothing may leave here
+    const CancellationGuard guard;  // logs a failure; nothing may leave a destructor
     if (const Outcome failure = m_counter->unlock()) {
       brix::velmo::logSemaphore(*failure);
     }
@@ -147,16 +112,16 @@ bool CreateTaskFile::createPriorityMap() const {
   if (g_priorityCreated) {
     return true;
   }
-  g_priorityCreated = true;  // before the load: one that fails is not tried again
+  g_priorityCreated = true;  // before the load: a load that fails is not repeated
 
-  const std::string confFile = priorityFileFromEnvironment("CONF");
-  const std::string homeFile = priorityFileFromEnvironment("VELMO_HOME");
+  const std::string confFile = brix::velmo::priorityFileFromEnvironment("CONF");
+  const std::string homeFile = brix::velmo::priorityFileFromEnvironment("VELMO_HOME");
   logged(g_priorities.loadHome(homeFile));
   g_priorities.loadConf(confFile);
   return true;
 }
 
-// A thread may be cancelled while it waits for the lock, not while it holds it.
+// The thread can be cancelled while it waits for the lock, but not while it holds it.
 std::string CreateTaskFile::generateJobID() const {
   const JobCounter counter(directoryFromEnvironment("DATA"));
   IMSemaphore semaphore("velmo_jobid", true);
@@ -172,24 +137,24 @@ std::string CreateTaskFile::generateJobID() const {
 }
 
 int CreateTaskFile::generateTaskID() const {
-  const std::optional<int> segmentKey = keyFromEnvironment("SHARED_VELMO_TASKID");
-  if (!segmentKey) {
+  const auto segmentKey = brix::velmo::keyFromEnvironment("SHARED_VELMO_TASKID");
+  if (logged(segmentKey.failure)) {
     return kNoTaskId;
   }
-  const std::optional<int> semaphoreKey = keyFromEnvironment("SEMAPHORE_VELMO_TASKID");
-  if (!semaphoreKey) {
+  const auto semaphoreKey = brix::velmo::keyFromEnvironment("SEMAPHORE_VELMO_TASKID");
+  if (logged(semaphoreKey.failure)) {
     return kNoTaskId;
   }
 
-  TaskCounter counter(*semaphoreKey);
+  TaskCounter counter(semaphoreKey.number);
   logged(counter.openFailure());
   if (logged(counter.lock())) {
     return kNoTaskId;
   }
   HeldTaskCounter held(counter);
-  const TaskCounter::Issued issued = counter.advance(*segmentKey);
+  const TaskCounter::Issued issued = counter.advance(segmentKey.number);
   const bool hasFailed = logged(issued.failure);
-  // An identifier issued under a semaphore that cannot be released is given up: another process
+  // An identifier issued under a semaphore that cannot be released is not used: another process
   // might get the same one.
   if (logged(held.release()) || hasFailed) {
     return kNoTaskId;
@@ -268,8 +233,10 @@ int createChildTask(const char* priorityType, const char* command, const char* c
     return createTaskFile(priorityType, command, commandType, deltaType, jobId, nullptr, jobInfo,
                           relPriority);
   }
-  const std::string child = childOf(subJobId, childSuffix);
-  return createTaskFile(priorityType, command, commandType, deltaType, jobId, child.c_str(),
+  const auto child = brix::velmo::childSubJobId(subJobId, childSuffix);
+  // Deliberate: callers catch the exception that substr throws if there is no underscore.
+  const std::string childId = child ? *child : std::string(subJobId).substr(std::string::npos);
+  return createTaskFile(priorityType, command, commandType, deltaType, jobId, childId.c_str(),
                         jobInfo, relPriority);
 }
 

@@ -1,80 +1,37 @@
 #include "JobManager.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-#include <utime.h>
-
 #include <algorithm>
-#include <array>
-#include <cstddef>
 #include <cstdio>
-#include <limits>
 #include <optional>
 
-#include "CancellationGuard.h"
 #include "CreateTaskFile.h"
-#include "JobFileScanner.h"
-#include "StdioFile.h"
+#include "JobAge.h"
+#include "JobFile.h"
+#include "ModificationTime.h"
 
-// Nothing here reports a failure: each has one fixed outcome, and a job is worth having without its
-// file.
+// No failure is reported: each has one fixed outcome, and a job is worth having without its file.
 
-using brix::imutils::CancellationGuard;
-using brix::imutils::Stream;
+using brix::imutils::modificationTime;
+using brix::velmo::ageAt;
+using brix::velmo::createJobFile;
+using brix::velmo::hasExpired;
+using brix::velmo::isStaleFile;
+using brix::velmo::isSweptAway;
 using brix::velmo::JobFileFields;
-using brix::velmo::JobFileScanner;
+using brix::velmo::removeJobFile;
+using brix::velmo::touchJobFile;
 
 namespace {
 
-constexpr std::size_t kLineSize = 256;
-
-// --- age ---
-
-// Times may be anything: a difference beyond the range of time_t counts as the nearest one in it.
-time_t ageAt(time_t now, time_t lastUsed) {
-  time_t age = 0;
-  if (__builtin_sub_overflow(now, lastUsed, &age)) {
-    return lastUsed < 0 ? std::numeric_limits<time_t>::max() : std::numeric_limits<time_t>::min();
-  }
-  return age;
-}
-
-// Deliberate: the job in memory expires at the maximum age itself; its file stays.
-bool hasExpired(time_t age, long maxAge) {
-  return maxAge != 0 && age >= maxAge;
-}
-
-// Deliberate: strictly older here; expiry and stale files count the equal age too.
-bool isSweptAway(time_t age, long maxAge) {
-  return age > maxAge;
-}
-
-// Deliberate: the file is stale at the maximum age itself, and goes.
-bool isStaleFile(time_t age, long maxAge) {
-  return maxAge != 0 && age >= maxAge;
-}
-
-// --- file times ---
-
-std::optional<time_t> modificationTime(const std::string& path) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0) {
-    return std::nullopt;
-  }
-  return status.st_mtime;
-}
-
-// Another process may have used the job since.
+// Another process may have used the job meanwhile.
 void refreshLastUsed(JobInfo& job) {
   job.m_lastUsed = modificationTime(job.m_fileName).value_or(job.m_lastUsed);
 }
 
 void markUsed(JobInfo& job) {
-  utime(job.m_fileName.c_str(), nullptr);
+  touchJobFile(job.m_fileName);
   job.m_lastUsed = time(nullptr);
 }
-
-// --- jobs ---
 
 std::string taskJobInfo(const std::string& user, const std::string& name) {
   std::string text;
@@ -87,31 +44,9 @@ std::string taskJobInfo(const std::string& user, const std::string& name) {
   return text;
 }
 
-// In order, each with a line feed: id="J17", user="u" and name="n" if there is one, priority="50".
-void writeLines(const JobInfo& job, FILE* file) {
-  std::fprintf(file, "id=\"%s\"\n", job.m_id.c_str());
-  if (!job.m_user.empty()) {
-    std::fprintf(file, "user=\"%s\"\n", job.m_user.c_str());
-  }
-  if (!job.m_name.empty()) {
-    std::fprintf(file, "name=\"%s\"\n", job.m_name.c_str());
-  }
-  std::fprintf(file, "priority=\"%d\"\n", job.m_priority);
-}
-
 std::string newJobId() {
   const std::unique_ptr<char[]> id(generateJobID());
   return id != nullptr ? id.get() : "";
-}
-
-// A line longer than the buffer arrives in pieces, and each counts as a line. A NUL ends its piece.
-JobFileFields readFields(FILE* stream) {
-  JobFileScanner scanner;
-  std::array<char, kLineSize> line{};
-  while (std::fgets(line.data(), static_cast<int>(line.size()), stream) != nullptr) {
-    scanner.scanLine(line.data());
-  }
-  return scanner.fields();
 }
 
 }  // namespace
@@ -130,20 +65,8 @@ JobInfo::JobInfo(const std::string& fileName, const std::string& id, const std::
       m_fileName(fileName),
       m_lastUsed(time(nullptr)) {}
 
-// Created exclusively: of several processes the first one's file stays. A file that was cut short
-// is removed: its identifier could be that of another job.
 void JobInfo::createFile() {
-  const CancellationGuard guard;
-  Stream file(std::fopen(m_fileName.c_str(), "wx"));
-  if (file == nullptr) {
-    return;
-  }
-  writeLines(*this, file.get());
-  const bool isWritten = std::ferror(file.get()) == 0;
-  const bool isClosed = std::fclose(file.release()) == 0;
-  if (!isWritten || !isClosed) {
-    unlink(m_fileName.c_str());
-  }
+  createJobFile(m_fileName, m_id, m_user, m_name, m_priority);
 }
 
 JobManager::JobManager(const std::string& jobDir, unsigned long maxJobs, long maxAge,
@@ -160,6 +83,8 @@ JobManager::JobManager(unsigned long maxJobs, long maxAge, const std::string& us
                        const std::string& name, JobPropertyGetter* propertyGetter)
     : JobManager("", maxJobs, maxAge, user, name, propertyGetter) {}
 
+// Deliberate: the map holds owning raw pointers. Its type is part of the class that programs were
+// compiled with. insert() and remove() move the ownership into the map and out of it.
 JobManager::~JobManager() {
   for (const auto& [key, job] : m_jobs) {
     delete job;
@@ -167,7 +92,7 @@ JobManager::~JobManager() {
 }
 
 JobInfo* JobManager::findJobInfo(const std::string& jobKey) {
-  // The caller's text may be part of a job that goes below.
+  // A copy: the caller's text may belong to a job that is dropped below.
   const std::string key = jobKey;  // NOLINT(performance-unnecessary-copy-initialization)
   const time_t now = time(nullptr);
   if (JobInfo* job = findInMemory(key, now)) {
@@ -216,13 +141,14 @@ void JobManager::sweep(time_t now) {
     }
     const std::unique_ptr<JobInfo> swept = remove(entry);
     if (!swept->m_fileName.empty()) {
-      unlink(swept->m_fileName.c_str());
+      removeJobFile(swept->m_fileName);
     }
   }
 }
 
-// Deliberate: the oldest so far is refreshed at every step as well; another process may be using
-// it. Of equally old jobs the first in key order goes, and its file stays.
+// Deliberate: every step refreshes the oldest job so far as well, because another process may use
+// it during the walk. If several jobs are equally old, the first in key order is evicted. Its file
+// stays: the next look-up of the key, here or in another process, finds the same identifier.
 void JobManager::evictLeastRecentlyUsed() {
   auto oldest = m_jobs.begin();
   for (auto entry = m_jobs.begin(); entry != m_jobs.end(); ++entry) {
@@ -242,7 +168,7 @@ JobInfo* JobManager::findOnDisk(const std::string& jobKey, time_t now) {
     return createJob(path, jobKey);
   }
   if (isStaleFile(ageAt(now, *lastUsed), m_maxAge)) {
-    unlink(path.c_str());
+    removeJobFile(path);
     return createJob(path, jobKey);
   }
   return readJobFile(path, jobKey);
@@ -261,16 +187,16 @@ JobInfo* JobManager::createJob(const std::string& fileName, const std::string& j
 }
 
 JobInfo* JobManager::readJobFile(const std::string& fileName, const std::string& jobKey) {
-  Stream stream(std::fopen(fileName.c_str(), "r"));
-  if (stream == nullptr) {
+  const std::optional<JobFileFields> fields = brix::velmo::readJobFile(fileName);
+  if (!fields) {
     return createJob(fileName, jobKey);
   }
-  const JobFileFields fields = readFields(stream.get());
-  stream.reset();
 
-  // Deliberate: a new identifier stays in memory, the file goes on lacking one.
-  const std::string id = fields.id.empty() ? newJobId() : fields.id;
-  auto owned = std::make_unique<JobInfo>(fileName, id, fields.user, fields.name, fields.priority);
+  // Deliberate: the new identifier stays in memory, and the file goes on without one. Only the
+  // process that creates a job file writes it; other processes may be reading it now.
+  const std::string id = fields->id.empty() ? newJobId() : fields->id;
+  auto owned =
+      std::make_unique<JobInfo>(fileName, id, fields->user, fields->name, fields->priority);
   JobInfo* const job = owned.get();
   if (!insert(jobKey, owned)) {
     return nullptr;
@@ -279,9 +205,9 @@ JobInfo* JobManager::readJobFile(const std::string& fileName, const std::string&
   return job;
 }
 
-// Deliberate: the temporary file lies in a directory that bears the job file's own name. There is
-// either no such directory to write it into, or it stands in the way of the move, whose outcome is
-// not examined.
+// Deliberate: the temporary file is in a directory that has the job file's own name, and the
+// outcome of the move is not examined. If there is no such directory, nothing is written; if there
+// is one, the move onto it fails. Programs rely on it: addJob() never replaces a job file.
 void JobManager::addJob(const std::string& jobKey, const std::string& jobId) {
   const std::string path = jobPath(jobKey);
   const std::string temporaryPath = path + "/" + jobKey + ".tmp";
@@ -293,7 +219,7 @@ std::string JobManager::jobPath(const std::string& jobKey) const {
   return m_jobDir + "/" + jobKey;
 }
 
-// Takes the job over only when the key is free.
+// Takes ownership of the job only if the key is free.
 bool JobManager::insert(const std::string& jobKey, std::unique_ptr<JobInfo>& job) {
   if (!m_jobs.emplace(jobKey, job.get()).second) {
     return false;

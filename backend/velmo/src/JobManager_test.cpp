@@ -81,112 +81,10 @@ TEST_F(JobInfoTest, FileHasALineForEachFieldInOrder) {
             readFile(file));
 }
 
-TEST_F(JobInfoTest, EmptyUserAndNameHaveNoLine) {
-  struct Row {
-    std::string user;
-    std::string name;
-    std::string contents;
-  };
-  const std::vector<Row> rows{
-      {"", "", "id=\"J1\"\npriority=\"0\"\n"},
-      {"u", "", "id=\"J1\"\nuser=\"u\"\npriority=\"0\"\n"},
-      {"", "n", "id=\"J1\"\nname=\"n\"\npriority=\"0\"\n"},
-  };
-  for (const Row& row : rows) {
-    JobInfo(file, "J1", row.user, row.name, 0).createFile();
-    EXPECT_EQ(row.contents, readFile(file));
-    std::filesystem::remove(file);
-  }
-}
-
-TEST_F(JobInfoTest, EmptyIdentifierHasItsLineAllTheSame) {
-  JobInfo(file, "", "", "", INT_MIN).createFile();
-  EXPECT_EQ("id=\"\"\npriority=\"-2147483648\"\n", readFile(file));
-}
-
-TEST_F(JobInfoTest, NothingInTheFileIsEscaped) {
-  JobInfo(file, "a\"b", "%s\\n", "line\nid=\"x\"", 0).createFile();
-  EXPECT_EQ("id=\"a\"b\"\nuser=\"%s\\n\"\nname=\"line\nid=\"x\"\"\npriority=\"0\"\n",
-            readFile(file));
-}
-
-TEST_F(JobInfoTest, NulEndsATextInTheFile) {
-  JobInfo(file, std::string("a\0b", 3), std::string("\0u", 2), "", 0).createFile();
-  EXPECT_EQ("id=\"a\"\nuser=\"\"\npriority=\"0\"\n", readFile(file));
-}
-
-TEST_F(JobInfoTest, LongTextsAreWrittenWhole) {
-  const std::string text(100000, 'x');
-  JobInfo(file, text, "", "", 0).createFile();
-  EXPECT_EQ("id=\"" + text + "\"\npriority=\"0\"\n", readFile(file));
-}
-
-TEST_F(JobInfoTest, FileIsOpenedExclusivelyAndClosed) {
-  std::vector<std::string> modes;
-  platform().fopen.setFake([&](const char* path, const char* mode) {
-    EXPECT_EQ(file, path);
-    modes.emplace_back(mode);
-    return platform().fopen.real(path, mode);
-  });
-  const std::size_t before = openDescriptors();
-  JobInfo(file, "J1", "", "", 0).createFile();
-  EXPECT_THAT(modes, ElementsAre("wx"));
-  EXPECT_EQ(before, openDescriptors());
-}
-
-TEST_F(JobInfoTest, FileIsForAllLessTheUmask) {
-  for (const auto& [mask, mode] : {std::pair<mode_t, mode_t>{0, 0666}, {022, 0644}, {077, 0600}}) {
-    const mode_t before = umask(mask);
-    JobInfo(file, "J1", "", "", 0).createFile();
-    umask(before);
-    struct stat status {};
-    ASSERT_EQ(0, stat(file.c_str(), &status));
-    EXPECT_EQ(mode, status.st_mode & 07777U);
-    std::filesystem::remove(file);
-  }
-}
-
 TEST_F(JobInfoTest, FileThatExistsStaysAsItIs) {
   directory.writeFile("job", "anything");
   JobInfo(file, "J1", "", "", 0).createFile();
   EXPECT_EQ("anything", readFile(file));
-}
-
-TEST_F(JobInfoTest, DanglingLinkCountsAsAFileThatExists) {
-  std::filesystem::create_symlink(directory.path("elsewhere"), file);
-  JobInfo(file, "J1", "", "", 0).createFile();
-  EXPECT_THAT(namesIn(directory.path()), ElementsAre("job"));
-}
-
-TEST_F(JobInfoTest, FileThatCannotBeCreatedLeavesNoTrace) {
-  JobInfo(directory.path("missing/job"), "J1", "", "", 0).createFile();
-  JobInfo("", "J1", "", "", 0).createFile();
-  EXPECT_THAT(namesIn(directory.path()), IsEmpty());
-}
-
-// Cut behind "J1", the file would name another job.
-TEST_F(JobInfoTest, FileThatCannotBeWrittenWholeIsRemovedAgain) {
-  std::signal(SIGXFSZ, SIG_IGN);
-  rlimit limit{};
-  ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &limit));
-  const std::size_t before = openDescriptors();
-  for (const std::string& user : {std::string(), std::string(100000, 'u')}) {
-    const rlimit small{6, limit.rlim_max};
-    ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &small));
-    JobInfo(file, "J17", user, "", 50).createFile();
-    setrlimit(RLIMIT_FSIZE, &limit);
-    EXPECT_THAT(namesIn(directory.path()), IsEmpty());
-  }
-  EXPECT_EQ(before, openDescriptors());
-}
-
-TEST_F(JobInfoTest, FileWhoseCloseFailsIsRemovedAgain) {
-  platform().fclose.setFake([](FILE* stream) {
-    platform().fclose.real(stream);
-    return EOF;
-  });
-  JobInfo(file, "J17", "", "", 50).createFile();
-  EXPECT_THAT(namesIn(directory.path()), IsEmpty());
 }
 
 TEST_F(JobInfoTest, CopyIsIndependent) {
@@ -556,64 +454,6 @@ TEST_F(JobManagerReadTest, NeitherMakesRoomNorLooksAtAnyAge) {
   EXPECT_THAT(statted, IsEmpty());
   EXPECT_EQ(first, jobs.findJobInfo("a"));
   EXPECT_EQ(second, jobs.findJobInfo("b"));
-}
-
-TEST_F(JobManagerReadTest, FieldWithoutAValueTakesTheLastOneBeforeItInTheFile) {
-  struct Row {
-    std::string contents;
-    std::string id;
-    std::string user;
-    std::string name;
-    std::string reason;
-  };
-  const std::vector<Row> rows{
-      {"id=\"x\"\nuser=\"\"\n", "x", "x", "", "the identifier becomes the user"},
-      {"user=\"\"\nid=\"x\"\n", "x", "", "", "nothing was there before"},
-      {"id=\"x\"\nuser=\"v\"\nname=\"\"\n", "x", "v", "v", "the user becomes the name"},
-      {"name=\"w\"\nid=\"\"\n", "w", "", "w", "the name becomes the identifier"},
-      {"id=\"x\"\npriority=\"1\"\n name=\"w\"\nuser=\"=\"\n", "x", "x", "", "past other lines"},
-  };
-  for (const Row& row : rows) {
-    writeJob("a", row.contents);
-    JobManager jobs = manager();
-    const JobInfo* job = jobs.readJobFile(path("a"), "a");
-    EXPECT_EQ(row.id, job->m_id) << row.reason;
-    EXPECT_EQ(row.user, job->m_user) << row.reason;
-    EXPECT_EQ(row.name, job->m_name) << row.reason;
-  }
-}
-
-TEST_F(JobManagerReadTest, CarryOverDoesNotReachTheNextFile) {
-  writeJob("a", "id=\"x\"\nuser=\"v\"\n");
-  writeJob("b", "user=\"\"\nid=\"y\"\n");
-  JobManager jobs = manager();
-  jobs.readJobFile(path("a"), "a");
-  EXPECT_EQ("", jobs.readJobFile(path("b"), "b")->m_user);
-}
-
-TEST_F(JobManagerReadTest, PieceOf255CharactersOfALongLineCountsAsALine) {
-  struct Row {
-    std::string contents;
-    std::string id;
-    std::string reason;
-  };
-  const std::vector<Row> rows{
-      {std::string(255, '#') + "id=\"x\"\n", "x", "the second piece begins with the key"},
-      {std::string(254, '#') + "id=\"x\"\n", "J0", "one short: the key is cut"},
-      {std::string(256, '#') + "id=\"x\"\n", "J0", "one more: something stands before the key"},
-      {std::string(510, '#') + "id=\"x\"\n", "x", "the third piece"},
-      {std::string(254, '#') + "\nid=\"x\"\n", "x", "254 characters and a line end are one piece"},
-      {std::string(255, '#') + "\nid=\"x\"\n", "x", "the line end alone is a piece"},
-      {"id=\"" + std::string(300, 'x') + "\"\n", std::string(251, 'x'),
-       "a value is cut with its piece"},
-      {"id=\"" + std::string(251, 'x') + "id=\"y\"\n", "y", "and the next piece may replace it"},
-  };
-  for (const Row& row : rows) {
-    std::filesystem::remove(installation.directory.path("data/velmo/jobid"));
-    writeJob("a", row.contents);
-    JobManager jobs = manager();
-    EXPECT_EQ(row.id, jobs.readJobFile(path("a"), "a")->m_id) << row.reason;
-  }
 }
 
 TEST_F(JobManagerReadTest, FileThatAManagerWroteReadsBack) {

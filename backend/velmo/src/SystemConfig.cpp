@@ -1,30 +1,19 @@
 #include "SystemConfig.h"
 
-#include <Poco/DOM/AutoPtr.h>
-#include <Poco/DOM/DOMBuilder.h>
 #include <Poco/DOM/Document.h>
 #include <Poco/DOM/Element.h>
 #include <Poco/NumberParser.h>
-#include <Poco/SAX/InputSource.h>
-#include <Poco/SAX/SAXParser.h>
-#include <Poco/SAX/XMLFilterImpl.h>
-#include <Poco/XML/XMLException.h>
 
-#include <cerrno>
-#include <exception>
-#include <fstream>
-#include <istream>
-#include <new>
 #include <optional>
 #include <utility>
+
+#include "ModulesDocument.h"
 
 // What the parser throws passes unchanged. Whatever else the file lacks has a default, and is not
 // reported.
 
-using Poco::XML::AutoPtr;
 using Poco::XML::Document;
 using Poco::XML::Element;
-using Poco::XML::InputSource;
 using Poco::XML::Node;
 
 namespace {
@@ -106,128 +95,6 @@ std::vector<MachineConfig> readMachines(const Document& document) {
   return machines;
 }
 
-// --- parsing ---
-
-// A DOMParser without a name pool is a SAXParser with these two features under a DOMBuilder.
-// Partial reads hand the parser what has arrived instead of waiting for a full block.
-void configure(Poco::XML::SAXParser& parser) {
-  parser.setFeature(Poco::XML::XMLReader::FEATURE_NAMESPACES, true);
-  parser.setFeature(Poco::XML::XMLReader::FEATURE_NAMESPACE_PREFIXES, true);
-  parser.setFeature(Poco::XML::SAXParser::FEATURE_PARTIAL_READS, true);
-}
-
-// Stands between the two. A DOMBuilder releases the tree of a failed parse recursively, and a deep
-// tree would overflow the stack. So the failure is kept back, and the builder returns the partial
-// tree. Only standard exceptions are caught: the cancellation of a thread must go on.
-class Reader final : public Poco::XML::XMLFilterImpl {
- public:
-  Reader(Poco::XML::SAXParser& parser, std::istream& stream)
-      : XMLFilterImpl(&parser), m_stream(stream) {}
-
-  using XMLFilterImpl::parse;
-
-  void parse(InputSource* source) override {
-    try {
-      XMLFilterImpl::parse(source);
-    } catch (const std::exception&) {
-      keepFailure();
-    }
-  }
-
-  // An exception that passes through the parser underneath, which is written in C, leaks.
-  void startElement(const std::string& uri, const std::string& localName, const std::string& name,
-                    const Poco::XML::Attributes& attributes) override {
-    try {
-      XMLFilterImpl::startElement(uri, localName, name, attributes);
-    } catch (const std::exception&) {
-      keepFailure();
-      stop();
-    }
-  }
-
-  void rethrowFailure() const {
-    if (m_failure != nullptr) {
-      std::rethrow_exception(m_failure);
-    }
-  }
-
- private:
-  // The first one counts: the end of the stream is a fault too.
-  void keepFailure() {
-    if (m_failure == nullptr) {
-      m_failure = std::current_exception();
-    }
-  }
-
-  // The builder gets no more elements of this block, and no other block is read.
-  void stop() {
-    getParent()->setContentHandler(nullptr);
-    m_stream.setstate(std::ios::badbit);
-  }
-
-  std::istream& m_stream;
-  std::exception_ptr m_failure;
-};
-
-// A node that is removed goes to the document's pool. If the pool has no memory for it, the node is
-// out of the tree already and belongs to nobody.
-void removeLeaf(Document& document, Node& parent, Node* leaf) {
-  try {
-    parent.removeChild(leaf);
-  } catch (const std::bad_alloc&) {
-    leaf->release();
-  }
-  document.collectGarbage();
-}
-
-// Takes the nodes away from the leaves up: a node releases its children recursively, and a deep
-// tree would overflow the stack.
-void takeApart(Document& document) {
-  document.suspendEvents();
-  Node* node = &document;
-  while (node != nullptr) {
-    if (Node* child = node->firstChild()) {
-      node = child;
-      continue;
-    }
-    Node* parent = node->parentNode();
-    if (parent != nullptr) {
-      removeLeaf(document, *parent, node);
-    }
-    node = parent;
-  }
-}
-
-// Owns a document that may be deep.
-class Tree {
- public:
-  explicit Tree(Document* document) : m_document(document) {}
-  ~Tree() {
-    takeApart(*m_document);
-  }
-  Tree(const Tree&) = delete;
-  Tree& operator=(const Tree&) = delete;
-
-  const Document& document() const {
-    return *m_document;
-  }
-
- private:
-  AutoPtr<Document> m_document;
-};
-
-// Whether the file could be opened is not tested: the parser throws when there is nothing to read.
-std::vector<MachineConfig> readFile(const std::string& path) {
-  std::ifstream file(path);
-  InputSource source(file);
-  Poco::XML::SAXParser parser;
-  configure(parser);
-  Reader reader(parser, file);
-  const Tree tree(Poco::XML::DOMBuilder(reader).parse(&source));
-  reader.rethrowFailure();
-  return readMachines(tree.document());
-}
-
 }  // namespace
 
 const char* SystemConfig::s_szModulesXml = "/home/dorvan/var/conf/modules.xml";
@@ -270,19 +137,8 @@ const std::vector<HostConfig>& MachineConfig::getHosts() const {
   return m_hosts;
 }
 
-// The parser reports a failed allocation as an exception of its own, at times as a fault of the
-// text. errno tells the two apart.
-SystemConfig::SystemConfig(const std::string& path) {
-  errno = 0;
-  try {
-    m_machines = readFile(path);
-  } catch (const Poco::XML::XMLException&) {
-    if (errno == ENOMEM) {
-      throw std::bad_alloc();
-    }
-    throw;
-  }
-}
+SystemConfig::SystemConfig(const std::string& path)
+    : m_machines(readMachines(*brix::velmo::parseModules(path))) {}
 
 const std::vector<MachineConfig>& SystemConfig::getMachines() const {
   return m_machines;

@@ -1,28 +1,19 @@
 #include "VelmoFacade.h"
 
 #include <optional>
-#include <stdexcept>
 
 #include "Endpoint.h"
+#include "GivenText.h"
 #include "SystemConfig.h"
 
+using brix::imutils::givenText;
 using brix::velmo::Endpoint;
 using brix::velmo::findEndpoint;
 
 namespace {
 
-// Building a string from null is undefined on some platforms, and its text differs between
-// compilers.
-std::string modulesXmlPath() {
-  const char* path = SystemConfig::s_szModulesXml;
-  if (path == nullptr) {
-    throw std::logic_error("basic_string::_M_construct null not valid");
-  }
-  return path;
-}
-
 Endpoint configuredEndpoint() {
-  const SystemConfig config(modulesXmlPath());
+  const SystemConfig config(givenText(SystemConfig::s_szModulesXml));
   const std::optional<Endpoint> endpoint = findEndpoint(config.getMachines());
   if (!endpoint) {
     throw VelmoException("Velmo not configured in modules.xml");

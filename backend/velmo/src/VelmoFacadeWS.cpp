@@ -8,14 +8,15 @@
 #include <array>
 #include <mutex>
 #include <optional>
-#include <stdexcept>
 
 #include <velmo/velmo.pb.h>
 #include "CloseOnExecSession.h"
+#include "GivenText.h"
 #include "ReplyReader.h"
 #include "RequestFrames.h"
 #include "SigPipeGuard.h"
 
+using brix::imutils::givenText;
 using brix::velmo::CloseOnExecSession;
 using brix::velmo::ReplyReader;
 using brix::velmo::RequestFrame;
@@ -29,19 +30,11 @@ using service::velmo::BaseMessage;
 
 namespace {
 
-// Building a string from null is undefined on some platforms, and its text differs between
-// compilers.
-std::string serviceUrl() {
-  if (VelmoFacadeWS::s_serviceUrl == nullptr) {
-    throw std::logic_error("basic_string::_M_construct null not valid");
-  }
-  return VelmoFacadeWS::s_serviceUrl;
-}
-
 // The session may go: the WebSocket takes its socket over.
 std::unique_ptr<WebSocket> openWebSocket(const std::string& host, unsigned short port) {
   CloseOnExecSession session(host, port);
-  HTTPRequest request(HTTPRequest::HTTP_GET, serviceUrl(), HTTPRequest::HTTP_1_1);
+  HTTPRequest request(HTTPRequest::HTTP_GET, givenText(VelmoFacadeWS::s_serviceUrl),
+                      HTTPRequest::HTTP_1_1);
   request.set("origin", "localhost");
   try {
     HTTPResponse response;

@@ -1,0 +1,15 @@
+#include "ModificationTime.h"
+
+#include <sys/stat.h>
+
+namespace brix::imutils {
+
+std::optional<time_t> modificationTime(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) {
+    return std::nullopt;
+  }
+  return status.st_mtime;
+}
+
+}  // namespace brix::imutils
