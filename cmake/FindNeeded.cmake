@@ -1,5 +1,5 @@
-# Finds a package that the build needs, or ends with the name of the Debian package that has it, and of
-# the option that does without.
+# Finds a package that the build needs. If it is missing, CMake stops with the name of the Debian package
+# that contains it, and with the option that turns off the part that needs it.
 # usage: velmo_find_needed(NAME DEBIAN PACKAGE [OPTION NAME] [ARGUMENTS OF find_package...])
 function(velmo_find_needed name)
   cmake_parse_arguments(PARSE_ARGV 1 needed "" "DEBIAN;OPTION" "")

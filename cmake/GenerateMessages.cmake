@@ -1,7 +1,7 @@
 # Generates velmo.pb.h and velmo.pb.cc. Run as a script:
 #   cmake -DPROTOC=... -DPROTO_DIR=... -DOUTPUT_DIR=... -P GenerateMessages.cmake
-# The messages are exported with the library's macro. The generated header does not include that
-# macro's header by itself, and it has to compile alone.
+# The library's macro exports the messages. protoc does not include the header of that macro, so this
+# script adds the include: the generated header must compile alone.
 execute_process(
   COMMAND ${PROTOC} --proto_path=${PROTO_DIR} --cpp_out=dllexport_decl=VELMO_EXPORT:${OUTPUT_DIR}
     velmo.proto
@@ -9,11 +9,11 @@ execute_process(
 file(READ ${OUTPUT_DIR}/velmo.pb.h header)
 file(READ ${OUTPUT_DIR}/velmo.pb.cc source)
 
-# Replaces the one place where `text` stands in the variable.
+# Replaces `text`, which occurs once in the variable.
 function(replace variable text replacement)
   string(REPLACE "${text}" "${replacement}" replaced "${${variable}}")
   if(replaced STREQUAL ${variable})
-    message(FATAL_ERROR "The generated ${variable} has no place for: ${replacement}")
+    message(FATAL_ERROR "The generated ${variable} does not contain: ${text}")
   endif()
   set(${variable} "${replaced}" PARENT_SCOPE)
 endfunction()
@@ -21,8 +21,9 @@ endfunction()
 replace(header "// @@protoc_insertion_point(includes)"
   "#include \"Export.h\"\n// @@protoc_insertion_point(includes)")
 
-# protoc specialises a function template of its runtime for each message, in the source: the library
-# would export names of the runtime's namespace. Inline in the header, every caller has its own.
+# For each message, protoc specialises a function template of its runtime in the source. The library
+# would then export names of the runtime's namespace. This script moves the specialisations into the
+# header as inline functions.
 set(specialisations "")
 foreach(message IN ITEMS AddTaskRequest AddTaskResponse BaseMessage)
   set(type ::service::velmo::${message})

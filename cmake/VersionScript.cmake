@@ -1,5 +1,5 @@
-# Makes the linker's version script from the list of exported names. Everything else is local: also
-# what the visibility attributes let through, such as the standard library's templates.
+# Writes the linker's version script from the list of exported names. All other names are local, even
+# those that have default visibility, such as templates of the standard library.
 function(velmo_version_script names script)
   set(string "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >")
   if(CMAKE_SIZEOF_VOID_P EQUAL 8)
@@ -11,7 +11,7 @@ function(velmo_version_script names script)
   set(c_names "")
   set(cxx_names "")
   foreach(name IN LISTS lines)
-    # Not every linker takes a name that is not mangled for one of C++.
+    # Some linkers do not match an unmangled name in the C++ part.
     if(name MATCHES "^[A-Za-z0-9_]+$")
       string(APPEND c_names "    ${name};\n")
     else()

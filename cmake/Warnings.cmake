@@ -1,5 +1,5 @@
-# The warnings that our own code is kept free of. They are private to each target; the presets turn
-# them into errors (CMAKE_COMPILE_WARNING_AS_ERROR), a plain build does not.
+# The warnings for our own code. They are private to each target. The presets turn them into errors
+# (CMAKE_COMPILE_WARNING_AS_ERROR); other builds do not.
 function(velmo_enable_warnings target)
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast

@@ -1,9 +1,9 @@
-// Hands two tasks of one job to the velmo service. The job has a key that this program chooses.
+// Submits two tasks of one job to the velmo service. This program chooses the key of the job.
 // Every process and every later run that uses the same directory and key gets the same job
-// identifier, until nobody has used the job for a day.
+// identifier, until no program has used the job for a day.
 //
-// The environment tells the library where the service's directories and counters are. To try it
-// without a service, twice over the same installation:
+// The environment tells the library where the service's directories and counters are. To try this
+// program without a service, run it twice with the same installation:
 //
 //   velmo-standin --home DIR -- job_registry
 
@@ -21,7 +21,8 @@ namespace {
 constexpr unsigned long kMostJobsInMemory = 100;
 constexpr long kMaxAgeSeconds = 24L * 60 * 60;
 
-// Gives new jobs their priority, which their files keep. The manager asks, but does not own it.
+// Returns the priority of new jobs, which is stored in their files. The manager calls it, but does
+// not own it.
 class ReportPriority : public JobPropertyGetter {
  public:
   int getPriority() override {
@@ -34,8 +35,9 @@ std::string valueOf(const char* variable) {
   return value != nullptr ? value : "";
 }
 
-// The registry reports no failure: without a job identifier it still writes the job's file, and a
-// file without an identifier gives every later run a different one. So check first.
+// The registry reports no failures. If it gets no job identifier, it still writes the job's file,
+// and every later run then uses a different identifier. Check the environment first to prevent
+// this.
 bool isEnvironmentComplete() {
   bool isComplete = true;
   for (const char* variable : {"VAR", "TMP", "VELMO_HOME", "CONF", "DATA", "LOCK_VAR",
@@ -57,7 +59,7 @@ bool isDirectory(const std::string& path) {
   return true;
 }
 
-// The job's identifier goes into the names of its task files, its job information into the files.
+// The names of the task files contain the job's identifier; the files contain its job information.
 bool submit(const JobInfo& job, const char* command) {
   const int result = createTaskFile("Normal", command, "sh", nullptr, job.m_id.c_str(), nullptr,
                                     job.m_jobInfo.c_str(), 0);
@@ -78,7 +80,7 @@ bool submitReport(const std::string& directory) {
   if (job->m_id.empty()) {
     std::cerr << "no job identifier (see the system log)\n";
     std::error_code ignored;
-    std::filesystem::remove(job->m_fileName, ignored);  // it has no identifier either
+    std::filesystem::remove(job->m_fileName, ignored);  // the file has no identifier either
     return false;
   }
   std::cout << "job " << job->m_id << ", kept in " << job->m_fileName << '\n';
@@ -94,7 +96,7 @@ int main(int argc, char** argv) {
   if (!isEnvironmentComplete()) {
     return 1;
   }
-  // The directory of the job files, one a job. It has to exist.
+  // The directory of the job files, one file for each job. It must exist.
   const std::string jobDirectory = argc > 1 ? argv[1] : valueOf("VAR");
   const std::string counterDirectory = valueOf("DATA") + "/velmo";
   const std::string lockDirectory = valueOf("LOCK_VAR");

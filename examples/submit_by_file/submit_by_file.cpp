@@ -1,8 +1,8 @@
-// Hands tasks to the velmo service by file: a job of three tasks of different urgency, and a child
-// of one of them.
+// Submits tasks to the velmo service by file: a job of three tasks with different priorities, and a
+// child of one of them.
 //
-// The environment tells the library where the service's directories and counters are. To try it
-// without a service:
+// The environment tells the library where the service's directories and counters are. To try this
+// program without a service:
 //
 //   velmo-standin -- submit_by_file
 
@@ -14,7 +14,7 @@
 
 namespace {
 
-// Reports what the submitting functions return. The library logs the reason of a failure:
+// Reports the result of a submission. The library logs why a submission failed:
 // journalctl -t CreateTaskFile -t IMMemSemaphore
 bool isQueued(const char* what, int result) {
   switch (result) {
@@ -31,7 +31,7 @@ bool isQueued(const char* what, int result) {
 }
 
 bool submitJob() {
-  // Tasks that belong together share a job identifier. The text is ours to release with delete[],
+  // Tasks that belong together share a job identifier. The caller frees the text with delete[],
   // which this pointer does.
   const std::unique_ptr<char[]> jobId(generateJobID());
   if (jobId[0] == '\0') {

@@ -1,7 +1,8 @@
-// Hands tasks to the velmo service by message: two tasks of one job, over one connection.
+// Submits tasks to the velmo service by message: two tasks of one job, over one connection.
 //
 // The library finds the service in the installation's modules.xml, whose path is compiled in. A
-// program that uses another file sets the path before it connects. To try it without a service:
+// program that uses another file sets the path before it connects. To try this program without a
+// service:
 //
 //   velmo-standin --port 0 -- submit_by_message
 
@@ -20,8 +21,8 @@
 
 namespace {
 
-// The machine and port that VelmoFacade connects to: of several hosts that run the service, the
-// last one counts.
+// The machine and port that VelmoFacade connects to. If several hosts run the service, the last one
+// counts.
 std::string endpointIn(const SystemConfig& config) {
   std::string endpoint = "no host";
   for (const MachineConfig& machine : config.getMachines()) {
@@ -38,8 +39,8 @@ std::string endpointIn(const SystemConfig& config) {
 
 void submitTasks(VelmoFacade& service) {
   // Class, command, kind of command, adjustment, job, sub-job, job information, priority within the
-  // class. An empty text means none; an empty job means a new one. The call returns the name that
-  // the service gave the task.
+  // class. The service decides what an empty text means: for velmo-standin it means none, and for
+  // the job a new one. The call returns the name that the service gave the task.
   const std::string collect = service.addTask("Normal", "echo collect", TASK_SHELL_SCRIPT, "",
                                               "J12", "0_report", "#1USE=demo#1JNA=report", 0);
   std::cout << "collect: " << collect << '\n';
@@ -54,9 +55,9 @@ void connectAndSubmit() {
     submitTasks(*service);
   } catch (const VelmoException&) {
     // Closing a connection that the service has broken ends the process, so this client is leaked
-    // on purpose. A service that breaks the connection after its last reply still ends the process,
-    // when the client is destroyed: no program can catch that. One that has to survive it submits
-    // from a child process. See "What the library does to the program around it", host-safety.md.
+    // on purpose. If the service breaks the connection after its last reply, the destructor still
+    // ends the process, and no catch block can stop it. A program that must survive this submits
+    // from a child process: see host-safety.md in the documentation.
     static_cast<void>(service.release());
     throw;
   }
@@ -69,7 +70,7 @@ int main() {
     SystemConfig::s_szModulesXml = modulesXml;
   }
   const std::string path = SystemConfig::s_szModulesXml;
-  // The parser throws the same exception for a missing file and an ill-formed one.
+  // The parser throws the same exception for a missing file and for a malformed one.
   if (!std::ifstream(path)) {
     std::cerr << "cannot read " << path << ": " << std::strerror(errno) << '\n';
     return 1;
