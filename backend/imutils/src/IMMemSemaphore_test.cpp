@@ -204,12 +204,6 @@ TEST_F(IMMemSemaphoreTest, FailureIsBelow0ForTheSetAndMinus1ForItsOperations) {
                                        "Semaphore init - semctl failed for id:-2"));
 }
 
-TEST_F(IMMemSemaphoreTest, LongestNumberIsLoggedWhole) {
-  platform().semget.setFake([](key_t, int, int) { return -1; });
-  const IMMemSemaphore semaphore(-2147483647 - 1, false);
-  EXPECT_THAT(log.lines(), ElementsAre("Semaphore constructor - semget failed for key-2147483648"));
-}
-
 TEST_F(IMMemSemaphoreTest, InterruptedLockFails) {
   const TestSemaphore set(1);
   platform().semop.setFake([](int, sembuf*, size_t) {

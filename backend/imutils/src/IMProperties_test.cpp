@@ -166,6 +166,12 @@ TEST_F(IMPropertiesTest, LoadReadsEachLineByTheRules) {
   }
 }
 
+TEST_F(IMPropertiesTest, BlanksAroundTheEqualsSignBelongToNeitherNameNorValue) {
+  for (const std::string line : {"k=v", "k =v", "k= v", "k = v", "k \t = \t v"}) {
+    EXPECT_EQ("k=\"v\"\n", entriesOf(line + "\n")) << line;
+  }
+}
+
 TEST_F(IMPropertiesTest, NameGivenTwiceKeepsItsPlaceAndTakesTheLastValue) {
   EXPECT_EQ("a=\"3\"\nb=\"2\"\n", entriesOf("a=1\nb=2\na=3\n"));
 }

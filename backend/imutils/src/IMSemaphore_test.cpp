@@ -1,9 +1,7 @@
 #include "IMSemaphore.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -34,7 +32,6 @@ using testing::IsEmpty;
 using velmo::test::Environment;
 using velmo::test::exists;
 using velmo::test::FakeScope;
-using velmo::test::openDescriptors;
 using velmo::test::platform;
 using velmo::test::TemporaryDirectory;
 
@@ -146,38 +143,6 @@ TEST_F(IMSemaphoreTest, WithoutLockVarTheCurrentDirectoryOfEachCallIsUsed) {
 
 // --- lockResource ---
 
-TEST_F(IMSemaphoreTest, LockResourceCreatesAnEmptyFileExclusively) {
-  int flags = 0;
-  mode_t mode = 0;
-  platform().open.setFake([&](const char* path, int openFlags, mode_t openMode) {
-    EXPECT_EQ(0, errno);
-    flags = openFlags;
-    mode = openMode;
-    return platform().open.real(path, openFlags, openMode);
-  });
-  errno = EPERM;
-  EXPECT_TRUE(semaphore().lockResource());
-  EXPECT_EQ(O_RDONLY | O_CREAT | O_EXCL, flags);
-  EXPECT_EQ(0xC0, flags);
-  EXPECT_EQ(0660U, mode);
-  EXPECT_EQ(0U, std::filesystem::file_size(lockFile));
-}
-
-TEST_F(IMSemaphoreTest, LockFileHasMode0660LessTheUmask) {
-  const mode_t before = umask(0);
-  EXPECT_TRUE(semaphore().lockResource());
-  umask(before);
-  struct stat status {};
-  ASSERT_EQ(0, stat(lockFile.c_str(), &status));
-  EXPECT_EQ(0660U, status.st_mode & 07777U);
-}
-
-TEST_F(IMSemaphoreTest, LockResourceClosesItsDescriptor) {
-  const std::size_t before = openDescriptors();
-  EXPECT_TRUE(semaphore().lockResource());
-  EXPECT_EQ(before, openDescriptors());
-}
-
 TEST_F(IMSemaphoreTest, LockHeldElsewhereReturnsFalse) {
   directory.writeFile("semaphore_x", "");
   EXPECT_FALSE(semaphore().lockResource());
@@ -212,24 +177,6 @@ TEST_F(IMSemaphoreTest, NameThatIsTooLongThrowsItsError) {
   IMSemaphore lock(name, directory.path(), true);
   EXPECT_EQ("IO Exception: [36] Creating semaphore failed: " + name + " [File name too long]",
             renderedException<IMIOException>([&] { lock.lockResource(); }));
-}
-
-TEST_F(IMSemaphoreTest, PathThatIsTooLongThrowsItsError) {
-  for (const std::size_t length : {std::size_t{4096}, std::size_t{5000}, std::size_t{100000}}) {
-    IMSemaphore lock("x", std::string(length, '/'), true);
-    EXPECT_EQ("IO Exception: [36] Creating semaphore failed: x [File name too long]",
-              renderedException<IMIOException>([&] { lock.lockResource(); }));
-  }
-}
-
-TEST_F(IMSemaphoreTest, LongestPathIsTaken) {
-  const std::string end = directory.path("semaphore_x");
-  const std::string start(4095 - end.size(), '/');  // as many as the platform allows
-  IMSemaphore lock("x", start + directory.path().string(), false);
-  EXPECT_TRUE(lock.lockResource());
-  EXPECT_TRUE(exists(lockFile));
-  lock.unlock();
-  EXPECT_FALSE(exists(lockFile));
 }
 
 // --- lock ---

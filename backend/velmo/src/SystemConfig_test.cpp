@@ -225,6 +225,12 @@ TEST_F(SystemConfigTest, OnlyASystemThatIsTheFirstNodeHasMachines) {
   }
 }
 
+TEST_F(SystemConfigTest, DocumentTypeDeclarationInFrontOfSystemLeavesNoMachines) {
+  const std::string root = "<system><machine id='a'/></system>";
+  EXPECT_EQ("a@:-1{}", read("<?xml version='1.0'?>" + root));
+  EXPECT_EQ("", read("<?xml version='1.0'?><!DOCTYPE system>" + root));
+}
+
 TEST_F(SystemConfigTest, WhatFollowsTheRootDoesNotCount) {
   EXPECT_EQ("a@:-1{}", read("<system><machine id='a'/></system><!-- c --><?p i?>\n"));
 }
