@@ -14,7 +14,9 @@
 #include <type_traits>
 #include <vector>
 
+#include "ClientProcess.h"
 #include "ScriptedPeer.h"
+#include "WebSocketFrame.h"
 #include "WireMessages.h"
 
 namespace {
@@ -22,11 +24,13 @@ namespace {
 using velmo::test::ClientOutcome;
 using velmo::test::envelopeOf;
 using velmo::test::frame;
+using velmo::test::kClose;
+using velmo::test::kFinal;
+using velmo::test::naming;
 using velmo::test::PeerConnection;
-using velmo::test::ReceivedFrame;
-using velmo::test::responseNaming;
 using velmo::test::runAgainst;
 using velmo::test::Tell;
+using velmo::test::WebSocketFrame;
 using velmo::test::WireRequest;
 
 // --- what needs no connection ---
@@ -74,18 +78,19 @@ TEST(VelmoFacadeWSTest, ExceptionIsARuntimeErrorWithItsText) {
 // --- bytes on the wire ---
 
 // A peer that answers every request with a name, then the close frame with a close frame.
-void answer(PeerConnection& peer, std::vector<std::vector<ReceivedFrame>>& messages, int requests) {
+void answer(PeerConnection& peer, std::vector<std::vector<WebSocketFrame>>& messages,
+            int requests) {
   for (int i = 0; i < requests; ++i) {
     messages.push_back(peer.readMessage());
-    peer.send(frame(130, responseNaming("T" + std::to_string(i + 1))));
+    peer.send(naming("T" + std::to_string(i + 1)));
   }
   messages.push_back(peer.readMessage());
-  peer.send(frame(136, ""));
+  peer.send(frame(kFinal | kClose, ""));
 }
 
 struct Conversation {
   std::string handshake;
-  std::vector<std::vector<ReceivedFrame>> messages;  // the requests, and the close frame
+  std::vector<std::vector<WebSocketFrame>> messages;  // the requests, and the close frame
   ClientOutcome outcome;
 };
 
@@ -106,18 +111,18 @@ Conversation converse(const std::function<void(VelmoFacadeWS&, const Tell&)>& cl
   return result;
 }
 
-std::string joined(const std::vector<ReceivedFrame>& frames) {
+std::string joined(const std::vector<WebSocketFrame>& frames) {
   std::string text;
-  for (const ReceivedFrame& one : frames) {
+  for (const WebSocketFrame& one : frames) {
     EXPECT_TRUE(one.isMasked);
     text += one.payload;
   }
   return text;
 }
 
-std::string shape(const std::vector<ReceivedFrame>& frames) {
+std::string shape(const std::vector<WebSocketFrame>& frames) {
   std::string text;
-  for (const ReceivedFrame& one : frames) {
+  for (const WebSocketFrame& one : frames) {
     text += (text.empty() ? "" : " ") + std::to_string(one.payload.size()) + "/" +
             std::to_string(one.flags);
   }
@@ -240,14 +245,14 @@ std::string bytesOf(std::size_t length) {
 // What sendBytes makes of a message: its result and the frames that arrived. A close frame behind
 // them tells the peer that this was all.
 std::string sent(std::size_t length, std::size_t frameSize) {
-  std::vector<ReceivedFrame> frames;
+  std::vector<WebSocketFrame> frames;
   const std::string data = bytesOf(length);
   const ClientOutcome outcome =
       runAgainst({[&frames](PeerConnection& peer) {
                    peer.upgrade();
                    for (;;) {
-                     ReceivedFrame one = peer.readFrame();
-                     if (one.flags == 136) {
+                     WebSocketFrame one = peer.readFrame();
+                     if (one.flags == (kFinal | kClose)) {
                        return;
                      }
                      frames.push_back(one);
