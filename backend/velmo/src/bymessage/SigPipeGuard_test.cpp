@@ -228,8 +228,7 @@ TEST(SigPipeGuardTest, WithoutItTheSameWriteEndsTheProcess) {
   const pid_t child = fork();
   ASSERT_GE(child, 0);
   if (child == 0) {
-    const sigset_t set = sigPipe();
-    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+    blockSigPipe(false);
     try {
       writeToNobody();
     } catch (const std::runtime_error&) {
@@ -245,8 +244,7 @@ TEST(SigPipeGuardTest, WithoutItTheSameWriteEndsTheProcess) {
 
 // A thread is cancelled between a send and the end of the guard.
 void* failCancelled(void* /*nothing*/) {
-  const sigset_t set = sigPipe();
-  pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+  blockSigPipe(false);
   try {
     const SigPipeGuard guard;
     pthread_cancel(pthread_self());
