@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "ClientProcess.h"
 #include "ScriptedPeer.h"
 #include "TemporaryDirectory.h"
 #include "WireMessages.h"
@@ -20,6 +21,8 @@ using velmo::test::ClientOutcome;
 using velmo::test::envelopeOf;
 using velmo::test::exists;
 using velmo::test::frame;
+using velmo::test::kBinary;
+using velmo::test::kFinal;
 using velmo::test::namesIn;
 using velmo::test::PeerConnection;
 using velmo::test::PeerScript;
@@ -124,7 +127,7 @@ TEST_F(SubmitByMessageTest, EndpointIsTheLastHostThatRunsTheService) {
 
 TEST_F(SubmitByMessageTest, PeerWithoutWebSocketIsReportedWithItsAnswer) {
   const PeerScript refuse = [](PeerConnection& peer) {
-    peer.readHandshake();
+    peer.readHead();
     peer.send("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n");
   };
   EXPECT_EQ(
@@ -162,7 +165,7 @@ TEST_F(SubmitByMessageTest, ReplyOfAnotherTypeIsReported) {
   const PeerScript echo = [](PeerConnection& peer) {
     peer.upgrade();
     peer.readMessage();
-    peer.send(frame(130, envelopeOf({})));
+    peer.send(frame(kFinal | kBinary, envelopeOf({})));
     peer.drain();
   };
   EXPECT_EQ(

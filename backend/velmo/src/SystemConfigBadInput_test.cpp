@@ -2,23 +2,20 @@
 // another encoding. What is thrown is compared with what a DOMParser throws.
 
 #include <Poco/SAX/SAXException.h>
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/inotify.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <chrono>
 #include <filesystem>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "ModulesFile.h"
 #include "ParserOutcome.h"
+#include "ScriptedPeer.h"
 #include "SystemConfig.h"
 
 namespace {
@@ -26,24 +23,10 @@ namespace {
 using velmo::test::expectRefused;
 using velmo::test::repeated;
 using velmo::test::thrownByConfig;
-using velmo::test::thrownByParser;
 using velmo::test::UnprivilegedFiles;
 
 constexpr int kDeep = 50'000;
 constexpr int kDeeperThanTheStack = 1'000'000;
-
-const std::string& sample() {
-  static const std::string text = R"(<?xml version="1.0"?>
-<system>
-  <machine id="m1" hostname="h1" rmi-port="1099">
-    <host name="backend" websocket-port="8,080">
-      <module name="velmo"/><!-- c --><module name="hollard"/>
-    </host>
-  </machine>
-  <machine id="m2" hostname="h2"><host name="x"><module name="fennick"/></host></machine>
-</system>)";
-  return text;
-}
 
 class SystemConfigBadInputTest : public velmo::test::ModulesFileTest {
  protected:
@@ -97,48 +80,15 @@ TEST_F(SystemConfigBadInputTest, IllFormedContentsThrowWhatTheParserThrows) {
   };
   const std::vector<Row> rows{
       {"", "empty"},
-      {" \n", "white space"},
-      {"\xef\xbb\xbf", "a byte order mark"},
-      {"<?xml version='1.0'?>", "a declaration"},
-      {"<!-- c -->", "a comment"},
-      {"<!DOCTYPE system>", "a document type declaration"},
-      {"system", "text"},
       {"<system>", "not closed"},
-      {"<system", "cut in the tag"},
-      {"</system>", "not opened"},
-      {"<system></System>", "closed under another name"},
       {"<system/><system/>", "two roots"},
-      {"<system/>text", "text behind the root"},
-      {"text<system/>", "text in front of the root"},
-      {" <?xml version='1.0'?><system/>", "a declaration that is not first"},
-      {"<system><machine></system></machine>", "crossed"},
-      {"<system><machine id=a/></system>", "a value without quotes"},
-      {"<system><machine id/></system>", "an attribute without a value"},
       {"<system><machine id='a' id='b'/></system>", "an attribute twice"},
-      {"<system><machine id='<'/></system>", "a tag in a value"},
-      {"<system><machine id='&'/></system>", "a bare ampersand"},
       {"<system>&nothing;</system>", "an entity that is not defined"},
-      {"<system><machine id='&nothing;'/></system>", "one in an attribute"},
-      {"<system>&#0;</system>", "the character 0"},
-      {"<system>\x01</system>", "a control character"},
       {"<x:system/>", "a prefix that is not bound"},
-      {"<system><!-- -- --></system>", "a comment in a comment"},
-      {"<system>]]></system>", "the end of a section"},
-      {std::string("<system>\0</system>", 18), "a NUL"},
-      {std::string("\0<system/>", 10), "a NUL in front"},
       {std::string("<system/>\0", 10), "a NUL behind"},
-      {std::string("<system><machine id='a\0b'/></system>", 36), "a NUL in a value"},
-      {std::string("<sys\0tem/>", 10), "a NUL in a name"},
-      {std::string(100'000, '\0'), "NULs"},
   };
   for (const Row& row : rows) {
     expectContentsRefused(row.contents, row.reason);
-  }
-}
-
-TEST_F(SystemConfigBadInputTest, FileCutAnywhereThrows) {
-  for (std::size_t length = 0; length < sample().size(); ++length) {
-    expectContentsRefused(sample().substr(0, length), std::to_string(length) + " bytes");
   }
 }
 
@@ -146,23 +96,6 @@ TEST_F(SystemConfigBadInputTest, IllFormedBehindGoodMachinesThrows) {
   expectContentsRefused(
       "<system>" + repeated("<machine><host><module name='velmo'/></host></machine>", 1000) + "<",
       "a thousand machines");
-}
-
-TEST_F(SystemConfigBadInputTest, ChangedBytesAreReadOrThrowButNothingElse) {
-  std::mt19937 random(1);
-  int refused = 0;
-  for (int i = 0; i < 2000; ++i) {
-    std::string contents = sample();
-    for (int changes = 0; changes < 3; ++changes) {
-      contents[random() % contents.size()] = static_cast<char>(random());
-    }
-    const std::string path = directory.writeFile("modules.xml", contents);
-    const std::string thrown = thrownByConfig(path);
-    EXPECT_EQ(thrownByParser(path), thrown) << contents;
-    refused += thrown.empty() ? 0 : 1;
-  }
-  EXPECT_GT(refused, 500);
-  EXPECT_LT(refused, 2000);
 }
 
 // --- size and depth ---
@@ -230,14 +163,6 @@ TEST_F(SystemConfigBadInputTest, EntityBombThrowsAtOnce) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
 }
 
-TEST_F(SystemConfigBadInputTest, LongChainOfEntitiesIsFollowed) {
-  std::string declarations = "<!ENTITY e0 'x'>";
-  for (int i = 1; i < 10'000; ++i) {
-    declarations += "<!ENTITY e" + std::to_string(i) + " '&e" + std::to_string(i - 1) + ";'>";
-  }
-  EXPECT_EQ("", read("<!DOCTYPE system [" + declarations + "]><system>&e9999;</system>"));
-}
-
 TEST_F(SystemConfigBadInputTest, EntitiesOfOnesOwnLeaveNoMachines) {
   EXPECT_EQ("", read("<!DOCTYPE system [<!ENTITY m \"<machine id='a'/>\">]><system>&m;</system>"));
   EXPECT_EQ("", read("<!DOCTYPE system [<!ENTITY v 'velmo'><!ATTLIST machine id CDATA 'x'>]>"
@@ -263,43 +188,6 @@ class OpenWatch {
 
  private:
   int m_descriptor;
-};
-
-// A port of this machine that tells whether anybody has connected.
-class Listener {
- public:
-  Listener() : m_descriptor(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    EXPECT_EQ(0, bind(m_descriptor, generic, size));
-    EXPECT_EQ(0, listen(m_descriptor, 1));
-    EXPECT_EQ(0, getsockname(m_descriptor, generic, &size));
-    m_port = ntohs(address.sin_port);
-  }
-  ~Listener() {
-    close(m_descriptor);
-  }
-  Listener(const Listener&) = delete;
-  Listener& operator=(const Listener&) = delete;
-
-  std::string url() const {
-    return "http://127.0.0.1:" + std::to_string(m_port) + "/x";
-  }
-
-  bool wasReached() const {
-    const int connection = accept(m_descriptor, nullptr, nullptr);
-    if (connection >= 0) {
-      close(connection);
-    }
-    return connection >= 0;
-  }
-
- private:
-  int m_descriptor;
-  int m_port = 0;
 };
 
 // Files that bring another in: as the declarations' outer part, as a parameter entity, as an entity
@@ -352,9 +240,9 @@ TEST_F(SystemConfigOtherFileTest, PipesAreNeverOpened) {
 }
 
 TEST_F(SystemConfigOtherFileTest, OtherMachinesAreNeverAsked) {
-  const Listener listener;
-  readAllThatName(listener.url());
-  EXPECT_FALSE(listener.wasReached());
+  const velmo::test::PeerListener listener;
+  readAllThatName("http://127.0.0.1:" + std::to_string(listener.port()) + "/x");
+  EXPECT_FALSE(listener.isReached());
 }
 
 // --- encodings ---
@@ -391,16 +279,7 @@ TEST_F(SystemConfigBadInputTest, WrongEncodingsThrowWhatTheParserThrows) {
   };
   const std::vector<Row> rows{
       {"<?xml version='1.0' encoding='nonsense'?><system/>", "an encoding that nobody knows"},
-      {"<?xml version='1.0' encoding=''?><system/>", "none"},
-      {"<?xml version='1.0' encoding='UTF-16'?><system/>", "not what it says"},
       {"<system><machine id='\xe9'/></system>", "Latin-1 that does not say so"},
-      {"<system><machine id='\xc3'/></system>", "half a character"},
-      {"<system><machine id='\xc0\xaf'/></system>", "a character longer than it needs be"},
-      {"<system><machine id='\xed\xa0\x80'/></system>", "half of a pair"},
-      {"<system>\xff\xfe</system>", "a byte order mark inside"},
-      {utf16(u"\ufeff<system/>", true).substr(0, 19), "UTF-16, cut in a character"},
-      {utf16(u"\ufeff<system><machine id='\xd800'/></system>", false), "UTF-16, half of a pair"},
-      {std::string("\xff\xfe\0\0<\0\0\0s\0\0\0/\0\0\0>\0\0\0", 20), "UTF-32"},
   };
   for (const Row& row : rows) {
     expectContentsRefused(row.contents, row.reason);

@@ -206,12 +206,6 @@ TEST_F(SystemConfigTest, OnlyASystemThatIsTheFirstNodeHasMachines) {
       {"<!---->", "system", false, "an empty comment"},
       {"<?php x?>", "system", false, "a processing instruction"},
       {"<?system?>", "system", false, "one that bears the root's name"},
-      {"<!DOCTYPE system>", "system", false, "a document type declaration"},
-      {"<!DOCTYPE system []>", "system", false, "one with an empty inner part"},
-      {"<!DOCTYPE system SYSTEM 'nowhere.dtd'>", "system", false, "one that names a file"},
-      {"<!DOCTYPE other>", "system", false, "one of another root"},
-      {"<!DOCTYPE system><!-- c -->", "system", false, "two things"},
-      {"<!-- c --><!DOCTYPE system>", "system", false, "two things the other way round"},
       {"", "systems", false, "another name"},
       {"", "System", false, "another case"},
       {"", "SYSTEM", false, "upper case"},
@@ -226,9 +220,11 @@ TEST_F(SystemConfigTest, OnlyASystemThatIsTheFirstNodeHasMachines) {
 }
 
 TEST_F(SystemConfigTest, DocumentTypeDeclarationInFrontOfSystemLeavesNoMachines) {
-  const std::string root = "<system><machine id='a'/></system>";
-  EXPECT_EQ("a@:-1{}", read("<?xml version='1.0'?>" + root));
-  EXPECT_EQ("", read("<?xml version='1.0'?><!DOCTYPE system>" + root));
+  for (const std::string declaration :
+       {"<!DOCTYPE system>", "<!DOCTYPE system []>", "<!DOCTYPE system SYSTEM 'nowhere.dtd'>",
+        "<!DOCTYPE other>", "<!DOCTYPE system><!-- c -->", "<!-- c --><!DOCTYPE system>"}) {
+    EXPECT_EQ("", read(declaration + "<system><machine id='a'/></system>")) << declaration;
+  }
 }
 
 TEST_F(SystemConfigTest, WhatFollowsTheRootDoesNotCount) {
@@ -346,21 +342,6 @@ TEST_F(SystemConfigTest, HostWithUnknownModulesOnlyIsListed) {
 TEST_F(SystemConfigTest, TextsAreNotTrimmed) {
   EXPECT_EQ(" a @\u00a0b :-1{  :-1[]}",
             inSystem("<machine id=' a ' hostname='&#160;b '><host name='  '/></machine>"));
-}
-
-TEST_F(SystemConfigTest, EntitiesInAttributesAreResolved) {
-  EXPECT_EQ("<&>\"'@A\xc3\xa9:1099{\n\t:-1[]}",
-            inSystem("<machine id='&lt;&amp;&gt;&quot;&apos;' hostname='&#65;&#xE9;' "
-                     "rmi-port='&#49;099'><host name='&#10;&#9;'/></machine>"));
-}
-
-TEST_F(SystemConfigTest, LineEndsAndTabsInAttributesAreBlanks) {
-  EXPECT_EQ("a b c@:-1{}", inSystem("<machine id='a\nb\tc'/>"));
-}
-
-TEST_F(SystemConfigTest, LongTextsAreKeptWhole) {
-  const std::string text(1'000'000, 'x');
-  EXPECT_EQ(text + "@:-1{}", inSystem("<machine id='" + text + "'/>"));
 }
 
 // --- ports ---

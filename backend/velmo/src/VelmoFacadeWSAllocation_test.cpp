@@ -12,12 +12,16 @@
 #include "ReplacedAllocation.h"
 #include "ScriptedPeer.h"
 #include "VelmoFacadeWS.h"
+#include "WebSocketFrame.h"
 #include "WireMessages.h"
 
 namespace {
 
 using velmo::test::frame;
+using velmo::test::frames;
 using velmo::test::g_untilFailure;
+using velmo::test::kClose;
+using velmo::test::kFinal;
 using velmo::test::PeerConnection;
 using velmo::test::PeerListener;
 using velmo::test::responseNaming;
@@ -27,20 +31,11 @@ std::string longName() {
   return std::string(100000, 'x');
 }
 
-std::string framesOf(const std::string& message) {
-  constexpr std::size_t kSize = VelmoFacadeWS::s_frameSize;
-  std::string frames;
-  for (std::size_t offset = 0; offset < message.size(); offset += kSize) {
-    const int final = offset + kSize >= message.size() ? 0x80 : 0;
-    frames += frame(final | (offset == 0 ? 2 : 0), message.substr(offset, kSize));
-  }
-  return frames;
-}
-
 // Answers the first message on each connection, the close frame of a client that has sent no
 // request included, and closes in order.
 void serveForEver(const PeerListener& listener) {
-  const std::string answer = framesOf(responseNaming(longName())) + frame(136, "");
+  const std::string answer =
+      frames(responseNaming(longName()), VelmoFacadeWS::s_frameSize) + frame(kFinal | kClose, "");
   for (;;) {
     listener.serve([&answer](PeerConnection& peer) {
       peer.upgrade();

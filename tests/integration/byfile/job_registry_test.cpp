@@ -2,10 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
 #include <cstdlib>
 #include <fstream>
 #include <map>
@@ -17,54 +14,25 @@
 
 #include <velmo/JobManager.h>
 
+#include "ParallelProcesses.h"
 #include "PlatformCalls.h"
 #include "TaskInstallation.h"
 
 namespace {
 
 using testing::Contains;
+using testing::Each;
 using velmo::test::FakeScope;
+using velmo::test::inProcesses;
 using velmo::test::namesIn;
 using velmo::test::platform;
 using velmo::test::TaskInstallation;
 
-constexpr unsigned kProcesses = 4;
+constexpr int kProcesses = 4;
 constexpr int kLookUps = 200;
 constexpr int kKeys = 20;
 constexpr unsigned long kJobsInMemory = 7;  // fewer than keys: jobs are dropped and read again
 constexpr long kMaxAge = 3600;
-
-// A pipe that holds processes back until the writer closes it.
-class Gate {
- public:
-  Gate() {
-    if (pipe(m_ends.data()) != 0) {
-      throw std::runtime_error("no pipe");
-    }
-  }
-  ~Gate() {
-    close(m_ends[0]);
-    open();
-  }
-  Gate(const Gate&) = delete;
-  Gate& operator=(const Gate&) = delete;
-
-  void open() {
-    if (m_ends[1] >= 0) {
-      close(m_ends[1]);
-    }
-    m_ends[1] = -1;
-  }
-
-  void pass() {
-    open();  // this process's copy
-    char nothing = 0;
-    EXPECT_EQ(0, read(m_ends[0], &nothing, 1));  // the end of file
-  }
-
- private:
-  std::array<int, 2> m_ends{};
-};
 
 class JobRegistryProcessesTest : public testing::TestWithParam<unsigned> {
  protected:
@@ -95,35 +63,6 @@ class JobRegistryProcessesTest : public testing::TestWithParam<unsigned> {
     }
   }
 
-  pid_t start(unsigned seed, Gate& gate) const {
-    const pid_t child = fork();
-    if (child == 0) {
-      gate.pass();
-      try {
-        lookUp(seed);
-      } catch (...) {
-        _exit(1);
-      }
-      _exit(0);
-    }
-    return child;
-  }
-
-  void runAll(const std::vector<unsigned>& seeds) const {
-    Gate gate;
-    std::vector<pid_t> children;
-    children.reserve(seeds.size());
-    for (const unsigned seed : seeds) {
-      children.push_back(start(seed, gate));
-    }
-    gate.open();
-    for (const pid_t child : children) {
-      int status = 0;
-      ASSERT_EQ(child, waitpid(child, &status, 0));
-      ASSERT_EQ(0, status);
-    }
-  }
-
   // The identifiers that the processes were given for each key.
   std::map<std::string, std::set<std::string>> givenIds(const std::vector<unsigned>& seeds) const {
     std::map<std::string, std::set<std::string>> ids;
@@ -146,10 +85,14 @@ class JobRegistryProcessesTest : public testing::TestWithParam<unsigned> {
 TEST_P(JobRegistryProcessesTest, EveryFileHoldsAnIdentifierOfItsKeyAlone) {
   SCOPED_TRACE("seed " + std::to_string(GetParam()));
   std::vector<unsigned> seeds;
-  for (unsigned process = 0; process < kProcesses; ++process) {
+  for (unsigned process = 0; process < unsigned{kProcesses}; ++process) {
     seeds.push_back(GetParam() + process);
   }
-  ASSERT_NO_FATAL_FAILURE(runAll(seeds));
+  const std::vector<int> results = inProcesses(kProcesses, [&](int number) {
+    lookUp(seeds[static_cast<std::size_t>(number)]);
+    return 0;
+  });
+  ASSERT_THAT(results, Each(0));
 
   const std::map<std::string, std::set<std::string>> given = givenIds(seeds);
   ASSERT_EQ(static_cast<std::size_t>(kKeys), given.size());

@@ -2,18 +2,15 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <velmo/CreateTaskFile.h>
 
 #include <csignal>
 #include <filesystem>
-#include <functional>
-#include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "ParallelProcesses.h"
 #include "PlatformCalls.h"
 #include "TaskInstallation.h"
 
@@ -21,28 +18,9 @@ namespace {
 
 using testing::Each;
 using testing::IsEmpty;
+using velmo::test::inProcesses;
 using velmo::test::platform;
 using velmo::test::TaskInstallation;
-
-// Runs `work` in `count` processes at once. Gives back what each returned, or minus the signal that
-// ended it.
-std::vector<int> inProcesses(int count, const std::function<int(int)>& work) {
-  std::vector<pid_t> children;
-  for (int i = 0; i < count; ++i) {
-    const pid_t child = fork();
-    if (child == 0) {
-      _exit(work(i));
-    }
-    children.push_back(child);
-  }
-  std::vector<int> results;
-  for (const pid_t child : children) {
-    int status = 0;
-    EXPECT_EQ(child, waitpid(child, &status, 0));
-    results.push_back(WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status));
-  }
-  return results;
-}
 
 // The job identifier of a task file's name: its third part.
 std::string jobOf(const std::string& name) {

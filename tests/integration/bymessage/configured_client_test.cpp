@@ -7,16 +7,15 @@
 #include <string>
 #include <utility>
 
+#include "ClientProcess.h"
 #include "ScriptedPeer.h"
 #include "TemporaryDirectory.h"
-#include "WireMessages.h"
 
 namespace {
 
+using velmo::test::answering;
 using velmo::test::ClientOutcome;
-using velmo::test::frame;
-using velmo::test::PeerConnection;
-using velmo::test::responseNaming;
+using velmo::test::naming;
 using velmo::test::runAgainst;
 using velmo::test::Tell;
 using velmo::test::TemporaryDirectory;
@@ -28,15 +27,6 @@ std::string machineAt(int port) {
 
 std::string submit(VelmoFacade& facade) {
   return facade.addTask("Normal", "true", TASK_SHELL_SCRIPT, "", "J1", "0", "", 0);
-}
-
-void answerOne(PeerConnection& peer) {
-  peer.upgrade();
-  peer.readMessage();
-  peer.send(frame(130, responseNaming("T1")));
-  peer.readMessage();
-  peer.send(frame(136, ""));
-  peer.drain();
 }
 
 class ConfiguredClientTest : public testing::Test {
@@ -51,15 +41,16 @@ class ConfiguredClientTest : public testing::Test {
 
   // What a facade reports that finds this behind a machine that nobody listens at.
   ClientOutcome outcomeOf(int portOffset) {
-    return runAgainst({answerOne}, [this, portOffset](unsigned short port, const Tell& tell) {
-      directory.writeFile("modules.xml",
-                          "<system>" + machineAt(1) + machineAt(port + portOffset) + "</system>");
-      {
-        VelmoFacade facade;
-        tell(submit(facade));
-      }
-      tell("destroyed");
-    });
+    return runAgainst(
+        {answering({naming("T1")})}, [this, portOffset](unsigned short port, const Tell& tell) {
+          directory.writeFile("modules.xml", "<system>" + machineAt(1) +
+                                                 machineAt(port + portOffset) + "</system>");
+          {
+            VelmoFacade facade;
+            tell(submit(facade));
+          }
+          tell("destroyed");
+        });
   }
 
   TemporaryDirectory directory;
@@ -80,7 +71,7 @@ TEST_F(ConfiguredClientTest, PortIsCutToItsLower16Bits) {
 
 TEST_F(ConfiguredClientTest, MovedFacadeTakesItsConnectionAlong) {
   const ClientOutcome outcome =
-      runAgainst({answerOne}, [this](unsigned short port, const Tell& tell) {
+      runAgainst({answering({naming("T1")})}, [this](unsigned short port, const Tell& tell) {
         directory.writeFile("modules.xml", "<system>" + machineAt(port) + "</system>");
         VelmoFacade first;
         VelmoFacade second(std::move(first));

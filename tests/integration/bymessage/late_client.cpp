@@ -28,11 +28,6 @@ extern "C" __attribute__((visibility("default"))) int submitToNobody(unsigned sh
   }
 }
 
-// Connects and destroys the client.
-extern "C" __attribute__((visibility("default"))) void connectAndDestroy(unsigned short port) {
-  const VelmoFacadeWS facade("127.0.0.1", port);
-}
-
 // The configured relative priority.
 extern "C" __attribute__((visibility("default"))) int relativePriority() {
   return brix::velmo::PrioritiesConfig::Instance()->getRelativePriorityStatStudy();

@@ -3,7 +3,6 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -12,22 +11,18 @@
 #include <string>
 #include <thread>
 
+#include "ClientProcess.h"
 #include "ScriptedPeer.h"
+#include "SigPipe.h"
 
 namespace {
 
+using velmo::test::blocksSigPipe;
 using velmo::test::ClientOutcome;
-using velmo::test::frame;
 using velmo::test::PeerConnection;
 using velmo::test::PeerScript;
 using velmo::test::runAgainst;
 using velmo::test::Tell;
-
-bool blocksSigPipe() {
-  sigset_t mask{};
-  pthread_sigmask(SIG_BLOCK, nullptr, &mask);
-  return sigismember(&mask, SIGPIPE) == 1;
-}
 
 std::string disposition() {
   struct sigaction action {};
@@ -35,13 +30,14 @@ std::string disposition() {
   return action.sa_handler == SIG_DFL ? "default" : "changed";
 }
 
+using Submit = int(unsigned short port, int times);
+
 // Starts a thread, loads the module, and lets the thread run `body` with the module's function.
-template <typename Function>
-void loadUnderAThread(const char* name, const std::function<void(Function*)>& body) {
-  std::promise<Function*> loaded;
+void loadUnderAThread(const std::function<void(Submit*)>& body) {
+  std::promise<Submit*> loaded;
   std::thread early([&body, function = loaded.get_future()]() mutable { body(function.get()); });
   void* const module = dlopen(LATE_CLIENT, RTLD_NOW);
-  loaded.set_value(module == nullptr ? nullptr : reinterpret_cast<Function*>(dlsym(module, name)));
+  loaded.set_value(reinterpret_cast<Submit*>(dlsym(module, "submitToNobody")));
   early.join();
 }
 
@@ -50,49 +46,15 @@ const PeerScript kClosesAtOnce = [](PeerConnection& peer) { peer.upgrade(); };
 TEST(LateClientTest, PeerThatHasGoneIsAVelmoExceptionInAThreadFromBefore) {
   const ClientOutcome outcome =
       runAgainst({kClosesAtOnce}, [](unsigned short port, const Tell& tell) {
-        loadUnderAThread<int(unsigned short, int)>(
-            "submitToNobody", [port, &tell](int (*submit)(unsigned short, int)) {
-              tell(blocksSigPipe() ? "blocked" : "not blocked");
-              tell(std::to_string(submit(port, 4)));
-              tell(blocksSigPipe() ? "blocked" : "not blocked");
-              tell(disposition());
-              std::_Exit(0);
-            });
+        loadUnderAThread([port, &tell](Submit* submit) {
+          tell(blocksSigPipe() ? "blocked" : "not blocked");
+          tell(std::to_string(submit(port, 4)));
+          tell(blocksSigPipe() ? "blocked" : "not blocked");
+          tell(disposition());
+          std::_Exit(0);
+        });
       });
   EXPECT_EQ("not blocked; 4; not blocked; default; ", outcome.report) << outcome.errors;
-  EXPECT_EQ("exit 0", outcome.end);
-}
-
-TEST(LateClientTest, DestructorInAThreadFromBeforeEndsTheProcessByItsException) {
-  const PeerScript resets = [](PeerConnection& peer) {
-    peer.upgrade();
-    peer.readMessage();
-    peer.reset();
-  };
-  const ClientOutcome outcome = runAgainst({resets}, [](unsigned short port, const Tell& /*tell*/) {
-    loadUnderAThread<void(unsigned short)>("connectAndDestroy",
-                                           [port](void (*live)(unsigned short)) { live(port); });
-  });
-  EXPECT_EQ("signal 6", outcome.end) << outcome.errors;
-}
-
-TEST(LateClientTest, DestructorInAThreadFromBeforeLeavesMaskAndDispositionAlone) {
-  const PeerScript closesInOrder = [](PeerConnection& peer) {
-    peer.upgrade();
-    peer.readMessage();
-    peer.send(frame(136, ""));
-    peer.drain();
-  };
-  const ClientOutcome outcome =
-      runAgainst({closesInOrder}, [](unsigned short port, const Tell& tell) {
-        loadUnderAThread<void(unsigned short)>("connectAndDestroy",
-                                               [port, &tell](void (*live)(unsigned short)) {
-                                                 live(port);
-                                                 tell(blocksSigPipe() ? "blocked" : "not blocked");
-                                                 tell(disposition());
-                                               });
-      });
-  EXPECT_EQ("not blocked; default; ", outcome.report) << outcome.errors;
   EXPECT_EQ("exit 0", outcome.end);
 }
 

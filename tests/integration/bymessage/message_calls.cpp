@@ -2,48 +2,32 @@
 // process from outside.
 // usage: message_calls COUNT [unblocked]    unblocked: in a thread that does not block SIGPIPE
 
-#include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <velmo/VelmoFacadeWS.h>
 
-#include <csignal>
 #include <cstdlib>
+#include <string>
+#include <vector>
 
 #include "ScriptedPeer.h"
-#include "WireMessages.h"
+#include "SigPipe.h"
 
 namespace {
 
-using velmo::test::frame;
-using velmo::test::PeerConnection;
+using velmo::test::answering;
+using velmo::test::blockSigPipe;
+using velmo::test::naming;
 using velmo::test::PeerListener;
-using velmo::test::responseNaming;
 
-void answer(PeerConnection& peer, int count) {
-  peer.upgrade();
-  for (int i = 0; i < count; ++i) {
-    peer.readMessage();
-    peer.send(frame(130, responseNaming("T1")));
-  }
-  peer.readMessage();
-}
-
-bool submit(unsigned short port, int count) {
+bool submit(unsigned short port, std::size_t count) {
   VelmoFacadeWS facade("127.0.0.1", port);
-  for (int i = 0; i < count; ++i) {
+  for (std::size_t i = 0; i < count; ++i) {
     if (facade.addTask("Normal", "true", TASK_SHELL_SCRIPT, "", "J1", "0", "", 0) != "T1") {
       return false;
     }
   }
   return true;
-}
-
-void setBlocked(bool blocked) {
-  sigset_t set{};
-  sigemptyset(&set);
-  sigaddset(&set, SIGPIPE);
-  pthread_sigmask(blocked ? SIG_BLOCK : SIG_UNBLOCK, &set, nullptr);
 }
 
 }  // namespace
@@ -52,12 +36,12 @@ int main(int argc, char** argv) {
   if (argc < 2) {
     return 2;
   }
-  const int count = std::atoi(argv[1]);
-  setBlocked(argc == 2);
+  const auto count = static_cast<std::size_t>(std::atoi(argv[1]));
+  blockSigPipe(argc == 2);
   const PeerListener listener;
   const pid_t peer = fork();
   if (peer == 0) {
-    listener.serve([count](PeerConnection& connection) { answer(connection, count); });
+    listener.serve(answering(std::vector<std::string>(count, naming("T1"))));
     _exit(0);
   }
   const bool isSubmitted = submit(listener.port(), count);

@@ -17,7 +17,9 @@
 #include <vector>
 
 #include "BrokenSend.h"
+#include "ClientProcess.h"
 #include "ScriptedPeer.h"
+#include "SigPipe.h"
 #include "SocketLimits.h"
 #include "WireMessages.h"
 
@@ -25,14 +27,24 @@ namespace {
 
 using testing::HasSubstr;
 using testing::StartsWith;
+using velmo::test::answering;
+using velmo::test::blockSigPipe;
 using velmo::test::breakNextSend;
 using velmo::test::brokenSends;
 using velmo::test::Client;
 using velmo::test::ClientOutcome;
 using velmo::test::frame;
+using velmo::test::isSigPipePending;
+using velmo::test::kBinary;
+using velmo::test::kClose;
+using velmo::test::kContinuation;
+using velmo::test::kFinal;
+using velmo::test::kLastContinuation;
+using velmo::test::kPing;
+using velmo::test::naming;
 using velmo::test::PeerConnection;
 using velmo::test::PeerScript;
-using velmo::test::responseNaming;
+using velmo::test::replyOfSize;
 using velmo::test::responseWithoutName;
 using velmo::test::runAgainst;
 using velmo::test::shortenSocketLimits;
@@ -61,24 +73,6 @@ Client submitting(int times) {
   };
 }
 
-// A peer that answers one request after the other with these bytes, and the close frame in order.
-PeerScript answering(const std::vector<std::string>& answers) {
-  return [answers](PeerConnection& peer) {
-    peer.upgrade();
-    for (const std::string& bytes : answers) {
-      peer.readMessage();
-      peer.send(bytes);
-    }
-    peer.readMessage();
-    peer.send(frame(136, ""));
-    peer.drain();
-  };
-}
-
-std::string naming(const std::string& name) {
-  return frame(130, responseNaming(name));
-}
-
 constexpr const char* kWrongType = "Wrong type of message is returned!; ";
 
 // --- the destructor ---
@@ -91,14 +85,7 @@ const PeerScript kResetsAfterTheReply = [](PeerConnection& peer) {
   peer.reset();
 };
 
-TEST(HostSafetyTest, DestructorEndsTheProcessWhenThePeerResets) {
-  const ClientOutcome outcome = runAgainst({kResetsAfterTheReply}, submitting(1));
-  EXPECT_EQ("'T1'; ", outcome.report);
-  EXPECT_EQ("signal 6", outcome.end);
-  EXPECT_THAT(outcome.errors, HasSubstr("terminate called"));
-}
-
-TEST(HostSafetyTest, NoHandlerOfTheCallerKeepsTheDestructorFromEndingTheProcess) {
+TEST(HostSafetyTest, DestructorEndsTheProcessWhenThePeerResetsWhateverHandlerTheCallerHas) {
   const ClientOutcome outcome =
       runAgainst({kResetsAfterTheReply}, [](unsigned short port, const Tell& tell) {
         try {
@@ -110,6 +97,7 @@ TEST(HostSafetyTest, NoHandlerOfTheCallerKeepsTheDestructorFromEndingTheProcess)
       });
   EXPECT_EQ("'T1'; ", outcome.report);
   EXPECT_EQ("signal 6", outcome.end);
+  EXPECT_THAT(outcome.errors, HasSubstr("terminate called"));
 }
 
 TEST(HostSafetyTest, DestructorReadsToTheEndOfOneMessageAndCloses) {
@@ -117,7 +105,8 @@ TEST(HostSafetyTest, DestructorReadsToTheEndOfOneMessageAndCloses) {
       runAgainst({[](PeerConnection& peer) {
                    peer.upgrade();
                    peer.readMessage();
-                   peer.send(frame(2, "left") + frame(0, "over") + frame(136, ""));
+                   peer.send(frame(kBinary, "left") + frame(kContinuation, "over") +
+                             frame(kFinal | kClose, ""));
                    peer.drain();
                  }},
                  submitting(0));
@@ -159,7 +148,7 @@ TEST(HostSafetyTest, SecondClientWorksAfterTheShutdown) {
 
 TEST(HostSafetyTest, SecondClientTakesAReplyWithoutANameAfterTheShutdown) {
   const ClientOutcome outcome =
-      afterAClient(submitting(1), {answering({frame(130, responseWithoutName())})});
+      afterAClient(submitting(1), {answering({frame(kFinal | kBinary, responseWithoutName())})});
   EXPECT_EQ("'T1'; destroyed; ''; destroyed; survived; ", outcome.report);
   EXPECT_EQ("exit 0", outcome.end) << outcome.errors;
 }
@@ -200,7 +189,7 @@ TEST(HostSafetyTest, DebugTextsAreGoneAfterTheShutdown) {
 
 TEST(HostSafetyTest, ReplyWithoutANameIsAnEmptyNameAndWritesNoLine) {
   const ClientOutcome outcome =
-      runAgainst({answering({frame(130, responseWithoutName())})}, submitting(1));
+      runAgainst({answering({frame(kFinal | kBinary, responseWithoutName())})}, submitting(1));
   EXPECT_EQ("''; destroyed; ", outcome.report);
   EXPECT_EQ("exit 0", outcome.end);
   EXPECT_EQ("", outcome.errors);
@@ -271,17 +260,10 @@ TEST(HostSafetyTest, SendThatFindsNoRoomIsAVelmoException) {
 
 // --- SIGPIPE ---
 
-void unblockSigPipe() {
-  sigset_t set{};
-  sigemptyset(&set);
-  sigaddset(&set, SIGPIPE);
-  pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
-}
-
 const PeerScript kClosesAtOnce = [](PeerConnection& peer) { peer.upgrade(); };
 
-// Submits until the peer's reset has been seen, and twice more: the first send after it finds the
-// reset, every later one the broken pipe that raises SIGPIPE.
+// Submits four times to a peer that has closed: the first send after its reset finds the reset,
+// every later send the broken pipe that raises SIGPIPE.
 void submitToNobody(VelmoFacadeWS& facade, const Tell& tell) {
   for (int i = 0; i < 4; ++i) {
     try {
@@ -292,18 +274,6 @@ void submitToNobody(VelmoFacadeWS& facade, const Tell& tell) {
   }
 }
 
-TEST(HostSafetyTest, PeerThatHasGoneIsAVelmoExceptionWhereSigPipeIsNotBlocked) {
-  const ClientOutcome outcome =
-      runAgainst({kClosesAtOnce}, [](unsigned short port, const Tell& tell) {
-        unblockSigPipe();
-        VelmoFacadeWS facade("127.0.0.1", port);
-        submitToNobody(facade, tell);
-        std::_Exit(0);
-      });
-  EXPECT_EQ("VelmoException; VelmoException; VelmoException; VelmoException; ", outcome.report);
-  EXPECT_EQ("exit 0", outcome.end);
-}
-
 // The peer has closed its side before it resets, so that the client finds a broken pipe at once.
 TEST(HostSafetyTest, PeerThatGoesInsideTheHandshakeIsAVelmoExceptionWhereSigPipeIsNotBlocked) {
   const ClientOutcome outcome = runAgainst({[](PeerConnection& peer) {
@@ -311,7 +281,7 @@ TEST(HostSafetyTest, PeerThatGoesInsideTheHandshakeIsAVelmoExceptionWhereSigPipe
                                              peer.read(1);
                                            }},
                                            [](unsigned short port, const Tell& tell) {
-                                             unblockSigPipe();
+                                             blockSigPipe(false);
                                              const std::string longPath(16U << 20U, '/');
                                              VelmoFacadeWS::s_serviceUrl = longPath.c_str();
                                              try {
@@ -324,12 +294,6 @@ TEST(HostSafetyTest, PeerThatGoesInsideTheHandshakeIsAVelmoExceptionWhereSigPipe
   EXPECT_EQ("exit 0", outcome.end) << outcome.errors;
 }
 
-bool isSigPipePending() {
-  sigset_t pending{};
-  sigpending(&pending);
-  return sigismember(&pending, SIGPIPE) == 1;
-}
-
 // The networking library opens a second connection when the first write on one fails.
 const std::vector<PeerScript> kBreakThenAnswer{[](PeerConnection& peer) { peer.drain(); },
                                                answering({naming("T1")})};
@@ -337,7 +301,7 @@ const std::vector<PeerScript> kBreakThenAnswer{[](PeerConnection& peer) { peer.d
 TEST(HostSafetyTest, HandshakeThatIsRepeatedSucceedsWhereSigPipeIsNotBlocked) {
   const ClientOutcome outcome =
       runAgainst(kBreakThenAnswer, [](unsigned short port, const Tell& tell) {
-        unblockSigPipe();
+        blockSigPipe(false);
         breakNextSend();
         submitting(1)(port, tell);
         tell(std::to_string(brokenSends()));
@@ -373,7 +337,7 @@ TEST(HostSafetyTest, SigPipeThatWasPendingBeforeTheHandshakeStaysPending) {
 TEST(HostSafetyTest, DestructorEndsTheProcessByItsExceptionNotBySigPipe) {
   const ClientOutcome outcome =
       runAgainst({kClosesAtOnce}, [](unsigned short port, const Tell& tell) {
-        unblockSigPipe();
+        blockSigPipe(false);
         VelmoFacadeWS facade("127.0.0.1", port);
         submitToNobody(facade, tell);
       });
@@ -386,7 +350,7 @@ TEST(HostSafetyTest, NoSigPipeIsLeftBehindWhereItIsBlocked) {
       runAgainst({kClosesAtOnce}, [](unsigned short port, const Tell& tell) {
         VelmoFacadeWS facade("127.0.0.1", port);
         submitToNobody(facade, tell);
-        unblockSigPipe();
+        blockSigPipe(false);
         tell("survived");
         std::_Exit(0);
       });
@@ -414,7 +378,7 @@ TEST(HostSafetyTest, DispositionsAndMasksStayTheProgramsOwn) {
         runAgainst({answering({naming("T1")}), kClosesAtOnce},
                    [blocked](unsigned short port, const Tell& tell) {
                      if (!blocked) {
-                       unblockSigPipe();
+                       blockSigPipe(false);
                      }
                      const std::string before = signalsOfThisThread();
                      submitting(1)(port, tell);
@@ -459,8 +423,8 @@ TEST(HostSafetyTest, ProgramThatTheHostExecutesInheritsTheBlockedSigPipe) {
 // Expects a close frame, answers it and sends nothing more, without a reset for what still comes.
 const PeerScript kEndsInOrder = [](PeerConnection& peer) {
   peer.upgrade();
-  EXPECT_EQ(136, peer.readFrame().flags);
-  peer.send(frame(136, ""));
+  EXPECT_EQ(kFinal | kClose, peer.readFrame().flags);
+  peer.send(frame(kFinal | kClose, ""));
   peer.finish();
   peer.drain();
 };
@@ -501,14 +465,15 @@ TEST(HostSafetyTest, ForkedChildThatExitsWithoutDestructorsLeavesTheConnectionOp
 
 TEST(HostSafetyTest, ControlFrameAheadOfTheReplyPutsRepliesOneCallLate) {
   const ClientOutcome outcome = runAgainst(
-      {answering({frame(137, "") + naming("T1"), naming("T2"), naming("T3")})}, submitting(3));
+      {answering({frame(kFinal | kPing, "") + naming("T1"), naming("T2"), naming("T3")})},
+      submitting(3));
   EXPECT_EQ(std::string(kWrongType) + "'T1'; 'T2'; destroyed; ", outcome.report);
   EXPECT_EQ("exit 0", outcome.end);
 }
 
 TEST(HostSafetyTest, EmptyFrameAheadOfTheReplyPutsRepliesOneCallLate) {
-  const ClientOutcome outcome =
-      runAgainst({answering({frame(130, "") + naming("T1"), naming("T2")})}, submitting(2));
+  const ClientOutcome outcome = runAgainst(
+      {answering({frame(kFinal | kBinary, "") + naming("T1"), naming("T2")})}, submitting(2));
   EXPECT_EQ(std::string(kWrongType) + "'T1'; destroyed; ", outcome.report);
   EXPECT_EQ("exit 0", outcome.end);
 }
@@ -518,24 +483,48 @@ TEST(HostSafetyTest, PingIsNotAnswered) {
   const ClientOutcome outcome = runAgainst({[&flags](PeerConnection& peer) {
                                              peer.upgrade();
                                              peer.readMessage();
-                                             peer.send(frame(137, "x") + naming("T1"));
+                                             peer.send(frame(kFinal | kPing, "x") + naming("T1"));
                                              flags.push_back(peer.readFrame().flags);
-                                             peer.send(frame(136, ""));
+                                             peer.send(frame(kFinal | kClose, ""));
                                            }},
                                            submitting(1));
-  EXPECT_EQ(std::vector<int>{136}, flags);
+  EXPECT_EQ(std::vector<int>{kFinal | kClose}, flags);
 }
 
 TEST(HostSafetyTest, CloseFrameInPlaceOfTheReplyIsTheWrongTypeAndNotAnswered) {
   const ClientOutcome outcome =
-      runAgainst({answering({frame(136, "\x03\xE8"), naming("T2")})}, submitting(2));
+      runAgainst({answering({frame(kFinal | kClose, "\x03\xE8"), naming("T2")})}, submitting(2));
   EXPECT_EQ(std::string(kWrongType) + "'T2'; destroyed; ", outcome.report);
+}
+
+TEST(HostSafetyTest, ReplyOf8192BytesIsTaken) {
+  const ClientOutcome outcome =
+      runAgainst({answering({frame(kFinal | kBinary, replyOfSize(8192))})}, submitting(1));
+  EXPECT_EQ("'" + std::string(8186, 'n') + "'; destroyed; ", outcome.report);
+}
+
+TEST(HostSafetyTest, ReplyAbove8192BytesIsTakenInFramesThatAreNot) {
+  const std::string reply = replyOfSize(8193);
+  const ClientOutcome outcome =
+      runAgainst({answering({frame(kBinary, reply.substr(0, 8192)) +
+                             frame(kLastContinuation, reply.substr(8192))})},
+                 submitting(1));
+  EXPECT_EQ("'" + std::string(8187, 'n') + "'; destroyed; ", outcome.report);
+}
+
+// The destructor takes the payload for frames, and the first of those is too large too.
+TEST(HostSafetyTest, ReplyAbove8192BytesInOneFrameIsAVelmoExceptionAndTheDestructorEndsTheProcess) {
+  const ClientOutcome outcome =
+      runAgainst({answering({frame(kFinal | kBinary, replyOfSize(8193))})}, submitting(1));
+  EXPECT_EQ("WebSocket Exception: Insufficient buffer for payload size 8193; ", outcome.report);
+  EXPECT_EQ("signal 6", outcome.end);
 }
 
 TEST(HostSafetyTest, PayloadOfAFrameThatIsTooLargeIsTakenForFrames) {
   const std::string hidden = naming("from the payload");
   const ClientOutcome outcome = runAgainst(
-      {answering({frame(130, hidden + std::string(8193 - hidden.size(), '\0')), naming("T2")})},
+      {answering({frame(kFinal | kBinary, hidden + std::string(8193 - hidden.size(), '\0')),
+                  naming("T2")})},
       submitting(2));
   EXPECT_EQ(
       "WebSocket Exception: Insufficient buffer for payload size 8193; 'from the payload'; "

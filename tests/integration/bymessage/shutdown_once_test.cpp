@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include "ClientProcess.h"
 #include "ScriptedPeer.h"
 
 namespace {
@@ -27,26 +28,18 @@ void ShutdownProtobufLibrary() {
 
 namespace {
 
-using velmo::test::frame;
-using velmo::test::PeerConnection;
-using velmo::test::PeerScript;
+using velmo::test::answering;
 using velmo::test::runAgainst;
 using velmo::test::Tell;
 
-const PeerScript kCloses = [](PeerConnection& peer) {
-  peer.upgrade();
-  peer.readMessage();
-  peer.send(frame(136, ""));
-  peer.drain();
-};
-
 TEST(ShutdownOnceTest, FirstClientDestroyedShutsProtocolBuffersDownAndNoOther) {
-  const auto outcome = runAgainst({kCloses, kCloses}, [](unsigned short port, const Tell& tell) {
-    for (int i = 0; i < 2; ++i) {
-      { const VelmoFacadeWS client("127.0.0.1", port); }
-      tell(std::to_string(g_shutdowns));
-    }
-  });
+  const auto outcome =
+      runAgainst({answering({}), answering({})}, [](unsigned short port, const Tell& tell) {
+        for (int i = 0; i < 2; ++i) {
+          { const VelmoFacadeWS client("127.0.0.1", port); }
+          tell(std::to_string(g_shutdowns));
+        }
+      });
   EXPECT_EQ("1; 1; ", outcome.report) << outcome.errors;
   EXPECT_EQ("exit 0", outcome.end) << outcome.errors;
 }

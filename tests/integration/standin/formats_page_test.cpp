@@ -12,6 +12,8 @@
 
 #include "StandinProcess.h"
 #include "WebSocketClient.h"
+#include "WebSocketFrame.h"
+#include "WireMessages.h"
 
 namespace velmo::test {
 namespace {
@@ -77,17 +79,8 @@ class FormatsPageTest : public testing::Test {
 };
 
 TEST_F(FormatsPageTest, RequestIsWhatItsDecodingSays) {
-  BaseMessage message;
-  auto& request = *message.mutable_addtaskrequest();
-  request.set_prioritytype("Urgent");
-  request.set_command("echo hello");
-  request.set_tasktype(service::velmo::ShellScript);
-  request.set_deltatype("Later");
-  request.set_jobid("J12");
-  request.set_subjobid("0");
-  request.set_jobinfo("#1USE=u#1JNA=n");
-  request.set_relpriority(2);
-  EXPECT_EQ(message.SerializeAsString(), this->request());
+  EXPECT_EQ(envelopeOf({"Urgent", "echo hello", 2, "Later", "J12", "0", "#1USE=u#1JNA=n", 2}),
+            request());
 }
 
 TEST_F(FormatsPageTest, RequestFrameIsTheRequestBehindItsMask) {
@@ -107,13 +100,10 @@ TEST_F(FormatsPageTest, CloseFramesCarryTheCode1000) {
 
 TEST_F(FormatsPageTest, CapturedFramesAreAnsweredAsThePageShows) {
   StandinProcess standin({"--port", "0", "--no-run"});
-  const std::string modules = textOf(standin.environment().at("VELMO_MODULES_XML"));
-  const std::string mark = "websocket-port=\"";
-  const int port = std::stoi(modules.substr(modules.find(mark) + mark.size()));
-  WebSocketClient client(static_cast<std::uint16_t>(port));
+  WebSocketClient client(standin.port());
   client.shakeHands();
   client.send(requestFrame() + m_blocks[3]);
-  const std::string answer = client.receiveAll();
+  const std::string answer = client.readToTheEnd();
 
   // All but the times.
   const std::string before = responseFrame().substr(0, 11);

@@ -22,17 +22,12 @@ using testing::HasSubstr;
 class StandinQueueTest : public testing::Test {
  protected:
   StandinQueueTest() {
-    StandinProcess(arguments({"--", "true"})).wait();
-  }
-
-  std::vector<std::string> arguments(std::vector<std::string> others = {}) const {
-    others.insert(others.begin(), {"--home", home().string()});
-    return others;
+    StandinProcess(inHome(home(), {"--", "true"})).wait();
   }
 
   // Runs the queue as it is, and gives the reports.
   std::string drain() const {
-    StandinProcess standin(arguments({"--", "true"}));
+    StandinProcess standin(inHome(home(), {"--", "true"}));
     EXPECT_EQ(0, standin.wait());
     return standin.errors();
   }
@@ -96,7 +91,7 @@ TEST_F(StandinQueueTest, MoreUrgentFileThatComesMeanwhileIsRunNext) {
   const TestTask running{900, 1};
   const TestTask late{800, 2};
   const TestTask urgent{50, 3};
-  StandinProcess standin(arguments());
+  StandinProcess standin(inHome(home()));
   queue(running, "echo >started; " + waitForFile(home() / "go"));
   ASSERT_TRUE(waitUntil([&] { return fs::exists(home() / "started"); }));
   queue(late, "true");
@@ -111,7 +106,7 @@ TEST_F(StandinQueueTest, MoreUrgentFileThatComesMeanwhileIsRunNext) {
 
 TEST_F(StandinQueueTest, FileIsTakenAsItComesAndLeavesTheQueueWhenItsTaskEnds) {
   const TestTask task{50, 1};
-  StandinProcess standin(arguments());
+  StandinProcess standin(inHome(home()));
   queue(task, "echo >started; " + waitForFile(home() / "go"));
   ASSERT_TRUE(waitUntil([&] { return fs::exists(home() / "started"); }));
   EXPECT_TRUE(fs::exists(queued(task.fileName())));
@@ -153,7 +148,7 @@ TEST_F(StandinQueueTest, OutputIsShownLineByLineAfterTheReportOfItsTask) {
   queue(first, "echo out; echo err >&2");
   queue(silent, "exit 3");
   queue(last, "printf 'a\\tb\\n\\nc'");
-  StandinProcess standin(arguments({"--show-output", "--", "true"}));
+  StandinProcess standin(inHome(home(), {"--show-output", "--", "true"}));
   EXPECT_EQ(0, standin.wait());
   EXPECT_EQ(first.ranLine("exit 0", home()) + "velmo-standin: | out\nvelmo-standin: | err\n" +
                 silent.ranLine("exit 3", home()) + last.ranLine("exit 0", home()) +
@@ -195,7 +190,7 @@ TEST_F(StandinQueueTest, FailedTaskEndsWith123IfThatIsAskedForAndCommandSucceede
   for (const Row& row : rows) {
     const TestTask task{50, ++id, row.type};
     queueFile(home(), task.fileName(), row.contents);
-    StandinProcess standin(arguments({"--fail-on-task", "--", "true"}));
+    StandinProcess standin(inHome(home(), {"--fail-on-task", "--", "true"}));
     EXPECT_EQ(row.status, standin.wait()) << row.contents;
     fs::remove(queued(task.fileName()));
   }
@@ -204,13 +199,13 @@ TEST_F(StandinQueueTest, FailedTaskEndsWith123IfThatIsAskedForAndCommandSucceede
 TEST_F(StandinQueueTest, FailedTaskDoesNotReplaceTheStatusOfCommand) {
   const TestTask task{50, 1};
   queue(task, "exit 3");
-  StandinProcess standin(arguments({"--fail-on-task", "--", "/bin/sh", "-c", "exit 4"}));
+  StandinProcess standin(inHome(home(), {"--fail-on-task", "--", "/bin/sh", "-c", "exit 4"}));
   EXPECT_EQ(4, standin.wait());
 }
 
 TEST_F(StandinQueueTest, FailedTaskEndsWith123AlsoWithoutCommand) {
   const TestTask task{50, 1};
-  StandinProcess standin(arguments({"--fail-on-task"}));
+  StandinProcess standin(inHome(home(), {"--fail-on-task"}));
   queue(task, "exit 3");
   EXPECT_EQ(123, standin.end());
   EXPECT_EQ(task.ranLine("exit 3", home()), standin.errors());
@@ -219,7 +214,7 @@ TEST_F(StandinQueueTest, FailedTaskEndsWith123AlsoWithoutCommand) {
 TEST_F(StandinQueueTest, OneFailedTaskAmongOthersCounts) {
   queue(TestTask{50, 1}, "exit 3");
   queue(TestTask{50, 2}, "true");
-  StandinProcess standin(arguments({"--fail-on-task", "--", "true"}));
+  StandinProcess standin(inHome(home(), {"--fail-on-task", "--", "true"}));
   EXPECT_EQ(123, standin.wait());
 }
 
@@ -239,7 +234,7 @@ TEST_F(StandinQueueTest, QueueIsDrainedBeforeTheEnd) {
     script += "echo 'sleep 0.05; echo done' >\"$TMP/x\"; mv \"$TMP/x\" \"$VAR/taskqueue/" +
               task.fileName() + "\"; ";
   }
-  StandinProcess standin(arguments({"--", "/bin/sh", "-c", script + "exit 4"}));
+  StandinProcess standin(inHome(home(), shell(script + "exit 4")));
   EXPECT_EQ(4, standin.wait());
   EXPECT_EQ(first.ranLine("exit 0", home()) + second.ranLine("exit 0", home()), standin.errors());
   EXPECT_EQ("done\n", log(second));
@@ -256,7 +251,7 @@ TEST_F(StandinQueueTest, OtherTypesAreReportedAsNotRunnableHereAndTakenOut) {
 TEST_F(StandinQueueTest, MalformedFileIsReportedOnceAndNotHalfRun) {
   const TestTask malformed{50, 1};
   const TestTask good{60, 2};
-  StandinProcess standin(arguments());
+  StandinProcess standin(inHome(home()));
   queue(malformed, "echo a\necho b\necho c");
   queue(good, "true");
   EXPECT_EQ(0, standin.end());
@@ -270,7 +265,7 @@ TEST_F(StandinQueueTest, MalformedFileIsReportedOnceAndNotHalfRun) {
 
 TEST_F(StandinQueueTest, MalformedFileThatIsReplacedIsLookedAtAgain) {
   const TestTask task{50, 1};
-  StandinProcess standin(arguments());
+  StandinProcess standin(inHome(home()));
   queue(task, "a\nb\nc");
   ASSERT_TRUE(waitUntil([&] { return !standin.errors().empty(); }));
   queue(task, "echo good");
@@ -289,7 +284,7 @@ TEST_F(StandinQueueTest, StrayThingsAreReportedOnceLeftLyingAndInNobodysWay) {
   writeFile(queued("README"), "");
   writeFile(queued("0050.odd\nname"), "");
   queue(good, "true");
-  StandinProcess standin(arguments());
+  StandinProcess standin(inHome(home()));
   EXPECT_EQ(0, standin.end());
 
   const std::string left = ": not a task file, left in the queue\n";
@@ -317,7 +312,7 @@ TEST_F(StandinQueueTest, TaskWhoseLogCannotBeMadeIsNotRun) {
 
 TEST_F(StandinQueueTest, NoRunLeavesFilesLyingAndTheNextRunRunsThem) {
   const TestTask task{50, 1};
-  StandinProcess standin(arguments({"--no-run"}));
+  StandinProcess standin(inHome(home(), {"--no-run"}));
   queue(task, "echo ran");
   EXPECT_EQ(0, standin.end());
   EXPECT_EQ("", standin.errors());
@@ -328,8 +323,8 @@ TEST_F(StandinQueueTest, NoRunLeavesFilesLyingAndTheNextRunRunsThem) {
 }
 
 TEST_F(StandinQueueTest, QueueThatCannotBeReadIsAFailureOfItsOwn) {
-  StandinProcess standin(arguments(
-      {"--", "/bin/sh", "-c", "mv \"$VAR\" \"$VAR.away\"; kill -CHLD $PPID; exec sleep 600"}));
+  StandinProcess standin(
+      inHome(home(), shell("mv \"$VAR\" \"$VAR.away\"; kill -CHLD $PPID; exec sleep 600")));
   EXPECT_EQ(125, standin.wait());
   EXPECT_THAT(standin.errors(), HasSubstr("No such file or directory"));
 }

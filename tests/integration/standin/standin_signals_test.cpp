@@ -25,13 +25,9 @@ namespace {
 
 class StandinSignalsTest : public testing::Test {
  protected:
-  std::vector<std::string> arguments(std::vector<std::string> others = {}) const {
-    others.insert(others.begin(), {"--home", home().string()});
-    return others;
-  }
-
-  std::vector<std::string> shell(const std::string& script) const {
-    return arguments({"--", "/bin/sh", "-c", script});
+  // Arguments that make a script the COMMAND over this directory.
+  std::vector<std::string> running(const std::string& script) const {
+    return inHome(home(), shell(script));
   }
 
   bool waitFor(const char* file) const {
@@ -140,7 +136,7 @@ TEST_F(StandinSignalsTest, WithoutCommandEverySignalToEndIsTheOrdinaryEnd) {
 TEST_F(StandinSignalsTest, FirstSignalDrainsTheQueue) {
   const TestTask running{50, 1};
   const TestTask waiting{60, 2};
-  StandinProcess standin(arguments());
+  StandinProcess standin(inHome(home()));
   startTask(running);
   queueFile(home(), waiting.fileName(), "true\n");
   standin.signal(SIGINT);
@@ -152,9 +148,8 @@ TEST_F(StandinSignalsTest, FirstSignalDrainsTheQueue) {
 
 TEST_F(StandinSignalsTest, FirstSignalIsPassedToCommandWhoseStatusCounts) {
   for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
-    StandinProcess standin(
-        {"--", "/bin/sh", "-c",
-         "trap 'exit 9' " + std::to_string(number) + "; echo ready; while :; do sleep 0.01; done"});
+    StandinProcess standin(shell("trap 'exit 9' " + std::to_string(number) +
+                                 "; echo ready; while :; do sleep 0.01; done"));
     ASSERT_TRUE(waitUntil([&] { return standin.output() == "ready\n"; }));
     standin.signal(number);
     EXPECT_EQ(9, standin.wait()) << number;
@@ -162,7 +157,7 @@ TEST_F(StandinSignalsTest, FirstSignalIsPassedToCommandWhoseStatusCounts) {
 }
 
 TEST_F(StandinSignalsTest, CommandEndedByThePassedSignalGives128AndTheSignal) {
-  StandinProcess standin(shell("echo >\"$VAR/../ready\"; exec sleep 600"));
+  StandinProcess standin(running("echo >\"$VAR/../ready\"; exec sleep 600"));
   ASSERT_TRUE(waitFor("ready"));
   standin.signal(SIGTERM);
   EXPECT_EQ(128 + SIGTERM, standin.wait());
@@ -170,10 +165,10 @@ TEST_F(StandinSignalsTest, CommandEndedByThePassedSignalGives128AndTheSignal) {
 
 TEST_F(StandinSignalsTest, SignalBeforeTheEndOfCommandLeavesTimeForWhatItStillSubmits) {
   const TestTask task{50, 1};
-  StandinProcess standin(shell("trap 'echo true >\"$TMP/x\"; mv \"$TMP/x\" \"$VAR/taskqueue/" +
-                               task.fileName() +
-                               "\"; exit 0' TERM; echo >\"$VAR/../ready\"; "
-                               "while :; do sleep 0.01; done"));
+  StandinProcess standin(running("trap 'echo true >\"$TMP/x\"; mv \"$TMP/x\" \"$VAR/taskqueue/" +
+                                 task.fileName() +
+                                 "\"; exit 0' TERM; echo >\"$VAR/../ready\"; "
+                                 "while :; do sleep 0.01; done"));
   ASSERT_TRUE(waitFor("ready"));
   standin.signal(SIGTERM);
   EXPECT_EQ(0, standin.wait());
@@ -203,7 +198,7 @@ TEST_F(StandinSignalsTest, SignalFromTheTerminalIsNotPassedToCommandASecondTime)
 TEST_F(StandinSignalsTest, SecondSignalKillsTheTaskAndLeavesItsFileInTheQueue) {
   const TestTask running{50, 1};
   const TestTask waiting{60, 2};
-  StandinProcess standin(arguments());
+  StandinProcess standin(inHome(home()));
   startTask(running);
   queueFile(home(), waiting.fileName(), "true\n");
   standin.signal(SIGTERM);
@@ -213,14 +208,14 @@ TEST_F(StandinSignalsTest, SecondSignalKillsTheTaskAndLeavesItsFileInTheQueue) {
   EXPECT_TRUE(fs::exists(home() / "var/taskqueue" / waiting.fileName()));
 
   letGo();
-  StandinProcess next(arguments({"--", "true"}));
+  StandinProcess next(inHome(home(), {"--", "true"}));
   EXPECT_EQ(0, next.wait());
   EXPECT_EQ(running.ranLine("exit 0", home()) + waiting.ranLine("exit 0", home()), next.errors());
 }
 
 TEST_F(StandinSignalsTest, SecondSignalKillsTheWholeProcessGroupOfTheTask) {
   const TestTask task{50, 1};
-  StandinProcess standin(arguments());
+  StandinProcess standin(inHome(home()));
   queueFile(home(), task.fileName(), "sleep 600 & echo $! >pid; mv pid started; wait\n");
   ASSERT_TRUE(waitFor("started"));
   const pid_t grandchild = std::stoi(textOf(home() / "started"));
@@ -233,7 +228,7 @@ TEST_F(StandinSignalsTest, SecondSignalKillsTheWholeProcessGroupOfTheTask) {
 }
 
 TEST_F(StandinSignalsTest, SecondSignalKillsCommandAndRemovesEverything) {
-  StandinProcess standin({"--", "/bin/sh", "-c", "trap '' TERM; echo \"$VAR\"; exec sleep 600"});
+  StandinProcess standin(shell("trap '' TERM; echo \"$VAR\"; exec sleep 600"));
   ASSERT_TRUE(waitUntil([&] { return !standin.output().empty(); }));
   const fs::path directory = fs::path(standin.output()).parent_path();
   EXPECT_TRUE(fs::exists(directory));
@@ -244,7 +239,7 @@ TEST_F(StandinSignalsTest, SecondSignalKillsCommandAndRemovesEverything) {
 // As timeout(1) does, which signals its child and then the group, or a session that ends.
 TEST_F(StandinSignalsTest, SignalsInOneBreathAreOneRequest) {
   const TestTask task{50, 1};
-  StandinProcess standin(arguments());
+  StandinProcess standin(inHome(home()));
   startTask(task);
   standin.signal(SIGSTOP);
   standin.signal(SIGTERM);
@@ -257,7 +252,7 @@ TEST_F(StandinSignalsTest, SignalsInOneBreathAreOneRequest) {
 
 TEST_F(StandinSignalsTest, HangUpThatIsIgnoredFromTheStartStaysIgnored) {
   const auto before = signal(SIGHUP, SIG_IGN);
-  StandinProcess standin(arguments());
+  StandinProcess standin(inHome(home()));
   signal(SIGHUP, before);
   standin.signal(SIGHUP);
   std::string reports;
@@ -272,7 +267,7 @@ TEST_F(StandinSignalsTest, HangUpThatIsIgnoredFromTheStartStaysIgnored) {
 
 TEST_F(StandinSignalsTest, InterruptIsHeardEvenIfAScriptStartedItInTheBackground) {
   const auto before = signal(SIGINT, SIG_IGN);
-  StandinProcess standin(arguments());
+  StandinProcess standin(inHome(home()));
   signal(SIGINT, before);
   standin.signal(SIGINT);
   EXPECT_EQ(0, standin.wait());

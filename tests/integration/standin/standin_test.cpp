@@ -32,15 +32,6 @@ using testing::StartsWith;
 const std::vector<const char*> kDirectoryVariables{"CONF", "VELMO_HOME", "VAR",
                                                    "TMP",  "DATA",       "LOCK_VAR"};
 
-std::vector<std::string> shell(const std::string& script) {
-  return {"--", "/bin/sh", "-c", script};
-}
-
-std::vector<std::string> inHome(const fs::path& home, std::vector<std::string> others = {}) {
-  others.insert(others.begin(), {"--home", home.string()});
-  return others;
-}
-
 std::vector<std::string> linesOf(const std::string& text) {
   std::istringstream stream(text);
   std::vector<std::string> lines;

@@ -101,6 +101,21 @@ std::string waitForFile(const fs::path& file) {
   return "while [ ! -e '" + file.string() + "' ]; do sleep 0.01; done";
 }
 
+std::vector<std::string> inHome(const fs::path& home, std::vector<std::string> others) {
+  others.insert(others.begin(), {"--home", home.string()});
+  return others;
+}
+
+std::vector<std::string> shell(const std::string& script) {
+  return {"--", "/bin/sh", "-c", script};
+}
+
+std::uint16_t portIn(const fs::path& modulesFile) {
+  const std::string text = textOf(modulesFile);
+  const std::string mark = "websocket-port=\"";
+  return static_cast<std::uint16_t>(std::stoi(text.substr(text.find(mark) + mark.size())));
+}
+
 StandinProcess::StandinProcess(const std::vector<std::string>& arguments, mode_t umask) {
   start(arguments, umask);
   for (const std::string& argument : arguments) {
@@ -174,6 +189,10 @@ const std::map<std::string, std::string>& StandinProcess::environment() const {
 
 fs::path StandinProcess::home() const {
   return fs::path(m_environment.at("VAR")).parent_path();
+}
+
+std::uint16_t StandinProcess::port() const {
+  return portIn(m_environment.at("VELMO_MODULES_XML"));
 }
 
 std::string StandinProcess::output() const {

@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -46,6 +47,16 @@ void queueFile(const std::filesystem::path& home, const std::string& name,
 /// A shell command that waits until a file is there.
 std::string waitForFile(const std::filesystem::path& file);
 
+/// Arguments for an installation in this directory, with others behind them.
+std::vector<std::string> inHome(const std::filesystem::path& home,
+                                std::vector<std::string> others = {});
+
+/// Arguments that make a script the COMMAND.
+std::vector<std::string> shell(const std::string& script);
+
+/// The port that a modules.xml names.
+std::uint16_t portIn(const std::filesystem::path& modulesFile);
+
 /// velmo-standin as a process, with its output kept in a directory of its own, which is also its
 /// TMPDIR.
 ///
@@ -73,6 +84,9 @@ class StandinProcess {
 
   /// The directory of its installation.
   std::filesystem::path home() const;
+
+  /// The port it listens on, as its modules.xml says.
+  std::uint16_t port() const;
 
   /// Sets the variables it printed in this process, until the object goes.
   void applyEnvironment();

@@ -34,6 +34,11 @@ std::string responseNaming(const std::string& taskName) {
   return textField(2, textField(1, taskName));
 }
 
+std::string replyOfSize(std::size_t size) {
+  const std::size_t around = responseNaming(std::string(size, 'n')).size() - size;
+  return responseNaming(std::string(size - around, 'n'));
+}
+
 std::string responseWithoutName() {
   return textField(2, "");
 }

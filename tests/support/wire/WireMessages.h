@@ -1,6 +1,7 @@
 #ifndef VELMO_TEST_WIREMESSAGES_H
 #define VELMO_TEST_WIREMESSAGES_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -31,6 +32,9 @@ std::string envelopeOf(const WireRequest& request);
 
 /// A response with this name in its envelope.
 std::string responseNaming(const std::string& taskName);
+
+/// A response of exactly so many bytes, from 135 to 16000, in its envelope. Its name is all "n".
+std::string replyOfSize(std::size_t size);
 
 /// A response without a name in its envelope.
 std::string responseWithoutName();

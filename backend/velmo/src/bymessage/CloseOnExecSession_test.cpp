@@ -8,6 +8,7 @@
 
 #include <string>
 
+#include "ClientProcess.h"
 #include "ScriptedPeer.h"
 
 namespace {

@@ -12,16 +12,14 @@
 #include <stdexcept>
 #include <thread>
 
+#include "SigPipe.h"
+
 namespace {
 
 using brix::velmo::SigPipeGuard;
-
-sigset_t sigPipe() {
-  sigset_t set{};
-  sigemptyset(&set);
-  sigaddset(&set, SIGPIPE);
-  return set;
-}
+using velmo::test::blockSigPipe;
+using velmo::test::blocksSigPipe;
+using velmo::test::isSigPipePending;
 
 sigset_t currentMask() {
   sigset_t mask{};
@@ -29,19 +27,10 @@ sigset_t currentMask() {
   return mask;
 }
 
-bool isBlocked() {
-  const sigset_t mask = currentMask();
-  return sigismember(&mask, SIGPIPE) == 1;
-}
-
-bool isPending() {
-  sigset_t pending{};
-  sigpending(&pending);
-  return sigismember(&pending, SIGPIPE) == 1;
-}
-
 void takePending() {
-  const sigset_t set = sigPipe();
+  sigset_t set{};
+  sigemptyset(&set);
+  sigaddset(&set, SIGPIPE);
   const timespec atOnce{};
   sigtimedwait(&set, nullptr, &atOnce);
 }
@@ -71,8 +60,7 @@ void failUnguarded() {
 // In a thread of its own, so that masks and signals end with it.
 void inThread(bool blocked, const std::function<void()>& body) {
   std::thread([blocked, &body] {
-    const sigset_t set = sigPipe();
-    pthread_sigmask(blocked ? SIG_BLOCK : SIG_UNBLOCK, &set, nullptr);
+    blockSigPipe(blocked);
     body();
     takePending();
   }).join();
@@ -82,9 +70,9 @@ TEST(SigPipeGuardTest, BlocksAndUnblocksWhereTheSignalWasNotBlocked) {
   inThread(false, [] {
     {
       const SigPipeGuard guard;
-      EXPECT_TRUE(isBlocked());
+      EXPECT_TRUE(blocksSigPipe());
     }
-    EXPECT_FALSE(isBlocked());
+    EXPECT_FALSE(blocksSigPipe());
   });
 }
 
@@ -92,9 +80,9 @@ TEST(SigPipeGuardTest, LeavesABlockedSignalBlocked) {
   inThread(true, [] {
     {
       const SigPipeGuard guard;
-      EXPECT_TRUE(isBlocked());
+      EXPECT_TRUE(blocksSigPipe());
     }
-    EXPECT_TRUE(isBlocked());
+    EXPECT_TRUE(blocksSigPipe());
   });
 }
 
@@ -119,15 +107,15 @@ TEST(SigPipeGuardTest, LeavesTheRestOfTheMaskAlone) {
 TEST(SigPipeGuardTest, SurvivesAFailedWriteWhereTheSignalWasNotBlocked) {
   inThread(false, [] {
     EXPECT_THROW(failGuarded(), std::runtime_error);
-    EXPECT_FALSE(isBlocked());
+    EXPECT_FALSE(blocksSigPipe());
   });
 }
 
 TEST(SigPipeGuardTest, TakesTheSignalBackWhereItWasBlocked) {
   inThread(true, [] {
     EXPECT_THROW(failGuarded(), std::runtime_error);
-    EXPECT_TRUE(isBlocked());
-    EXPECT_FALSE(isPending());
+    EXPECT_TRUE(blocksSigPipe());
+    EXPECT_FALSE(isSigPipePending());
   });
 }
 
@@ -135,9 +123,9 @@ TEST(SigPipeGuardTest, KeepsASignalThatWaitedBefore) {
   inThread(true, [] {
     raise(SIGPIPE);
     EXPECT_THROW(failGuarded(), std::runtime_error);
-    EXPECT_TRUE(isPending());
+    EXPECT_TRUE(isSigPipePending());
     takePending();
-    EXPECT_FALSE(isPending());
+    EXPECT_FALSE(isSigPipePending());
   });
 }
 
@@ -145,7 +133,7 @@ TEST(SigPipeGuardTest, TakesNothingWhenTheSendWorked) {
   inThread(true, [] {
     failUnguarded();
     { const SigPipeGuard guard; }
-    EXPECT_TRUE(isPending());
+    EXPECT_TRUE(isSigPipePending());
   });
 }
 
@@ -161,7 +149,7 @@ TEST(SigPipeGuardTest, ExceptionUnderWayBeforeIsNoFailedSend) {
       const SendsWhenItGoes sender;
       throw std::runtime_error("something else");
     } catch (const std::runtime_error&) {
-      EXPECT_TRUE(isPending());
+      EXPECT_TRUE(isSigPipePending());
     }
   });
 }
@@ -175,16 +163,16 @@ void failGuardedAndRepeat() {
 TEST(SigPipeGuardTest, SurvivesAWriteThatIsRepeatedWhereTheSignalWasNotBlocked) {
   inThread(false, [] {
     failGuardedAndRepeat();
-    EXPECT_FALSE(isBlocked());
-    EXPECT_FALSE(isPending());
+    EXPECT_FALSE(blocksSigPipe());
+    EXPECT_FALSE(isSigPipePending());
   });
 }
 
 TEST(SigPipeGuardTest, TakesBackTheSignalOfAWriteThatIsRepeatedWhereItWasBlocked) {
   inThread(true, [] {
     failGuardedAndRepeat();
-    EXPECT_TRUE(isBlocked());
-    EXPECT_FALSE(isPending());
+    EXPECT_TRUE(blocksSigPipe());
+    EXPECT_FALSE(isSigPipePending());
   });
 }
 
@@ -192,19 +180,19 @@ TEST(SigPipeGuardTest, KeepsASignalThatWaitedBeforeAWriteThatIsRepeated) {
   inThread(true, [] {
     failUnguarded();
     failGuardedAndRepeat();
-    EXPECT_TRUE(isPending());
+    EXPECT_TRUE(isSigPipePending());
     takePending();
-    EXPECT_FALSE(isPending());
+    EXPECT_FALSE(isSigPipePending());
   });
 }
 
 TEST(SigPipeGuardTest, TakesNothingWhenNoWriteHadToBeRepeated) {
   inThread(true, [] {
     { const SigPipeGuard guard(SigPipeGuard::FailedSend::MayBeRepeated); }
-    EXPECT_FALSE(isPending());
+    EXPECT_FALSE(isSigPipePending());
     failUnguarded();
     { const SigPipeGuard guard(SigPipeGuard::FailedSend::MayBeRepeated); }
-    EXPECT_TRUE(isPending());
+    EXPECT_TRUE(isSigPipePending());
   });
 }
 
@@ -213,9 +201,9 @@ TEST(SigPipeGuardTest, GuardsMayBeNested) {
     {
       const SigPipeGuard outer;
       EXPECT_THROW(failGuarded(), std::runtime_error);
-      EXPECT_TRUE(isBlocked());
+      EXPECT_TRUE(blocksSigPipe());
     }
-    EXPECT_FALSE(isBlocked());
+    EXPECT_FALSE(blocksSigPipe());
   });
 }
 
@@ -240,8 +228,7 @@ TEST(SigPipeGuardTest, WithoutItTheSameWriteEndsTheProcess) {
   const pid_t child = fork();
   ASSERT_GE(child, 0);
   if (child == 0) {
-    const sigset_t set = sigPipe();
-    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+    blockSigPipe(false);
     try {
       writeToNobody();
     } catch (const std::runtime_error&) {
@@ -257,8 +244,7 @@ TEST(SigPipeGuardTest, WithoutItTheSameWriteEndsTheProcess) {
 
 // A thread is cancelled between a send and the end of the guard.
 void* failCancelled(void* /*nothing*/) {
-  const sigset_t set = sigPipe();
-  pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+  blockSigPipe(false);
   try {
     const SigPipeGuard guard;
     pthread_cancel(pthread_self());
