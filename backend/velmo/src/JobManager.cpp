@@ -83,8 +83,8 @@ JobManager::JobManager(unsigned long maxJobs, long maxAge, const std::string& us
                        const std::string& name, JobPropertyGetter* propertyGetter)
     : JobManager("", maxJobs, maxAge, user, name, propertyGetter) {}
 
-// Deliberate: the map holds owning raw pointers. Its type is part of the class that programs were
-// compiled with. insert() and remove() move the ownership into the map and out of it.
+// Deliberate: the map owns its jobs through raw pointers. Programs are compiled with this type as
+// part of the class. Only insert() and remove() move ownership into the map and out of it.
 JobManager::~JobManager() {
   for (const auto& [key, job] : m_jobs) {
     delete job;

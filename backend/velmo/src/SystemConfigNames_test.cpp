@@ -25,7 +25,7 @@ std::string numbered(const std::string& name, int number) {
   return name + std::to_string(number);
 }
 
-// So many elements, each with a name that no other has.
+// `count` elements with different names.
 std::string elements(int count) {
   std::string text;
   for (int i = 0; i < count; ++i) {
@@ -34,7 +34,7 @@ std::string elements(int count) {
   return text;
 }
 
-// One element with so many attributes.
+// One element with `count` attributes.
 std::string element(const std::string& name, const std::string& attributePrefix, int count) {
   std::string text = "<" + name;
   for (int i = 0; i < count; ++i) {
@@ -43,8 +43,8 @@ std::string element(const std::string& name, const std::string& attributePrefix,
   return text + "/>";
 }
 
-// So many elements and attributes, in which names, prefixes and namespaces meet at random. An empty
-// element does not declare a namespace: a DOMParser that refuses it leaks the declaration.
+// `count` elements and attributes with random names, prefixes and namespaces. An empty element does
+// not declare a namespace, because a DOMParser that refuses it leaks the declaration.
 std::string mixed(std::mt19937& random, int count) {
   const std::vector<std::string> prefixes{"", "", "p:", "q:"};
   std::string text;
@@ -81,7 +81,7 @@ TEST_F(SystemConfigNamesTest, MoreThan509DistinctNamesThrowAnOverflowOfThePool) 
 TEST_F(SystemConfigNamesTest, ElementsAndAttributesCountTogetherAndNothingElse) {
   struct Row {
     std::string contents;
-    int names;  // besides those that are added
+    int names;  // without those that are added
     std::string reason;
   };
   const std::vector<Row> rows{

@@ -73,7 +73,7 @@ TEST(VelmoFacadeWSTest, ExceptionIsARuntimeErrorWithItsText) {
 
 // --- bytes on the wire ---
 
-// A peer that answers every request with a name, then the close frame with a close frame.
+// A peer that answers each request with a name, and a close frame with a close frame.
 void answer(PeerConnection& peer, std::vector<std::vector<ReceivedFrame>>& messages, int requests) {
   for (int i = 0; i < requests; ++i) {
     messages.push_back(peer.readMessage());
@@ -212,7 +212,7 @@ TEST(VelmoFacadeWSTest, DestructorSendsACloseFrame) {
   EXPECT_EQ("\x03\xE8", joined(talk.messages.at(0)));
 }
 
-// The request of which a command of 0 bytes makes this many, as the empty texts do.
+// A command of 8000 bytes leaves `rest` bytes of the frame.
 TEST(VelmoFacadeWSTest, RequestOfExactlyOneFrameIsOneFrameAndOneByteMoreTwo) {
   WireRequest wire;
   wire.command = std::string(8000, 'x');
@@ -237,8 +237,8 @@ std::string bytesOf(std::size_t length) {
   return text;
 }
 
-// What sendBytes makes of a message: its result and the frames that arrived. A close frame behind
-// them tells the peer that this was all.
+// The result of sendBytes and the frames that arrived. A close frame after them tells the peer that
+// no more will come.
 std::string sent(std::size_t length, std::size_t frameSize) {
   std::vector<ReceivedFrame> frames;
   const std::string data = bytesOf(length);

@@ -11,7 +11,7 @@ namespace brix::imutils {
 /// long counts as the nearest long, and the result is that long cut to its lower 32 bits, so
 /// "99999999999999999999" gives -1.
 ///
-/// @return nothing when no digits stand there
+/// @return nothing if there are no digits
 std::optional<int> scanInt(const char* text);
 
 /// The same from the current position of `file`. Consumes the number and the character behind it. A

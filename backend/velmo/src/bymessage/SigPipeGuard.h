@@ -22,7 +22,7 @@ class SigPipeGuard {
     /// sigqueue or another process sent it; one left by an earlier failed write of this very thread
     /// cannot be told from the new one, and is taken back with it.
     Throws,
-    /// Perhaps not at all: the networking library repeats the first write of a handshake on a new
+    /// Possibly not at all: the networking library repeats the first write of a handshake on a new
     /// connection, and the exception ends there. The guard looks for a SIGPIPE in any case. In a
     /// thread that blocks SIGPIPE already, it takes it back only if none was pending before.
     MayBeRepeated,
