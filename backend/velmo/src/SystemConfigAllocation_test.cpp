@@ -16,8 +16,8 @@
 #include "SystemConfig.h"
 #include "TemporaryDirectory.h"
 
-// The parser underneath allocates with malloc unless it is given other functions. This function
-// replaces its constructor and gives it these.
+// The parser in C allocates with malloc unless it is given other functions. This function replaces
+// its constructor and gives it these.
 XML_Parser XML_ParserCreateNS(const XML_Char* encoding, XML_Char separator) {
   using Create = XML_Parser (*)(const XML_Char*, const XML_Memory_Handling_Suite*, const XML_Char*);
   static const auto create = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "XML_ParserCreate_MM"));

@@ -98,7 +98,7 @@ VelmoFacadeWS::VelmoFacadeWS(const std::string& host, unsigned short port) : m_w
 }
 
 // Deliberate: an exception in here ends the process, because destructors are noexcept. Do not catch
-// it: programs are told to expect it, and a service that has broken off would go unnoticed.
+// it: programs rely on learning in this way that the service has broken the connection.
 //
 // Deliberate: the first client that is destroyed shuts protocol buffers down for the whole process.
 // Programs that check for memory leaks at their end rely on it.

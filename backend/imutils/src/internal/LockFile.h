@@ -6,8 +6,8 @@
 namespace brix::imutils {
 
 /// Tries once to create the lock file of a lock: "semaphore_" and the name, in the directory. Its
-/// mode is 0660 less the umask. The path is formed anew at each call. A cancellation of the thread
-/// is held back during the call.
+/// mode is 0660 less the umask. Each call forms the path again. A cancellation of the thread is
+/// held back during the call.
 /// @return 0: the lock is taken. EEXIST: another holder has it. Otherwise the errno of the failure.
 int createLockFile(const std::string& directory, const std::string& name);
 

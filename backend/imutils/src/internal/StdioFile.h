@@ -41,7 +41,7 @@ class InputFile {
   }
 
  private:
-  std::array<char, BUFSIZ> m_buffer;  // declared first: the stream is closed before the buffer goes
+  std::array<char, BUFSIZ> m_buffer;  // declared first: destroyed after the stream is closed
   Stream m_stream;
 };
 
