@@ -15,15 +15,17 @@
 
 namespace velmo::test {
 
+/// The time at which the model begins.
 constexpr time_t kStart = 1741007469;
 
+/// What a property getter throws that has no priority.
 class NoPriority : public std::runtime_error {
  public:
   NoPriority() : std::runtime_error("no priority") {}
 };
 
-// What identifier or priority comes next, the same for the model and for the real thing: some
-// identifiers are empty or missing altogether, and some priorities throw.
+/// The identifier that is issued as the `number`th, for the model and for the real registry. Some
+/// are empty, and some are missing.
 inline std::optional<std::string> identifierNumber(int number) {
   if (number % 11 == 3) {
     return std::nullopt;
@@ -31,6 +33,7 @@ inline std::optional<std::string> identifierNumber(int number) {
   return number % 13 == 5 ? "" : "J" + std::to_string(number);
 }
 
+/// The priority that is given as the `number`th. Some throw NoPriority.
 inline int priorityNumber(int number) {
   if (number % 17 == 9) {
     throw NoPriority();
@@ -38,17 +41,19 @@ inline int priorityNumber(int number) {
   return number * 7 - 50;
 }
 
-// What a file refuses to have done to it.
+/// An operation that fails for a file.
 enum class Refusal { kLook, kRead, kCreate, kTouch, kRemove };
 using Refusals = std::set<std::pair<std::string, Refusal>>;
 
+/// A file of the job directory.
 struct ModelFile {
   enum class Kind { kText, kDirectory, kDanglingLink };
   Kind kind = Kind::kText;
-  std::string text;  // of a directory: of the one file in it
+  std::string text;  // for a directory: the text of the file in it
   time_t modified = 0;
 };
 
+/// A job in memory.
 struct ModelJob {
   std::string id;
   std::string user;
@@ -58,11 +63,14 @@ struct ModelJob {
   time_t lastUsed = 0;
 };
 
+/// What a call returns.
 struct ModelAnswer {
   std::optional<ModelJob> job;
   bool wasHeld = false;
 };
 
+/// A simple model of the rules of JobManager, for jobs of the user "u" and the name "n". It touches
+/// no file: `files` is the job directory.
 class Model {
  public:
   Model(std::string directory, unsigned long maxJobs, long maxAge)
@@ -149,7 +157,7 @@ class Model {
     return refusals.count({path, what}) != 0;
   }
 
-  // There, and no link that leads nowhere.
+  // Whether the file exists and is not a dangling link.
   bool isThere(const std::string& path) const {
     const auto file = files.find(path);
     return file != files.end() && file->second.kind != ModelFile::Kind::kDanglingLink;
@@ -218,7 +226,7 @@ class Model {
     }
   }
 
-  // Nobody else uses the files during a call here, so one look at each is as good as many.
+  // No other process uses the files during a call, so examining each of them once is enough.
   void evict() {
     for (auto& [key, job] : held) {
       look(job);

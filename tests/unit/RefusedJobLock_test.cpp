@@ -1,5 +1,5 @@
-// The job counter's lock never answers false. The branch for it is kept all the same, and is
-// reached here by a program that puts a lock of its own in front of the library's.
+// The lock of the job counter never returns false. The branch for that case stays, and is reached
+// by a program that puts another lock in front of the library's, as this one does.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

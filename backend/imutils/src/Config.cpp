@@ -12,7 +12,7 @@ namespace brix::imutils {
 
 namespace {
 
-// A sum beyond the range of time_t counts as the end of time.
+// A sum beyond the range of time_t counts as the nearest one within it.
 time_t addSeconds(time_t start, long seconds) {
   time_t sum = 0;
   if (__builtin_add_overflow(start, seconds, &sum)) {
@@ -55,8 +55,9 @@ void Config::load() {
         std::cerr << "Warning: error loading " << file << std::endl;
       }
     } catch (...) {
-      // Deliberate: one bad file does not keep the others out. What is no C++ exception is a thread
-      // that is being cancelled: whoever stops that ends the process.
+      // Deliberate: a file that throws is skipped, and the files after it are loaded; programs call
+      // check() without a handler. Without a current C++ exception, the thread is being cancelled,
+      // and to stop that would end the process.
       if (std::current_exception() == nullptr) {
         throw;
       }
@@ -77,7 +78,8 @@ void Config::check() {
     m_lastModified = 0;
     return;
   }
-  // Deliberate: only a newer file counts, an older one in its place is no change.
+  // Deliberate: only a newer time counts; a file replaced by an older one is not reloaded. Derived
+  // classes rely on it: without a newer file they keep the values they have.
   if (m_lastModified >= *newest) {
     return;
   }

@@ -117,7 +117,7 @@ TEST_F(ConfigTest, FirstCheckResetsThenLoads) {
   EXPECT_EQ(kNow, config.m_nextCheck);
 }
 
-// A configuration that notes, in reset(), what check() has set by then.
+// A configuration that records in reset() what check() has set before.
 class NotingConfig : public RecordingConfig {
  public:
   using RecordingConfig::RecordingConfig;
@@ -318,7 +318,7 @@ TEST_F(ConfigTest, LaterFileOverridesAnEarlierOne) {
   EXPECT_STREQ("1", config.m_properties.getProperty("y"));
 }
 
-TEST_F(ConfigTest, LoadNamesAMissingFileOnStandardErrorAndGoesOn) {
+TEST_F(ConfigTest, LoadNamesAMissingFileOnStandardErrorAndContinues) {
   const std::string missing = directory.path("missing");
   RecordingConfig config(std::vector<std::string>{missing, "", file("a", "x=1\n", kNow)});
   testing::internal::CaptureStderr();
@@ -328,7 +328,7 @@ TEST_F(ConfigTest, LoadNamesAMissingFileOnStandardErrorAndGoesOn) {
   EXPECT_STREQ("1", config.m_properties.getProperty("x"));
 }
 
-TEST_F(ConfigTest, LoadDropsAnyExceptionAndGoesOn) {
+TEST_F(ConfigTest, LoadDropsAnyExceptionAndContinues) {
   const std::string throwing = file("a", "x=1\n", kNow);
   const std::string odd = file("b", "y=1\n", kNow);
   RecordingConfig config(std::vector<std::string>{throwing, odd, file("c", "z=1\n", kNow)});

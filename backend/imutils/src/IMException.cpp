@@ -20,8 +20,8 @@ const char* textOrEmpty(const char* text) {
   return text != nullptr ? text : "";
 }
 
-// Returns an array, not a string: nothing may throw between va_start and va_end. If the formatting
-// fails, the message is what had been written by then.
+// Returns an array, not a string: nothing may throw between va_start and va_end. If formatting
+// fails, the message is what was written before the failure.
 [[gnu::format(printf, 1, 0)]] MessageBuffer formatMessage(const char* format,
                                                           va_list arguments) noexcept {
   MessageBuffer buffer{};
@@ -46,7 +46,8 @@ std::string assertionLine(const std::string& expression, long line, const std::s
 
 IMException::IMException() : IMException(kDefaultCode, std::string("Unknown exception")) {}
 
-// Deliberate: the default text belongs to the default constructor alone, the message stays empty.
+// Deliberate: only the default constructor sets a default text; here the message stays empty.
+// Callers that give a code print that code alone.
 IMException::IMException(int code) : m_code(code) {}
 
 IMException::IMException(const char* format, ...) : m_code(kDefaultCode) {
@@ -69,7 +70,8 @@ IMException::IMException(int code, const std::string& message) : m_message(messa
 
 IMException::~IMException() = default;
 
-// Deliberate: a capital E here against the lower-case one of the default message.
+// Deliberate: a capital E here, but a lower-case one in the default message. Log filters match both
+// texts as they are.
 void IMException::toString(std::string& out) {
   out = render("Unknown Exception: ", m_code, m_message);
 }
@@ -143,7 +145,8 @@ IMAssertionException::IMAssertionException(const char* expression, long line, co
 
 IMAssertionException::~IMAssertionException() = default;
 
-// Deliberate: an assertion shows neither a kind nor its code.
+// Deliberate: an assertion shows neither a kind nor its code. Log filters find it by "ASSERT (" at
+// the start.
 void IMAssertionException::toString(std::string& out) {
   if (!m_hasDetail) {
     out = m_message;

@@ -56,7 +56,7 @@ TEST(IMExceptionTest, CodeAndFormat) {
             rendered(IMException(42, "file %s of %d", "a", 3)));
 }
 
-TEST(IMExceptionTest, CodeAndTextTakesTheTextAsItStands) {
+TEST(IMExceptionTest, CodeAndTextTakesTheTextAsItIs) {
   EXPECT_EQ("Unknown Exception: [42] 100%s", rendered(IMException(42, std::string("100%s"))));
 }
 
@@ -86,7 +86,7 @@ TEST(IMExceptionTest, TextMessageIsNotCut) {
 }
 
 TEST(IMExceptionTest, NullFormatIsAnEmptyMessage) {
-  const char* format = nullptr;  // given through make_unique, or the compiler sees the mistake
+  const char* format = nullptr;  // passed through make_unique, so the compiler does not warn
   EXPECT_EQ("Unknown Exception: [1] ", rendered(*std::make_unique<IMException>(format)));
   EXPECT_EQ("Unknown Exception: [5] ", rendered(*std::make_unique<IMException>(5, format)));
 }
@@ -101,7 +101,7 @@ TEST(IMExceptionTest, FormattingThatFailsLeavesWhatWasWrittenBefore) {
 }
 
 TEST(IMExceptionTest, FormattedMessageAbove2GBIsCutTo1023Characters) {
-  const volatile int width = 2147483640;  // or the compiler sees the length
+  const volatile int width = 2147483640;  // so the compiler does not warn
   EXPECT_EQ("a" + std::string(1022, ' '), IMException("a%*d%*d", width, 1, 9, 1).getMessage());
   EXPECT_EQ("a" + std::string(1022, ' '), IMException(3, "a%*d%*d", width, 1, 9, 1).getMessage());
 }

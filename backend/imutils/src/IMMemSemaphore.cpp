@@ -20,7 +20,7 @@ union SemaphoreArgument {
   unsigned short* array;  // cppcheck-suppress unusedStructMember
 };
 
-// A number is short enough for a string that allocates nothing, since nothing may be thrown here.
+// Nothing may throw here: the text of a number is so short that its string does not allocate.
 void logFailure(SemaphoreCall call, int number) {
   logSemaphoreFailure(call, std::to_string(number).c_str());
 }
@@ -36,7 +36,7 @@ IMMemSemaphore::IMMemSemaphore(int key, bool autoUnlock)
 
 IMMemSemaphore::~IMMemSemaphore() {
   if (m_autoUnlock) {
-    const CancellationGuard guard;  // a failure is logged, and nothing may leave here
+    const CancellationGuard guard;  // logs a failure; nothing may leave a destructor
     unlock();
   }
 }
@@ -68,8 +68,8 @@ bool IMMemSemaphore::unlock() {
 }
 
 bool IMMemSemaphore::close() {
-  // Deliberate: there is no semaphore 1 in the set; the number does not count when a set is
-  // removed.
+  // Deliberate: the set has no semaphore 1. The kernel ignores the number when it removes a set;
+  // programs that interpose semctl see the call that they know.
   if (semctl(m_semId, 1, IPC_RMID) == -1) {
     logFailure(SemaphoreCall::Close, m_semId);
     return false;

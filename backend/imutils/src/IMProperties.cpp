@@ -17,8 +17,8 @@ namespace {
 constexpr std::size_t kLineBufferSize = 65536;
 constexpr const char* kSourceFile = __FILE__;
 
-// The places that an assertion names. They identify the check to whoever reads the message, and
-// stay the same however the code around them moves.
+// Deliberate: fixed numbers, not the real lines. An assertion names them, and administrators find
+// the failed check by its number, so they stay the same when code moves.
 constexpr long kSetValueLine = 48;
 constexpr long kCopyLine = 58;
 constexpr long kLoadLine = 84;
@@ -60,7 +60,7 @@ char* IMProperty::copy(const char* str) {
 
 void IMProperty::setValue(const char* value) {
   assertGiven(value, "value", kSetValueLine);
-  char* newValue = copy(value);  // before the release: the value may be the entry's own
+  char* newValue = copy(value);  // copied first: `value` may be the entry's own array
   delete[] m_value;
   m_value = newValue;
 }
@@ -75,7 +75,7 @@ const char* IMProperty::getValue() const {
 
 IMProperties::IMProperties() = default;
 
-// Delegates, so that the destructor releases what was copied should a later copy fail.
+// Delegates, so that the destructor releases the earlier copies if a later one fails.
 IMProperties::IMProperties(const IMProperties& other) : IMProperties() {
   for (const IMProperty* property : other.m_list) {
     append(property->getName(), property->getValue());
@@ -93,7 +93,7 @@ bool IMProperties::load(const char* filename) {
     return false;
   }
 
-  // Not on the stack: the library also runs in threads that have little of it.
+  // On the heap: the library also runs in threads with small stacks.
   const std::unique_ptr<char[]> line(new char[kLineBufferSize]);
   while (std::fgets(line.get(), kLineBufferSize, file.stream()) != nullptr) {
     loadLine(line.get());
@@ -116,13 +116,14 @@ void IMProperties::loadLine(char* line) {
 
 bool IMProperties::write(const char* filename) {
   assertGiven(filename, "filename", kWriteNameLine);
-  const CancellationGuard guard;  // a file cut short would pass for a whole one
+  const CancellationGuard guard;  // a truncated file would look complete
   const Stream file(std::fopen(filename, "wb"));
   if (file == nullptr) {
     throw IMAssertionException("f", kWriteOpenLine, kSourceFile,
                                "could not open %s in IMProperties::write", filename);
   }
-  // Deliberate: neither the writes nor the close are examined.
+  // Deliberate: the results of the writes and of the close are ignored. Callers rely on true
+  // whenever the file could be opened.
   for (const IMProperty* property : m_list) {
     std::fprintf(file.get(), "%s=\"%s\"\n", property->getName(), property->getValue());
   }
@@ -147,7 +148,8 @@ void IMProperties::setProperty(const char* name, const char* value) {
 
 void IMProperties::remove(const char* name) {
   assertGiven(name, "name", kRemoveLine);
-  // Deliberate: the entry is only unlinked, its memory stays allocated; clear() destroys.
+  // Deliberate: the entry is only unlinked, and its memory stays allocated; clear() releases it.
+  // Callers may still use a value that getProperty() returned before.
   const auto position = std::find(m_list.begin(), m_list.end(), find(name));
   if (position != m_list.end()) {
     m_list.erase(position);
@@ -164,7 +166,7 @@ void IMProperties::clear() {
 void IMProperties::append(const char* name, const char* value) {
   auto entry = std::make_unique<IMProperty>(name, value);
   m_list.push_back(entry.get());
-  static_cast<void>(entry.release());  // the list's from here on
+  static_cast<void>(entry.release());  // now owned by the list
 }
 
 IMProperty* IMProperties::find(const char* name) const {

@@ -31,7 +31,7 @@ class IMPropertiesTest : public testing::Test {
     return properties.load(directory.writeFile("in.cfg", contents).c_str());
   }
 
-  // The entries, in order, in the form in which they are written.
+  // The entries in order, as write() writes them.
   std::string entries() {
     const std::string file = directory.path("out.cfg");
     EXPECT_TRUE(properties.write(file.c_str()));
@@ -336,7 +336,7 @@ TEST_F(IMPropertiesTest, SetPropertyChangesInPlaceOrAppends) {
   EXPECT_EQ("a=\"3\"\nb=\"2\"\n=\"empty name\"\n", entries());
 }
 
-TEST_F(IMPropertiesTest, SetPropertyTakesAValueOfItsOwn) {
+TEST_F(IMPropertiesTest, SetPropertyTakesAValueFromTheSameList) {
   properties.setProperty("a", "value");
   properties.setProperty("a", properties.getProperty("a") + 1);
   EXPECT_STREQ("alue", properties.getProperty("a"));
@@ -367,8 +367,8 @@ TEST_F(IMPropertiesTest, CopyIsDeepAndInOrder) {
   EXPECT_EQ("z=\"1\"\na=\"2\"\n", readFile(directory.path("copy.cfg")));
 }
 
-// What remove() takes out stays allocated for good; this is the name that the leak suppression of
-// the sanitizer build knows it by.
+// An entry that remove() unlinks is never released. The leak suppression of the sanitizer build
+// names this function.
 void setPropertyThatRemoveWillAbandon(IMProperties& properties, const char* name,
                                       const char* value) {
   properties.setProperty(name, value);

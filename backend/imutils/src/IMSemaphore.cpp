@@ -22,17 +22,17 @@ std::string defaultDirectory() {
   return directory != nullptr ? directory : ".";
 }
 
-// 32-bit arithmetic that wraps: a budget that does not fit is another budget, never undefined.
+// Wraps in 32 bits: a product that does not fit gives another budget, never undefined behaviour.
 int budgetInMs(int timeoutSeconds) {
   return static_cast<int>(static_cast<std::uint32_t>(timeoutSeconds) * 1000U);
 }
 
-int drawPauseMs() {
+int randomPauseMs() {
   const int r = std::rand();
   return static_cast<int>(r * kPauseRangeMs * 0x1p-31) + kShortestPauseMs;
 }
 
-// An interrupted sleep is not resumed: the pause only keeps waiters apart.
+// An interrupted sleep is not resumed: the pause only keeps the attempts of several waiters apart.
 void sleepMs(int milliseconds) {
   const timespec pause{0, milliseconds * kNanosecondsPerMs};
   nanosleep(&pause, nullptr);
@@ -54,8 +54,9 @@ IMSemaphore::IMSemaphore(const std::string& name, const std::string& directory, 
 IMSemaphore::IMSemaphore(const std::string& name, bool autoUnlock)
     : IMSemaphore(name, std::string(), autoUnlock) {}
 
-// Deliberate: an exception that leaves unlock() here ends the process; the implicit noexcept sees
-// to it. Do not catch it: nobody would learn that the lock stays taken.
+// Deliberate: an exception that leaves unlock() here ends the process, because destructors are
+// noexcept. Do not catch it: the program would continue without knowing that the lock is still
+// taken.
 IMSemaphore::~IMSemaphore() {  // NOLINT(bugprone-exception-escape): the reason is above
   if (m_autoUnlock) {
     unlock();
@@ -80,9 +81,9 @@ bool IMSemaphore::lock(int timeoutSeconds) {
     if (timeoutSeconds < 0 || (timeoutSeconds > 0 && budgetMs <= 0)) {
       throw IMTimeoutException(1, "Semaphore timed out");
     }
-    const int pauseMs = drawPauseMs();
+    const int pauseMs = randomPauseMs();
     if (timeoutSeconds > 0) {
-      budgetMs -= pauseMs;  // the pause planned, not the time that went by
+      budgetMs -= pauseMs;  // the planned pause, not the elapsed time
     }
     sleepMs(pauseMs);
   }

@@ -61,7 +61,7 @@ class IMSemaphoreTest : public testing::Test {
     });
   }
 
-  void drawFrom(int r) {
+  void answerRandWith(int r) {
     platform().rand.setFake([r] { return r; });
   }
 
@@ -210,7 +210,7 @@ TEST_F(IMSemaphoreTest, TimeoutBelowZeroTriesExactlyOnceAndDoesNotSleep) {
 
 TEST_F(IMSemaphoreTest, PositiveTimeoutGivesUpOncePausesAddUpToIt) {
   directory.writeFile("semaphore_x", "");
-  drawFrom(0);  // 10 milliseconds each
+  answerRandWith(0);  // 10 milliseconds each
   IMSemaphore lock("x", directory.path(), false);
   EXPECT_EQ("Timeout Exception: [1] Semaphore timed out",
             renderedException<IMTimeoutException>([&] { lock.lock(1); }));
@@ -220,13 +220,13 @@ TEST_F(IMSemaphoreTest, PositiveTimeoutGivesUpOncePausesAddUpToIt) {
 
 TEST_F(IMSemaphoreTest, LastPauseMayGoBeyondTheTimeout) {
   directory.writeFile("semaphore_x", "");
-  drawFrom(RAND_MAX);  // 989 milliseconds each
+  answerRandWith(RAND_MAX);  // 989 milliseconds each
   IMSemaphore lock("x", directory.path(), false);
   EXPECT_THROW(lock.lock(1), IMTimeoutException);
   EXPECT_THAT(pausesMs, ElementsAre(989, 989));
 }
 
-TEST_F(IMSemaphoreTest, PausesDrawnFromThePlatformAddUpToTheTimeout) {
+TEST_F(IMSemaphoreTest, PausesFromThePlatformsRandAddUpToTheTimeout) {
   directory.writeFile("semaphore_x", "");
   IMSemaphore lock("x", directory.path(), false);
   EXPECT_THROW(lock.lock(5), IMTimeoutException);
@@ -234,17 +234,17 @@ TEST_F(IMSemaphoreTest, PausesDrawnFromThePlatformAddUpToTheTimeout) {
   EXPECT_LT(sumOfPauses() - pausesMs.back(), 5000);
 }
 
-TEST_F(IMSemaphoreTest, PauseIsDrawnUniformlyBetween10And989Milliseconds) {
+TEST_F(IMSemaphoreTest, PauseIsUniformBetween10And989Milliseconds) {
   const std::vector<std::pair<int, long>> rows{
       {0, 10},            // shortest
       {2191309, 10},      // just below one more millisecond
-      {2191310, 11},      // 980 of them to the range of rand
+      {2191310, 11},      // the range of rand has 980 such steps
       {1073741824, 500},  // the middle
       {2147483647, 989},  // longest
   };
   directory.writeFile("semaphore_x", "");
   for (const auto& [r, pause] : rows) {
-    drawFrom(r);
+    answerRandWith(r);
     onSleep = [this] { std::filesystem::remove(lockFile); };
     pausesMs.clear();
     directory.writeFile("semaphore_x", "");
@@ -255,7 +255,7 @@ TEST_F(IMSemaphoreTest, PauseIsDrawnUniformlyBetween10And989Milliseconds) {
 
 TEST_F(IMSemaphoreTest, TimeoutZeroNeverGivesUp) {
   directory.writeFile("semaphore_x", "");
-  drawFrom(RAND_MAX);
+  answerRandWith(RAND_MAX);
   onSleep = [this] {
     if (pausesMs.size() == 10000) {
       std::filesystem::remove(lockFile);
@@ -267,7 +267,7 @@ TEST_F(IMSemaphoreTest, TimeoutZeroNeverGivesUp) {
 
 TEST_F(IMSemaphoreTest, LockIsTakenAtTheFirstAttemptAfterTheRelease) {
   directory.writeFile("semaphore_x", "");
-  drawFrom(0);
+  answerRandWith(0);
   onSleep = [this] {
     if (pausesMs.size() == 3) {
       std::filesystem::remove(lockFile);
@@ -279,7 +279,7 @@ TEST_F(IMSemaphoreTest, LockIsTakenAtTheFirstAttemptAfterTheRelease) {
 
 TEST_F(IMSemaphoreTest, LockIsStillTriedAfterTheLastPause) {
   directory.writeFile("semaphore_x", "");
-  drawFrom(0);
+  answerRandWith(0);
   onSleep = [this] {
     if (pausesMs.size() == 100) {
       std::filesystem::remove(lockFile);
@@ -290,7 +290,7 @@ TEST_F(IMSemaphoreTest, LockIsStillTriedAfterTheLastPause) {
 
 TEST_F(IMSemaphoreTest, PauseThatASignalInterruptsIsNotResumedAndCountsInFull) {
   directory.writeFile("semaphore_x", "");
-  drawFrom(0);
+  answerRandWith(0);
   sleepResult = -1;
   IMSemaphore lock("x", directory.path(), false);
   EXPECT_THROW(lock.lock(1), IMTimeoutException);
@@ -299,9 +299,9 @@ TEST_F(IMSemaphoreTest, PauseThatASignalInterruptsIsNotResumedAndCountsInFull) {
 
 TEST_F(IMSemaphoreTest, BudgetIsCountedIn32Bits) {
   directory.writeFile("semaphore_x", "");
-  drawFrom(RAND_MAX);
+  answerRandWith(RAND_MAX);
   IMSemaphore lock("x", directory.path(), false);
-  // 2147484 * 1000 wraps below zero: the budget is over at once.
+  // 2147484 * 1000 wraps below zero: the budget is used up at once.
   EXPECT_THROW(lock.lock(2147484), IMTimeoutException);
   EXPECT_THAT(pausesMs, IsEmpty());
   // 4294968 * 1000 wraps to 704 milliseconds.
@@ -342,7 +342,7 @@ TEST_F(IMSemaphoreTest, UnlockOfAnObjectThatNeverLockedRemovesNothing) {
   EXPECT_TRUE(exists(lockFile));
 }
 
-TEST_F(IMSemaphoreTest, UnlockOfALockFileThatIsGoneSucceedsAndClearsTheLock) {
+TEST_F(IMSemaphoreTest, UnlockOfAMissingLockFileSucceedsAndClearsTheLock) {
   IMSemaphore lock("x", directory.path(), false);
   EXPECT_TRUE(lock.lockResource());
   std::filesystem::remove(lockFile);

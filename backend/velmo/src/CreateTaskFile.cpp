@@ -49,8 +49,8 @@ bool lockJobCounter(IMSemaphore& semaphore, const std::string& counterFile) {
     return false;
   }
   // Deliberate: not reached with the lock of this library, which throws instead of returning false.
-  // The branch stays for a program that puts a lock of its own in front of it: it gets an empty
-  // identifier, and the log line that administrators know.
+  // The branch stays for programs that interpose another lock: they get an empty identifier and the
+  // log line that administrators know.
   logged(Failure{Step::TakeJobLock, counterFile});
   return false;
 }

@@ -20,7 +20,7 @@ long allocationsOf(const TaskInstallation& installation, const std::string& coun
   return g_made - before;
 }
 
-// The whole machine waits for the lock while the counter is read.
+// While the counter is read, all clients of the machine wait for its lock.
 TEST(CreateTaskFileAllocationTest, JobCounterOfAnyLengthTakesTheSameMemory) {
   const TaskInstallation installation;
   const long few = allocationsOf(installation, "999999");

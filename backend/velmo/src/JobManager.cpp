@@ -83,8 +83,8 @@ JobManager::JobManager(unsigned long maxJobs, long maxAge, const std::string& us
                        const std::string& name, JobPropertyGetter* propertyGetter)
     : JobManager("", maxJobs, maxAge, user, name, propertyGetter) {}
 
-// Deliberate: the map holds owning raw pointers. Its type is part of the class that programs were
-// compiled with. insert() and remove() move the ownership into the map and out of it.
+// Deliberate: the map owns its jobs through raw pointers. Programs are compiled with this type as
+// part of the class. Only insert() and remove() move ownership into the map and out of it.
 JobManager::~JobManager() {
   for (const auto& [key, job] : m_jobs) {
     delete job;
@@ -192,8 +192,8 @@ JobInfo* JobManager::readJobFile(const std::string& fileName, const std::string&
     return createJob(fileName, jobKey);
   }
 
-  // Deliberate: the new identifier stays in memory, and the file goes on without one. Only the
-  // process that creates a job file writes it; other processes may be reading it now.
+  // Deliberate: the new identifier stays in memory, and the file still has none. Processes that
+  // share the directory rely on it: a job file never changes after its creation.
   const std::string id = fields->id.empty() ? newJobId() : fields->id;
   auto owned =
       std::make_unique<JobInfo>(fileName, id, fields->user, fields->name, fields->priority);
@@ -205,9 +205,9 @@ JobInfo* JobManager::readJobFile(const std::string& fileName, const std::string&
   return job;
 }
 
-// Deliberate: the temporary file is in a directory that has the job file's own name, and the
-// outcome of the move is not examined. If there is no such directory, nothing is written; if there
-// is one, the move onto it fails. Programs rely on it: addJob() never replaces a job file.
+// Deliberate: the temporary file is in a directory that has the job file's own name, and the result
+// of the move is ignored. If there is no such directory, nothing is written; if there is one, the
+// move onto it fails. Programs rely on it: addJob() never replaces a job file.
 void JobManager::addJob(const std::string& jobKey, const std::string& jobId) {
   const std::string path = jobPath(jobKey);
   const std::string temporaryPath = path + "/" + jobKey + ".tmp";

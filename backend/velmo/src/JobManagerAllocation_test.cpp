@@ -1,5 +1,5 @@
-// What the job registry allocates: nothing leaks, and nothing is half registered, also when memory
-// runs out at every allocation in turn.
+// Memory in the job registry: nothing leaks and nothing is partly registered, whichever allocation
+// fails.
 
 #include <gtest/gtest.h>
 
@@ -29,7 +29,7 @@ using velmo::test::TemporaryDirectory;
 
 constexpr long kMaxAge = 100;
 
-// One allocation fails while it lives, after so many that succeed.
+// While it lives, one allocation fails, after `allocation` others.
 class FailureAt {
  public:
   explicit FailureAt(long allocation) {
@@ -42,7 +42,7 @@ class FailureAt {
   FailureAt& operator=(const FailureAt&) = delete;
 };
 
-// Long enough that no text is kept without an allocation.
+// Long enough that every text needs an allocation.
 std::string longText(const std::string& start) {
   return start + std::string(60, '-');
 }
@@ -57,7 +57,7 @@ class JobManagerAllocationTest : public testing::Test {
     });
   }
 
-  // Two jobs in memory of at most two, last used `age` seconds ago.
+  // A full memory of two jobs, last used `age` seconds ago.
   void fill(JobManager& jobs, time_t age) const {
     for (const std::string& heldKey : heldKeys) {
       jobs.findJobInfo(heldKey);
@@ -65,8 +65,8 @@ class JobManagerAllocationTest : public testing::Test {
     }
   }
 
-  // Makes the call with ever more allocations that succeed, until it succeeds itself. Each time
-  // `prepare` sets the scene.
+  // Repeats the call with one more allocation that succeeds each time, until the call succeeds.
+  // `prepare` runs before each call.
   void failEverywhere(const std::function<void(JobManager&)>& prepare,
                       const std::function<void(JobManager&)>& call) {
     int failures = 0;

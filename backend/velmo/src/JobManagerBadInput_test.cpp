@@ -1,4 +1,4 @@
-// What becomes of job files, keys, ages and times that nobody meant to happen.
+// Unexpected job files, keys, ages and times.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// How JobManager::findJobInfo finds, drops and makes jobs.
+// How JobManager::findJobInfo finds, drops and creates jobs.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -65,13 +65,13 @@ TEST_F(JobManagerFindTest, UseIsMarkedWithTheKernelsNow) {
     touched.emplace_back(file);
     EXPECT_EQ(nullptr, times);
     errno = EACCES;
-    return -1;  // which is nobody's concern
+    return -1;  // is ignored
   });
   EXPECT_NE(nullptr, jobs.findJobInfo("a"));
   EXPECT_THAT(touched, ElementsAre(path("a")));
 }
 
-TEST_F(JobManagerFindTest, WithoutAMaximumAgeAHitLooksAtNoFile) {
+TEST_F(JobManagerFindTest, WithoutAMaximumAgeAHitExaminesNoFile) {
   JobManager jobs = manager(10, 0);
   const JobInfo* job = jobs.findJobInfo("a");
   recordStats();
@@ -80,7 +80,7 @@ TEST_F(JobManagerFindTest, WithoutAMaximumAgeAHitLooksAtNoFile) {
   EXPECT_THAT(statted, IsEmpty());
 }
 
-TEST_F(JobManagerFindTest, WithAMaximumAgeAHitLooksAtItsFileOnce) {
+TEST_F(JobManagerFindTest, WithAMaximumAgeAHitExaminesItsFileOnce) {
   JobManager jobs = manager();
   jobs.findJobInfo("a");
   jobs.findJobInfo("b");
@@ -89,7 +89,7 @@ TEST_F(JobManagerFindTest, WithAMaximumAgeAHitLooksAtItsFileOnce) {
   EXPECT_THAT(statted, ElementsAre("a"));
 }
 
-TEST_F(JobManagerFindTest, HitOfAJobWhoseFileIsGoneDoesNotBringItBack) {
+TEST_F(JobManagerFindTest, HitOfAJobWithoutItsFileDoesNotRecreateIt) {
   JobManager jobs = manager();
   const JobInfo* job = jobs.findJobInfo("a");
   std::filesystem::remove(path("a"));
@@ -106,7 +106,7 @@ TEST_F(JobManagerFindTest, HitKeepsTheFilesContents) {
   EXPECT_EQ("id=\"x\"\n", contentsOf("a"));
 }
 
-// The job's file lies elsewhere, so that what becomes of the key's own file does not matter.
+// The job has another file than its key, so that the fate of the key's file does not matter.
 TEST_F(JobManagerFindTest, JobInMemoryExpiresAtTheMaximumAgeAndKeepsItsFile) {
   for (const auto& [age, expires] :
        {std::pair<time_t, bool>{kMaxAge - 1, false}, {kMaxAge, true}, {kMaxAge + 1, true}}) {
@@ -121,7 +121,7 @@ TEST_F(JobManagerFindTest, JobInMemoryExpiresAtTheMaximumAgeAndKeepsItsFile) {
   }
 }
 
-TEST_F(JobManagerFindTest, ExpiryFollowsTheFilesTimeNotTheMemorys) {
+TEST_F(JobManagerFindTest, ExpiryFollowsTheTimeOfTheFileNotTheTimeInMemory) {
   JobManager jobs = manager();
   const JobInfo* job = jobs.findJobInfo("a");
   clock.advance(5 * kMaxAge);
@@ -131,7 +131,7 @@ TEST_F(JobManagerFindTest, ExpiryFollowsTheFilesTimeNotTheMemorys) {
   EXPECT_EQ("J1", jobs.findJobInfo("a")->m_id);
 }
 
-TEST_F(JobManagerFindTest, JobWhoseFileCannotBeLookedAtExpiresByTheMemorysTime) {
+TEST_F(JobManagerFindTest, JobWhoseFileCannotBeExaminedExpiresByTheTimeInMemory) {
   JobManager jobs = manager();
   const JobInfo* job = jobs.findJobInfo("a");
   std::filesystem::remove(path("a"));
@@ -195,7 +195,7 @@ TEST_F(JobManagerFindTest, SweepTakesTheTimeAtTheStartOfTheCallAlsoAfterAnExpiry
   setAge("b", kMaxAge);
   platform().time.setFake([this](time_t*) {
     const time_t now = clock.now();
-    clock.advance(1);  // another look at the clock would find "b" beyond the maximum age
+    clock.advance(1);  // a second reading of the clock would find "b" too old
     return now;
   });
   jobs.findJobInfo("a");
@@ -213,7 +213,7 @@ TEST_F(JobManagerFindTest, FileIsTouchedBeforeTheUseIsTimed) {
   EXPECT_EQ(clock.now(), job->m_lastUsed);
 }
 
-TEST_F(JobManagerFindTest, KeyMayBeATextOfTheJobThatGoes) {
+TEST_F(JobManagerFindTest, KeyMayBeATextOfTheJobThatIsDropped) {
   JobManager jobs = manager(1);
   JobInfo* job = jobs.findJobInfo("a");
   job->m_name = std::string(100, 'b');
@@ -291,7 +291,7 @@ TEST_F(JobManagerFindTest, LoserOfARaceKeepsItsIdentifierUntilItDropsTheJob) {
   platform().stat.setFake([this](const char* file, struct stat* status) {
     const int result = platform().stat.real(file, status);
     if (result != 0 && file == path("a")) {
-      writeJob("a", "id=\"theirs\"\n");  // right after the look
+      writeJob("a", "id=\"theirs\"\n");  // right after the stat
     }
     return result;
   });
@@ -302,7 +302,7 @@ TEST_F(JobManagerFindTest, LoserOfARaceKeepsItsIdentifierUntilItDropsTheJob) {
   EXPECT_EQ("theirs", jobs.findJobInfo("a")->m_id);
 }
 
-TEST_F(JobManagerFindTest, FileThatGoesBetweenTheLookAndTheReadingIsCreated) {
+TEST_F(JobManagerFindTest, FileThatIsRemovedBetweenStatAndOpenIsCreated) {
   writeJob("a", "id=\"x\"\n");
   platform().stat.setFake([](const char* file, struct stat* status) {
     const int result = platform().stat.real(file, status);
@@ -318,7 +318,7 @@ TEST_F(JobManagerFindTest, FileThatGoesBetweenTheLookAndTheReadingIsCreated) {
 
 class JobManagerSweepTest : public JobManagerTest {};
 
-// "b" is younger, so "a" is the one that eviction would take: only its file tells the two apart.
+// "b" is younger, so eviction would take "a" too: only the file shows which of the two it was.
 TEST_F(JobManagerSweepTest, OnlyJobsStrictlyOlderThanTheMaximumAgeLoseTheirFiles) {
   for (const auto& [age, swept] :
        {std::pair<time_t, bool>{kMaxAge - 1, false}, {kMaxAge, false}, {kMaxAge + 1, true}}) {
@@ -333,7 +333,7 @@ TEST_F(JobManagerSweepTest, OnlyJobsStrictlyOlderThanTheMaximumAgeLoseTheirFiles
   }
 }
 
-TEST_F(JobManagerSweepTest, EveryOldJobGoesEvenIfOneWouldDo) {
+TEST_F(JobManagerSweepTest, EveryOldJobIsRemovedEvenIfOneWouldDo) {
   JobManager jobs = manager(4);
   for (const std::string key : {"a", "b", "c", "d"}) {
     jobs.findJobInfo(key);
@@ -364,7 +364,7 @@ TEST_F(JobManagerSweepTest, JobThatAnotherProcessUsedStays) {
   EXPECT_TRUE(hasFile("a"));
 }
 
-TEST_F(JobManagerSweepTest, JobWhoseFileCannotBeLookedAtGoesByTheMemorysTime) {
+TEST_F(JobManagerSweepTest, JobWhoseFileCannotBeExaminedIsSweptByTheTimeInMemory) {
   for (const auto& [age, swept] : {std::pair<time_t, bool>{kMaxAge, false}, {kMaxAge + 1, true}}) {
     JobManager jobs = manager(1);
     jobs.findJobInfo("a");
@@ -389,7 +389,7 @@ TEST_F(JobManagerSweepTest, JobWithoutAPathHasNoFileToRemove) {
   EXPECT_THAT(unlinked, testing::Not(testing::Contains("")));
 }
 
-TEST_F(JobManagerSweepTest, FileThatCannotBeRemovedStaysAndTheJobGoesAllTheSame) {
+TEST_F(JobManagerSweepTest, JobIsDroppedEvenIfItsFileCannotBeRemoved) {
   JobManager jobs = manager(1);
   jobs.findJobInfo("a");
   setAge("a", kMaxAge + 1);
@@ -450,7 +450,7 @@ TEST_F(JobManagerEvictionTest, LeastRecentlyUsedLeavesTheMemoryAndKeepsItsFile) 
 
 class JobManagerVictimTest : public JobManagerTest {
  protected:
-  // The keys of those of the jobs with these ages that go when another comes.
+  // Fills the memory with jobs of these ages, adds another, and returns the keys of those dropped.
   std::vector<std::string> victims(const std::vector<std::pair<std::string, time_t>>& ages) {
     JobManager jobs = manager(ages.size(), 0);
     for (const auto& [key, age] : ages) {
@@ -461,7 +461,7 @@ class JobManagerVictimTest : public JobManagerTest {
     std::vector<std::string> gone;
     for (const auto& [key, age] : ages) {
       EXPECT_TRUE(hasFile(key));
-      if (jobs.createJob(path(key), key) != nullptr) {  // null: it is held
+      if (jobs.createJob(path(key), key) != nullptr) {  // null: the key is still held
         gone.push_back(key);
       }
       std::filesystem::remove(path(key));
@@ -471,13 +471,13 @@ class JobManagerVictimTest : public JobManagerTest {
   }
 };
 
-TEST_F(JobManagerVictimTest, OldestGoesWhereverItStands) {
+TEST_F(JobManagerVictimTest, OldestIsDroppedAtAnyPosition) {
   EXPECT_THAT(victims({{"a", 30}, {"b", 20}, {"c", 10}}), ElementsAre("a"));
   EXPECT_THAT(victims({{"a", 20}, {"b", 30}, {"c", 10}}), ElementsAre("b"));
   EXPECT_THAT(victims({{"a", 10}, {"b", 20}, {"c", 30}}), ElementsAre("c"));
 }
 
-TEST_F(JobManagerVictimTest, OfEquallyOldJobsTheFirstInKeyOrderGoes) {
+TEST_F(JobManagerVictimTest, OfEquallyOldJobsTheFirstInKeyOrderIsDropped) {
   EXPECT_THAT(victims({{"a", 30}, {"b", 30}, {"c", 30}}), ElementsAre("a"));
   EXPECT_THAT(victims({{"a", 10}, {"b", 30}, {"c", 30}}), ElementsAre("b"));
   EXPECT_THAT(victims({{"c", 30}, {"b", 30}, {"a", 10}}), ElementsAre("b"));
@@ -489,11 +489,11 @@ TEST_F(JobManagerVictimTest, KeyOrderIsThatOfTheBytes) {
   EXPECT_THAT(victims({{"ab", 30}, {"a", 30}}), ElementsAre("a"));
 }
 
-TEST_F(JobManagerVictimTest, OnlyOneGoesWhereOneIsEnough) {
+TEST_F(JobManagerVictimTest, OnlyOneIsDroppedIfOneIsEnough) {
   EXPECT_THAT(victims({{"a", 30}, {"b", 30}, {"c", 20}, {"d", 20}}), ElementsAre("a"));
 }
 
-TEST_F(JobManagerEvictionTest, GoesOnUntilThereIsRoom) {
+TEST_F(JobManagerEvictionTest, ContinuesUntilThereIsRoom) {
   JobManager jobs = manager(2, 0);
   for (const std::string key : {"a", "b", "c", "d"}) {
     jobs.createJob(path(key), key);
@@ -509,7 +509,7 @@ TEST_F(JobManagerEvictionTest, GoesOnUntilThereIsRoom) {
   EXPECT_NE(nullptr, jobs.createJob(path("d"), "d")) << "gone";
 }
 
-TEST_F(JobManagerEvictionTest, WithOneJobLessThanTheMaximumNobodyGoes) {
+TEST_F(JobManagerEvictionTest, WithOneJobLessThanTheMaximumNoneIsDropped) {
   JobManager jobs = manager(3);
   const JobInfo* first = jobs.findJobInfo("a");
   const JobInfo* second = jobs.findJobInfo("b");
@@ -535,7 +535,7 @@ TEST_F(JobManagerEvictionTest, MaximumMayBeTheLargestNumber) {
   EXPECT_EQ(job, jobs.findJobInfo("a"));
 }
 
-TEST_F(JobManagerEvictionTest, EachJobVisitedAndTheOldestSoFarAreLookedAt) {
+TEST_F(JobManagerEvictionTest, EachJobVisitedAndTheOldestSoFarAreExamined) {
   JobManager jobs = manager(3, 0);
   for (const std::string key : {"a", "b", "c"}) {
     jobs.findJobInfo(key);
@@ -558,7 +558,7 @@ TEST_F(JobManagerEvictionTest, OldestThatIsUsedDuringTheWalkIsSpared) {
   setAge("c", 20);
   platform().stat.setFake([this](const char* file, struct stat* status) {
     if (file == path("c")) {
-      setAge("a", 0);  // another process uses it while the walk is at the last job
+      setAge("a", 0);  // another process uses it while the last job is visited
     }
     return platform().stat.real(file, status);
   });
@@ -581,7 +581,7 @@ TEST_F(JobManagerEvictionTest, JobThatAnotherProcessUsedIsSpared) {
   EXPECT_NE(nullptr, jobs.createJob(path("b"), "b")) << "gone";
 }
 
-TEST_F(JobManagerEvictionTest, JobWhoseFileCannotBeLookedAtKeepsTheMemorysTime) {
+TEST_F(JobManagerEvictionTest, JobWhoseFileCannotBeExaminedKeepsTheTimeInMemory) {
   JobManager jobs = manager(2, 0);
   jobs.findJobInfo("a");
   clock.advance(10);

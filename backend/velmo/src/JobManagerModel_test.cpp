@@ -1,5 +1,5 @@
-// The job registry against a plain model of its rules: random calls, a random clock, and random
-// interference with the files from outside.
+// Compares the job registry with a simple model of its rules, under random calls, a random clock
+// and random changes of the files from outside.
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -54,7 +54,7 @@ class NumberedPriorities : public JobPropertyGetter {
   int m_number = 0;
 };
 
-// One run: the real registry and the model side by side, in a directory of their own.
+// One run of the real registry and the model side by side, in a fresh directory.
 class SideBySide {
  public:
   SideBySide(unsigned seed, unsigned long maxJobs, long maxAge)
@@ -67,7 +67,7 @@ class SideBySide {
     startManager();
   }
 
-  // One random step. The trace says which.
+  // Does one random step and returns its description.
   std::string step() {
     const std::size_t kind = below(100);
     if (kind < 45) {
@@ -131,12 +131,12 @@ class SideBySide {
     m_model.add(key, "J99");
     const auto file = m_model.files.find(pathOf(key));
     if (file != m_model.files.end() && file->second.kind == ModelFile::Kind::kDirectory) {
-      setFileTime(file->first.c_str(), file->second.modified);  // the kernel's, before
+      setFileTime(file->first.c_str(), file->second.modified);  // was the kernel's time
     }
     return "add " + key;
   }
 
-  // Another process starts, and goes on where this one leaves.
+  // Another process starts and continues with the files of this one.
   std::string restart() {
     m_manager.reset();
     m_model.held.clear();

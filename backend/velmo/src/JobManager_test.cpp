@@ -197,7 +197,7 @@ TEST_F(JobManagerCreateTest, KeyThatIsTakenGivesNullAndUsesUpAnIdentifier) {
   EXPECT_EQ(job, jobs.findJobInfo("key"));
 }
 
-TEST_F(JobManagerCreateTest, IdentifierIsDrawnBeforeTheGetterIsAsked) {
+TEST_F(JobManagerCreateTest, IdentifierIsGeneratedBeforeTheGetterIsAsked) {
   class Watch : public JobPropertyGetter {
    public:
     explicit Watch(const TaskInstallation& watched) : m_watched(watched) {}
@@ -276,7 +276,7 @@ TEST_F(JobManagerCreateTest, NoIdentifierAtAllCountsAsAnEmptyOne) {
   EXPECT_EQ(newFile(""), contentsOf("a"));
 }
 
-TEST_F(JobManagerCreateTest, IdentifierThatCannotBeHadIsEmpty) {
+TEST_F(JobManagerCreateTest, IdentifierThatCannotBeGeneratedIsEmpty) {
   std::filesystem::remove(installation.directory.path("data/velmo"));
   JobManager jobs = manager();
   EXPECT_EQ("", jobs.createJob(path("a"), "a")->m_id);
@@ -527,7 +527,7 @@ TEST_F(JobManagerAddTest, TemporaryFileIsMovedOntoTheJobFileUnexamined) {
                                  path("b/c/b/c.tmp") + " to " + path("b/c")));
 }
 
-TEST_F(JobManagerAddTest, NeitherRegistersTheKeyNorAsksTheGetterNorDrawsAnIdentifier) {
+TEST_F(JobManagerAddTest, NeitherRegistersTheKeyNorAsksTheGetterNorGeneratesAnIdentifier) {
   JobManager jobs = manager();
   jobs.addJob("a", "J99");
   EXPECT_EQ(0, getter.asked());

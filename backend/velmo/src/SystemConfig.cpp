@@ -9,8 +9,7 @@
 
 #include "ModulesDocument.h"
 
-// What the parser throws passes unchanged. Whatever else the file lacks has a default, and is not
-// reported.
+// What the parser throws passes unchanged. Everything else has a default, and nothing is reported.
 
 using Poco::XML::Document;
 using Poco::XML::Element;
@@ -22,12 +21,12 @@ constexpr int kNoPort = -1;
 
 // --- one element at a time ---
 
-// The node type comes first: a processing instruction is named as its target.
+// Tests the type too: the name of a processing instruction is its target, which may be any name.
 bool isElement(const Node& node, const char* name) {
   return node.nodeType() == Node::ELEMENT_NODE && node.nodeName() == name;
 }
 
-// From sibling to sibling: a child list counts its way to every index anew.
+// Goes from sibling to sibling: a child list counts from the first child for every index.
 template <typename Visit>
 void forEachChild(const Element& parent, const char* name, Visit visit) {
   for (const Node* child = parent.firstChild(); child != nullptr; child = child->nextSibling()) {
@@ -37,7 +36,8 @@ void forEachChild(const Element& parent, const char* name, Visit visit) {
   }
 }
 
-// Deliberate: ports are not checked for their range, and an explicit -1 is no port either.
+// Deliberate: the range of a port is not checked, and an explicit -1 means no port. Callers get the
+// number that the file has.
 int parsePort(const std::string& text) {
   int port = 0;
   return Poco::NumberParser::tryParse(text, port, ',') ? port : kNoPort;
@@ -76,8 +76,9 @@ MachineConfig readMachine(const Element& machine) {
 
 // --- the document ---
 
-// Deliberate: only a root that is the first node counts; anything in front of it, a comment too,
-// makes the configuration empty. A document type declaration is no child of the document here.
+// Deliberate: the root counts only if it is the first node. Anything in front of it, even a
+// comment, makes the configuration empty; all programs of an installation have to read the same
+// machines from a file. A document type declaration is not a child of the document here.
 const Element* findSystem(const Document& document) {
   const Node* first = document.firstChild();
   if (document.doctype() != nullptr || !isElement(*first, "system")) {

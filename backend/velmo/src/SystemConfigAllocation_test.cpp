@@ -16,8 +16,8 @@
 #include "SystemConfig.h"
 #include "TemporaryDirectory.h"
 
-// The parser underneath allocates with malloc unless it is given other functions. Its constructor
-// is in front of the one that the library calls, and gives it these.
+// The parser in C allocates with malloc unless it is given other functions. This function replaces
+// its constructor and gives it these.
 XML_Parser XML_ParserCreateNS(const XML_Char* encoding, XML_Char separator) {
   using Create = XML_Parser (*)(const XML_Char*, const XML_Memory_Handling_Suite*, const XML_Char*);
   static const auto create = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "XML_ParserCreate_MM"));
@@ -41,11 +41,11 @@ constexpr int kMachines = 10;
 constexpr int kDeeperThanTheStack = 300'000;
 constexpr int kPositionsOfADeepFile = 50;
 
-// One block at each of three positions, before it has read anything: twice where it seeds a random
-// number, once where it remembers which file it reads.
+// One block at each of three positions before it reads anything: two where it seeds a random
+// number, one where it stores the name of the file.
 constexpr int kPositionsWhereTheParserLeaks = 3;
 
-// Texts too long for a string's own buffer.
+// Texts too long for the buffer inside a string.
 std::string machines() {
   return "<system>" +
          repeated(
@@ -56,7 +56,7 @@ std::string machines() {
          "</system>";
 }
 
-// What the parser has more to do for: encodings, declarations, entities, namespaces, long texts.
+// Files that give the parser more work: encodings, declarations, entities, namespaces, long texts.
 std::vector<std::string> files() {
   return {machines(), "<?xml version='1.0' encoding='windows-1252'?>" + machines(),
           "<!DOCTYPE system [<!ENTITY a 'a text of some length to be replaced'><!ENTITY b '&a;&a;'>"
@@ -68,8 +68,7 @@ std::vector<std::string> files() {
               "<!-- a comment of some length --><?target some-data-of-some-length?></system>"};
 }
 
-// What comes of the file when the allocation with this number fails: what it says, or what is
-// thrown.
+// The contents of the file, or what is thrown, if the allocation with this number fails.
 std::string outcome(const std::string& path, long failing) {
   g_untilFailure = failing;
   try {

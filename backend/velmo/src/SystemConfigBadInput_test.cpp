@@ -1,5 +1,5 @@
-// What becomes of files that nobody meant to write: missing, broken, huge, deep, hostile, in
-// another encoding. What is thrown is compared with what a DOMParser throws.
+// Files that are missing, malformed, huge, deep, hostile or in another encoding. Exceptions are
+// compared with those of a DOMParser.
 
 #include <Poco/SAX/SAXException.h>
 #include <gtest/gtest.h>
@@ -144,7 +144,7 @@ TEST_F(SystemConfigBadInputTest, DeepFileThatIsNotClosedThrows) {
 
 // --- entities ---
 
-// Ten entities, each ten times the one before.
+// Ten entities, each ten times as long as the one before.
 std::string laughs() {
   std::string declarations = "<!ENTITY e0 'ha ha ha ha'>";
   for (int i = 1; i < 10; ++i) {
@@ -169,7 +169,7 @@ TEST_F(SystemConfigBadInputTest, EntitiesOfOnesOwnLeaveNoMachines) {
                      "<system><machine/></system>"));
 }
 
-// Watches one file, and tells whether anybody has opened it since.
+// Watches one file and says whether it has been opened.
 class OpenWatch {
  public:
   explicit OpenWatch(const std::string& path) : m_descriptor(inotify_init1(IN_NONBLOCK)) {
@@ -201,14 +201,14 @@ std::vector<std::string> filesThatName(const std::string& target) {
   };
 }
 
-// One that uses the entity.
+// A file that uses the entity.
 std::string fileThatUses(const std::string& target) {
   return "<!DOCTYPE system [<!ENTITY x SYSTEM \"" + target + "\">]><system>&x;</system>";
 }
 
 class SystemConfigOtherFileTest : public SystemConfigBadInputTest {
  protected:
-  // Reads and refuses all that names the target.
+  // Tries all files that refer to the target: those that do not use its text are read.
   void readAllThatName(const std::string& target) const {
     for (const std::string& contents : filesThatName(target)) {
       EXPECT_EQ("", read(contents)) << contents;
@@ -232,7 +232,7 @@ TEST_F(SystemConfigOtherFileTest, OtherFilesAreNeverOpened) {
   EXPECT_TRUE(watch.wasOpened());
 }
 
-// Opening it would wait for a writer, without end.
+// Opening it would block until a writer comes.
 TEST_F(SystemConfigOtherFileTest, PipesAreNeverOpened) {
   const std::string pipe = directory.path("pipe");
   ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
@@ -260,7 +260,7 @@ std::string utf16(const std::u16string& text, bool bigEndian) {
 
 const std::string kAccent = "\xc3\xa9@:-1{}";
 
-TEST_F(SystemConfigBadInputTest, TextsAreUtf8WhateverTheFileIs) {
+TEST_F(SystemConfigBadInputTest, TextsAreUtf8InFilesOfAnyEncoding) {
   const std::u16string machine = u"<system><machine id='\u00e9'/></system>";
   EXPECT_EQ(kAccent, read("<system><machine id='\xc3\xa9'/></system>"));
   EXPECT_EQ(kAccent, read("\xef\xbb\xbf<system><machine id='\xc3\xa9'/></system>"));

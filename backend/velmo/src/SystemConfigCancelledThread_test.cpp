@@ -1,5 +1,5 @@
-// A thread of the program that is cancelled while it reads the file. That is no C++ exception, but
-// it runs through the same frames.
+// A thread that is cancelled while it reads the file. A cancellation is not a C++ exception, but
+// unwinds the same frames.
 
 #include <gtest/gtest.h>
 #include <pthread.h>

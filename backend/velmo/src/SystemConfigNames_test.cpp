@@ -23,7 +23,7 @@ std::string numbered(const std::string& name, int number) {
   return name + std::to_string(number);
 }
 
-// So many elements, each with a name that no other has.
+// `count` elements with different names.
 std::string elements(int count) {
   std::string text;
   for (int i = 0; i < count; ++i) {

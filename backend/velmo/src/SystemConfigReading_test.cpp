@@ -1,4 +1,4 @@
-// How much of a file is read before it is refused, and how long a pipe is waited for.
+// How much of a file is read before it is refused, and how long the call waits for a pipe.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -68,7 +68,7 @@ TEST_F(SystemConfigReadingTest, PipeIsRefusedAtItsFirstIllFormedLineWhileItsWrit
             thrownByConfig(pipe.path()));
 }
 
-TEST_F(SystemConfigReadingTest, PipeIsReadInWhateverPiecesItArrives) {
+TEST_F(SystemConfigReadingTest, PipeIsReadInPiecesOfAnySize) {
   std::array<int, 2> ends{};
   ASSERT_EQ(0, pipe(ends.data()));
   std::thread writer([&ends] {

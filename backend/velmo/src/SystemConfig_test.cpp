@@ -18,7 +18,7 @@ using velmo::test::shown;
 
 class SystemConfigTest : public velmo::test::ModulesFileTest {
  protected:
-  // The text of the one machine that these children of `system` make.
+  // The machine that these children of `system` describe, as text.
   std::string inSystem(const std::string& children) const {
     return read("<system>" + children + "</system>");
   }

@@ -30,11 +30,13 @@ using service::velmo::BaseMessage;
 
 namespace {
 
-// The session may go: the WebSocket takes its socket over.
+// The session may end here: the WebSocket takes over its socket.
 std::unique_ptr<WebSocket> openWebSocket(const std::string& host, unsigned short port) {
   CloseOnExecSession session(host, port);
   HTTPRequest request(HTTPRequest::HTTP_GET, givenText(VelmoFacadeWS::s_serviceUrl),
                       HTTPRequest::HTTP_1_1);
+  // Deliberate: the same origin on every machine. Services expect it from clients of this library,
+  // and can tell them from pages in a browser by it.
   request.set("origin", "localhost");
   try {
     HTTPResponse response;
@@ -45,7 +47,7 @@ std::unique_ptr<WebSocket> openWebSocket(const std::string& host, unsigned short
   }
 }
 
-// Receives frames and hands them to `take`, until that has enough.
+// Receives frames and passes each to `take`, until `take` returns true.
 template <typename Take>
 void receiveFrames(WebSocket& ws, Take take) {
   std::array<char, VelmoFacadeWS::s_frameSize> buffer{};
@@ -58,11 +60,11 @@ void receiveFrames(WebSocket& ws, Take take) {
 
 void sendRequest(WebSocket& ws, const BaseMessage& request) {
   std::string text;
-  // Deliberate: the result is not examined; of what could not be serialised nothing is sent, and
-  // the call waits for a reply all the same.
+  // Deliberate: the result is ignored. A request that fails to serialise is not sent, and the call
+  // still waits for a reply: callers rely on the reply alone to learn the outcome.
   static_cast<void>(request.SerializeToString(&text));
-  // Deliberate: the result is not examined; after a send that stopped early the call still waits
-  // for a reply.
+  // Deliberate: the result is ignored for the same reason. After a send that stopped early, the
+  // call still waits for a reply.
   static_cast<void>(sendBytes(ws, text.data(), text.size(), VelmoFacadeWS::s_frameSize));
 }
 
@@ -74,7 +76,7 @@ std::optional<std::string> receiveTaskName(WebSocket& ws) {
   return reply.taskName();
 }
 
-// Once: a second call does nothing, but races with the first one of another thread.
+// Called once: a second call does nothing, but would race with the first call of another thread.
 void shutDownProtocolBuffers() {
   static std::once_flag isDone;
   std::call_once(isDone, google::protobuf::ShutdownProtobufLibrary);
@@ -95,11 +97,11 @@ VelmoFacadeWS::VelmoFacadeWS(const std::string& host, unsigned short port) : m_w
   m_ws = openWebSocket(host, port);
 }
 
-// Deliberate: an exception in here ends the process; the implicit noexcept sees to it. Do not catch
-// it.
+// Deliberate: an exception in here ends the process, because destructors are noexcept. Do not catch
+// it: programs rely on learning in this way that the service has broken the connection.
 //
-// Deliberate: the first client that is destroyed shuts protocol buffers down, for the whole
-// process.
+// Deliberate: the first client that is destroyed shuts protocol buffers down for the whole process.
+// Programs that check for memory leaks at their end rely on it.
 VelmoFacadeWS::~VelmoFacadeWS() {  // NOLINT(bugprone-exception-escape): the reason is above
   {
     const SigPipeGuard guard;

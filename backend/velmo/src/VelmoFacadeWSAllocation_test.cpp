@@ -1,4 +1,4 @@
-// What a client allocates: memory that runs out while a task is submitted leaves as std::bad_alloc.
+// If memory runs out while a client submits a task, the call throws std::bad_alloc.
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -26,7 +26,7 @@ using velmo::test::PeerConnection;
 using velmo::test::PeerListener;
 using velmo::test::responseNaming;
 
-// The name of the task is long, and its reply of many frames.
+// The task has a long name, and the reply consists of many frames.
 std::string longName() {
   return std::string(100000, 'x');
 }
@@ -73,14 +73,14 @@ class AnsweringProcess {
   pid_t m_child;
 };
 
-// Submits a task while the allocation after so many fails.
+// Submits a task; one allocation fails after `allocation` others.
 std::string submitWithFailureAt(VelmoFacadeWS& client, long allocation) {
   g_untilFailure = allocation;
   try {
     const std::string name = client.addTask("", "", TASK_JAVA_CLASS, "", "", "", "", 0);
     const bool hasFailed = g_untilFailure < 0;
     g_untilFailure = -1;
-    return name != longName() ? "another name" : hasFailed ? "whole all the same" : "whole";
+    return name != longName() ? "another name" : hasFailed ? "whole despite the failure" : "whole";
   } catch (const std::bad_alloc&) {
     return "bad_alloc";
   } catch (const VelmoException& exception) {

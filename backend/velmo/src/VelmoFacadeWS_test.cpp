@@ -217,7 +217,7 @@ TEST(VelmoFacadeWSTest, DestructorSendsACloseFrame) {
   EXPECT_EQ("\x03\xE8", joined(talk.messages.at(0)));
 }
 
-// The request of which a command of 0 bytes makes this many, as the empty texts do.
+// A command of 8000 bytes leaves `rest` bytes of the frame.
 TEST(VelmoFacadeWSTest, RequestOfExactlyOneFrameIsOneFrameAndOneByteMoreTwo) {
   WireRequest wire;
   wire.command = std::string(8000, 'x');

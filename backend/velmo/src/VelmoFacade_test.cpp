@@ -1,5 +1,5 @@
-// The facade alone: the program puts a client of its own in front of the library's, which keeps a
-// journal and connects to nothing.
+// The facade alone. The test program defines its own client in place of the library's; it records
+// its calls and opens no connection.
 
 #include "VelmoFacade.h"
 
@@ -78,7 +78,7 @@ class VelmoFacadeTest : public velmo::test::ModulesFileTest {
     g_onTask = [] { return "T1"; };
   }
 
-  // Makes a file of these contents the installation's.
+  // Writes these contents to the modules file of the installation.
   void install(const std::string& contents) {
     installPath(directory.writeFile("modules.xml", contents));
   }
@@ -92,7 +92,7 @@ class VelmoFacadeTest : public velmo::test::ModulesFileTest {
     install("<system>" + machines + "</system>");
   }
 
-  // Whether a facade cannot be made for want of an endpoint, and nothing is connected to.
+  // The constructor fails because no endpoint is configured, and connects to nothing.
   static void expectNotConfigured(const std::string& reason) {
     try {
       const VelmoFacade facade;

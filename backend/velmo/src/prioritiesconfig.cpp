@@ -9,6 +9,9 @@ namespace brix::velmo {
 
 namespace {
 
+// Deliberate: two values for two states without a configured one. Programs take -50 as "not
+// configured". Only an object that has not checked its file yet has -10: Instance() never returns
+// it.
 constexpr int kValueBeforeFirstCheck = -10;
 constexpr int kValueAfterReset = -50;
 constexpr long kCheckIntervalSeconds = 10;
@@ -18,8 +21,8 @@ std::vector<std::string> configurationFiles() {
   if (const char* home = std::getenv("VELMO_HOME")) {
     files.push_back(home + std::string("/priorities.cfg"));
   }
-  // Deliberate: CONF is consulted and its path formed, but the file there is never read. It holds
-  // priority classes; this value is the service's own.
+  // Deliberate: the path in CONF is formed, but that file is never read. It belongs to the priority
+  // classes; programs rely on a value that VELMO_HOME alone sets.
   if (const char* conf = std::getenv("CONF")) {
     static_cast<void>(conf + std::string("/priorities.cfg"));
   }
@@ -32,8 +35,8 @@ std::unique_ptr<PrioritiesConfig> PrioritiesConfig::INSTANCE;
 
 namespace {
 
-// Destroyed just before INSTANCE. The destructor of a unique_ptr need not clear it, and an exit
-// handler that runs later still may call Instance(): it then finds no object, and makes another.
+// Destroyed just before INSTANCE. A unique_ptr need not be null after its destructor, but an exit
+// handler that runs even later may call Instance(). It then finds no object, and creates another.
 struct ClearsInstance {
   ClearsInstance() = default;
   ClearsInstance(const ClearsInstance&) = delete;

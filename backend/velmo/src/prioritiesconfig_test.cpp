@@ -165,7 +165,7 @@ TEST_F(PrioritiesConfigTest, DeletedFileGivesMinus50AtTheNextDueCheck) {
   EXPECT_EQ(-50, value());
 }
 
-TEST_F(PrioritiesConfigTest, KeyThatIsGoneAfterAReloadGivesMinus50) {
+TEST_F(PrioritiesConfigTest, KeyThatIsMissingAfterAReloadGivesMinus50) {
   writeHomeFile("RELATIVE_PRIORITY_STAT_STUDY=-30\n", kNow - 100);
   EXPECT_EQ(-30, value());
   writeHomeFile("OTHER=1\n", kNow - 99);

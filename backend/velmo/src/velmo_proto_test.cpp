@@ -1,4 +1,4 @@
-// The messages of velmo.proto: their descriptors, and their bytes put together by hand.
+// The messages of velmo.proto: their descriptors, and their bytes, written out here by hand.
 
 #include <gmock/gmock.h>
 #include <google/protobuf/descriptor.h>
@@ -35,7 +35,7 @@ const FileDescriptor& file() {
   return *BaseMessage::descriptor()->file();
 }
 
-// A field as the file declares it: "required string command = 2".
+// A field in the form of its declaration: "required string command = 2".
 std::string declaration(const FieldDescriptor& field) {
   std::string type = field.type_name();
   if (field.message_type() != nullptr) {

@@ -5,14 +5,14 @@
 
 namespace brix::imutils {
 
-/// Holds a cancellation of the calling thread back while the guard lives. The thread acts on it at
+/// Holds back a cancellation of the calling thread while the guard lives. The thread acts on it at
 /// the next cancellation point after that.
 ///
 /// open(), close() and write() are cancellation points: a thread that is cancelled there loses the
-/// descriptor or the lock file that the call has just made. A destructor that reaches such a point
-/// ends the process.
+/// descriptor or the lock file that the call has just created. A cancellation in a destructor ends
+/// the process.
 ///
-/// A guard stands on the stack, and guards may be nested. It makes no system call.
+/// Guards are local variables and may be nested. A guard makes no system call.
 class CancellationGuard {
  public:
   CancellationGuard() {

@@ -9,7 +9,7 @@ namespace {
 
 using brix::imutils::CancellationGuard;
 
-// The state of this thread, which stays as it is.
+// The cancellation state of this thread, unchanged by the call.
 int cancellation() {
   int state = 0;
   pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &state);

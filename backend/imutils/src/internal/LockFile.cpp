@@ -16,7 +16,7 @@ namespace {
 
 constexpr int kMode = 0660;
 
-// One more than the platform takes: what is longer is cut to a length that it refuses.
+// One byte more than the platform accepts: a longer path is truncated to a length that it refuses.
 using Path = std::array<char, PATH_MAX + 1>;
 
 Path lockFile(const std::string& directory, const std::string& name) {
@@ -27,7 +27,8 @@ Path lockFile(const std::string& directory, const std::string& name) {
 
 }  // namespace
 
-// A thread cancelled in open or close would leave a lock file that nobody knows to be its own.
+// If the thread were cancelled in open or close, it would leave a lock file that no object
+// releases.
 int createLockFile(const std::string& directory, const std::string& name) {
   const CancellationGuard guard;
   const Path path = lockFile(directory, name);

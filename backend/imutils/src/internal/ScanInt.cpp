@@ -15,7 +15,7 @@ bool isDigit(int character) {
   return character >= '0' && character <= '9';
 }
 
-// Counts below zero, where there is room for one number more than above.
+// Builds the negative number: a long holds one more number below zero than above.
 long appendDigit(long negative, int digit) {
   if (negative < (Limits::min() + digit) / 10) {
     return Limits::min();

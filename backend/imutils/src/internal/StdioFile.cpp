@@ -20,7 +20,7 @@ std::optional<int> writeWholeFile(const std::string& path, const std::string& te
     return errno;
   }
 
-  // Unbuffered, the text goes out in one call, and a failure shows at that call.
+  // Unbuffered: one call writes the text, and a failure is reported by that call.
   std::setvbuf(stream.get(), nullptr, _IONBF, 0);
   std::optional<int> error;
   if (std::fwrite(text.data(), 1, text.size(), stream.get()) != text.size()) {

@@ -13,19 +13,19 @@ namespace brix::imutils {
 
 struct StreamCloser {
   void operator()(FILE* stream) const noexcept {
-    const CancellationGuard guard;  // closing writes what is left, and nothing may leave here
+    const CancellationGuard guard;  // fclose is a cancellation point; nothing may leave here
     std::fclose(stream);
   }
 };
 
-/// A stream that is closed when it goes out of scope, its outcome not examined.
+/// A stream that is closed at the end of its scope. The result of the close is ignored.
 using Stream = std::unique_ptr<FILE, StreamCloser>;
 
-/// A file read from its start ("rb") through a buffer of its own, which spares the look at the file
-/// and the allocation that a stream otherwise makes at its first read.
+/// A file that is read from its start ("rb"). The buffer in the object saves the fstat and the
+/// allocation that a stream makes at its first read.
 class InputFile {
  public:
-  /// Opens the file; isOpen() tells whether that worked, and errno why not.
+  /// Opens the file. If that fails, isOpen() returns false and errno gives the reason.
   explicit InputFile(const char* path);
 
   InputFile(const InputFile&) = delete;
@@ -35,24 +35,22 @@ class InputFile {
     return m_stream != nullptr;
   }
 
-  /// The stream, null when the file could not be opened. It stays this object's.
+  /// The stream, which this object owns; null if the file could not be opened.
   FILE* stream() const {
     return m_stream.get();
   }
 
  private:
-  std::array<char, BUFSIZ> m_buffer;  // declared first: the stream is closed before it goes
+  std::array<char, BUFSIZ> m_buffer;  // declared first: destroyed after the stream is closed
   Stream m_stream;
 };
 
-/// Writes a whole file ("wb"), replacing what stood there.
+/// Writes a whole file ("wb"), replacing what the file held.
 ///
 /// If a write or the close fails, the incomplete file is removed again. A cancellation of the
-/// thread is held back until the file is whole or gone.
+/// thread is held back until the file is complete or removed.
 ///
-/// @return nothing on success; on failure the errno of the call that failed, which is 0 if that
-/// call
-///         did not set it
+/// @return nothing on success, otherwise the errno of the call that failed (0 if it set none)
 std::optional<int> writeWholeFile(const std::string& path, const std::string& text);
 
 }  // namespace brix::imutils

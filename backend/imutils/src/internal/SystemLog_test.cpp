@@ -14,7 +14,7 @@ using testing::ElementsAre;
 using velmo::test::CapturedLog;
 using velmo::test::LogCycle;
 
-TEST(SystemLogTest, LineIsACycleOfItsOwn) {
+TEST(SystemLogTest, EachLineIsACompleteCycle) {
   const CapturedLog log;
   brix::imutils::logError("Someone", "one");
   brix::imutils::logError("Else", "two\n");
@@ -22,7 +22,7 @@ TEST(SystemLogTest, LineIsACycleOfItsOwn) {
                                         LogCycle{"Else", 1, 152, 3, "two\n"}));
 }
 
-TEST(SystemLogTest, PercentSignsOfALineAreNoFormat) {
+TEST(SystemLogTest, PercentSignsOfALineAreNotAFormat) {
   const CapturedLog log;
   brix::imutils::logError("Someone", "100% %s %n %m");
   EXPECT_THAT(log.lines(), ElementsAre("100% %s %n %m"));

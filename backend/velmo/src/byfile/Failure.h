@@ -30,7 +30,7 @@ enum class Step {
   MoveIntoQueue,       ///< the temporary file; the target is the file in the queue
 };
 
-/// What failed, as a value: nothing is logged where it happens.
+/// A failure as a value: the step that fails does not log it.
 struct Failure {
   Step step;
   std::string subject = {};

@@ -39,7 +39,8 @@ Outcome JobCounter::save(int number) const {
   if (const auto error = imutils::writeWholeFile(m_newCopy, std::to_string(number))) {
     return Failure{Step::WriteJobCounter, m_newCopy, *error};
   }
-  // Deliberate: the outcome is not examined; after a failure the next caller gets this number too.
+  // Deliberate: the result is ignored. After a failure the next caller gets this number too;
+  // callers rely on an identifier whenever the number could be written.
   static_cast<void>(std::rename(m_newCopy.c_str(), m_file.c_str()));
   return std::nullopt;
 }

@@ -17,13 +17,13 @@ int followingJobNumber(int last);
 /// caller holds the lock of the counter (the lock file "semaphore_velmo_jobid") around its calls.
 class JobCounter {
  public:
-  /// The number to issue. It holds also if there is a failure, which is then to be reported.
+  /// The number to issue. It is valid even if there is a failure, which the caller reports.
   struct Next {
     int number;
     Outcome failure;
   };
 
-  /// The counter file, open for reading as long as the object lives.
+  /// The counter file, open for reading while the object lives.
   class Reader {
    public:
     explicit Reader(const JobCounter& counter);
@@ -46,7 +46,7 @@ class JobCounter {
   }
 
   /// Makes `number` the last one issued: writes it aside and moves the copy into place, so that a
-  /// reader never sees half a number. A failed move is not noticed, and the next caller gets the
+  /// reader never sees half a number. A failed move is not reported, and the next caller gets the
   /// same number.
   Outcome save(int number) const;
 
@@ -55,13 +55,14 @@ class JobCounter {
   std::string m_newCopy;
 };
 
-/// What CONF says of the server.
+/// The identity of the server, as CONF gives it.
 struct ServerIdentity {
   std::optional<std::string> name;  ///< nothing if none is configured
   Outcome failure;
 };
 
-/// Reads SELF_SERVER_ID from the file "serverid.cfg" in a directory. A missing file is no failure.
+/// Reads SELF_SERVER_ID from the file "serverid.cfg" in a directory. A missing file is not a
+/// failure.
 ServerIdentity readServerIdentity(const std::string& confDirectory);
 
 }  // namespace brix::velmo

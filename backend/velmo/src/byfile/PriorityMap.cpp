@@ -15,8 +15,8 @@ constexpr int kHighestPriority = 9999;
 
 }  // namespace
 
-// Deliberate: an adjustment of 0 leaves the class as it is configured, even outside of the bounds.
-// Installations give classes such numbers to sort tasks behind all others.
+// Deliberate: an adjustment of 0 leaves the class as it is configured, even outside the bounds.
+// Installations use such numbers to sort tasks behind all others.
 int adjustedPriority(int priority, int adjustment) {
   if (adjustment == 0) {
     return priority;
@@ -38,7 +38,8 @@ void PriorityMap::loadConf(const std::string& file) {
   try {
     m_numbers.load(file.c_str());
   } catch (const imutils::IMException&) {
-    // Deliberate: only a failure with the first of the two files is reported.
+    // Deliberate: only a failure with the first file is reported. Administrators know the log line
+    // as one about VELMO_HOME.
   }
 }
 

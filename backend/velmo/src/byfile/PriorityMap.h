@@ -12,7 +12,8 @@ namespace brix::velmo {
 /// The priority of a class whose name is not configured.
 constexpr int kUnknownPriority = 9999;
 
-/// The priority of a task. It holds also if there is a failure, which is then to be reported.
+/// The priority of a task. The number is valid even if there is a failure, which the caller
+/// reports.
 struct EffectivePriority {
   int number;
   Outcome failure;
@@ -25,11 +26,11 @@ int adjustedPriority(int priority, int adjustment);
 /// The numbers of priority classes and adjustments, from the two files "priorities.cfg".
 class PriorityMap {
  public:
-  /// Loads the file in VELMO_HOME, which comes first. A missing file is no failure.
+  /// Loads the file in VELMO_HOME, which comes first. A missing file is not a failure.
   Outcome loadHome(const std::string& file);
 
-  /// Loads the file in CONF, which comes second: for a name in both files, its number wins. What
-  /// goes wrong with it is not reported.
+  /// Loads the file in CONF, which comes second: for a name in both files, its number wins.
+  /// Failures with it are not reported.
   void loadConf(const std::string& file);
 
   /// The number of a class or an adjustment; 0 if its value is not a number, nothing if the name is

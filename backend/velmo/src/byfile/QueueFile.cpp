@@ -10,9 +10,9 @@
 
 namespace brix::velmo {
 
-// The service's callers rely on contents going through printf without arguments: a pair of percent
-// signs becomes one. Deliberate: any other percent sign stays as it is ("date +%s" is an ordinary
-// command), and an argument that nobody passed is never read.
+// Deliberate: a pair of percent signs becomes one, as if the contents were a printf format without
+// arguments; callers double their percent signs for it. Any other percent sign stays ("date +%s" is
+// an ordinary command), and no missing argument is ever read.
 std::string foldPercentSigns(const std::string& contents) {
   std::string text;
   text.reserve(contents.size());
@@ -36,8 +36,8 @@ Outcome QueueFile::write(const std::string& contents) const {
   return std::nullopt;
 }
 
-// Deliberate: test and move are two steps, and a file of that name that arrives in between is
-// replaced; the task identifier keeps names apart.
+// Deliberate: the test and the move are two steps, and a file of that name that arrives between
+// them is replaced. Clients rely on the task identifier to keep their names apart.
 Outcome QueueFile::move() const {
   if (access(m_queueFile.c_str(), F_OK) == 0) {
     return Failure{Step::FindFreeName, m_queueFile, EEXIST};

@@ -11,8 +11,7 @@ namespace brix::velmo {
 std::string directoryFromEnvironment(const char* variable);
 
 /// The file "priorities.cfg" in the directory that a variable names.
-/// @throws std::logic_error  "basic_string::_M_construct null not valid", if the variable is not
-/// set
+/// @throws std::logic_error  "basic_string::_M_construct null not valid", if it is not set
 std::string priorityFileFromEnvironment(const char* variable);
 
 /// A System V key, unless there is a failure.

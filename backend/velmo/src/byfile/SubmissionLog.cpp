@@ -21,7 +21,8 @@ const char* logLineOf(Step step) {
     case Step::TakeClass:
       return "Priority type must be given!\n";
     case Step::TakeCommand:
-      return "Command type must be given!\n";  // Deliberate: says type, means the command
+      // Deliberate: says "type" but means the command. Log filters match this text.
+      return "Command type must be given!\n";
     case Step::ReadKey:
       return "createTaskFile getenv(%s) is NULL";
     case Step::LoadHomePriorities:
@@ -57,7 +58,7 @@ const char* logLineOf(Step step) {
     case Step::MoveIntoQueue:
       return "CreateTaskFile error: couldn't rename file: %s to file %s\n";
     case Step::GetSemaphore:
-      break;  // only the semaphore's own line
+      break;  // has only the semaphore's line
   }
   return nullptr;
 }

@@ -16,7 +16,7 @@ constexpr int kCreateForAll = IPC_CREAT | 0666;
 
 }  // namespace
 
-// Deliberate: starts again one short of the largest int; the service relies on it.
+// Deliberate: restarts at 0 after 2147483646, one below the largest int. The service relies on it.
 std::int32_t followingTaskId(std::int32_t last) {
   if (last == kLastTaskId) {
     return 0;

@@ -10,7 +10,7 @@
 namespace brix::velmo {
 
 /// The identifier that the task counter issues after `last`: up to 2147483646, then 0 again. The
-/// largest int itself, which only somebody else can have written, is followed by the smallest.
+/// largest int itself, which only another program can have written, is followed by the smallest.
 std::int32_t followingTaskId(std::int32_t last);
 
 /// The service's task counter: the last identifier issued, in shared memory, and the semaphore that

@@ -31,7 +31,7 @@ std::optional<int> parseNumber(std::string_view text) {
   return number;
 }
 
-// A number as fourDigits() writes it; any other text for the same number makes another name.
+// Takes a number only as fourDigits() writes it: any other text for it would be another name.
 std::optional<int> parseFourDigits(std::string_view text) {
   const std::optional<int> number = parseNumber(text);
   return number && fourDigits(*number) == text ? number : std::nullopt;
@@ -55,7 +55,7 @@ bool isTimestamp(std::string_view text) {
          isWithin(text.substr(12, 2), 0, 60);
 }
 
-// Splits off the text before the first dot, and the dot.
+// Removes the text before the first dot, and the dot; returns the text.
 std::optional<std::string_view> takePart(std::string_view& rest) {
   const std::size_t dot = rest.find('.');
   if (dot == std::string_view::npos) {
@@ -103,7 +103,7 @@ std::string formatTaskFileName(const TaskFileName& name) {
          fourDigits(name.relativePriority) + "." + name.commandType;
 }
 
-// The second appearance of the time tells where the identifiers end, whatever they hold.
+// The second occurrence of the time marks the end of the identifiers, whatever they contain.
 std::optional<TaskFileName> parseTaskFileName(std::string_view name) {
   const std::optional<std::string_view> priority = takePart(name);
   const std::optional<std::string_view> created = takePart(name);
@@ -131,7 +131,7 @@ std::string currentTimestamp() {
   const time_t now = time(nullptr);
   tm local{};
   if (localtime_r(&now, &local) == nullptr) {
-    local = tm{};  // a year beyond the calendar leaves it half written
+    local = tm{};  // a year beyond the calendar leaves it partly written
   }
   std::array<char, 64> text{};
   std::snprintf(text.data(), text.size(), "%04ld%02d%02d%02d%02d%02d", local.tm_year + 1900L,
@@ -145,7 +145,7 @@ std::optional<std::string> childSubJobId(const std::string& parent, const char* 
     return std::nullopt;
   }
   const std::string head = parent.substr(0, underscore);
-  // Unsigned, as the sum may be beyond a long; the result is cut to 32 bits.
+  // Unsigned: the sum may exceed a long. The result is cut to 32 bits.
   const auto number = static_cast<unsigned long>(std::strtol(head.c_str(), nullptr, 10));
   std::string child = std::to_string(static_cast<int>(number + 1)) + parent.substr(underscore);
   if (childSuffix != nullptr) {

@@ -7,7 +7,7 @@
 
 namespace brix::velmo {
 
-/// The parts of a task file's name, which say all that the service sorts and identifies tasks by.
+/// The parts of a task file's name. The service sorts and identifies tasks by them alone.
 struct TaskFileName {
   int priority = 0;          ///< smaller is more urgent; may be negative or beyond 9999
   std::string created;       ///< local time of creation, fourteen digits from year to second
@@ -24,12 +24,13 @@ std::string formatTaskFileName(const TaskFileName& name);
 
 /// The inverse of formatTaskFileName().
 ///
-/// Identifiers may hold dots and hyphens. Where that leaves a choice, the last ".S" begins the
-/// sub-job identifier: a job identifier may hold a host name, and so has dots more often.
+/// Identifiers may hold dots and hyphens. If a name can be read in several ways, the last ".S"
+/// begins the sub-job identifier: job identifiers contain dots more often, because they may begin
+/// with a host name.
 /// @return nothing if no task file can have this name
 std::optional<TaskFileName> parseTaskFileName(std::string_view name);
 
-/// The current local time as names have it.
+/// The current local time in the form that names use.
 std::string currentTimestamp();
 
 /// The sub-job identifier of a child task: the number before the parent's first underscore raised

@@ -8,8 +8,7 @@ namespace brix::velmo {
 
 namespace {
 
-// Marks the socket as it is made: between that and a later fcntl, another thread may execute a
-// program.
+// Marks the socket when it is created: another thread could execute a program before a later fcntl.
 class CloseOnExecSocket : public Poco::Net::StreamSocketImpl {
  protected:
   void init(int family) override {

@@ -15,13 +15,14 @@ bool runsVelmo(const HostConfig& host) {
 
 }  // namespace
 
-// Deliberate: no check of the range, what does not fit is cut.
+// Deliberate: the range is not checked, and the upper bits are dropped. All clients of an
+// installation have to find the same port.
 unsigned short portOf(int number) {
   return static_cast<unsigned short>(number);
 }
 
-// Deliberate: the last match wins, and both values are its own. When it is of no use, neither are
-// the ones before it.
+// Deliberate: the last match wins, and both values come from it. An unusable last match does not
+// fall back to an earlier one: all clients of an installation have to find the same service.
 std::optional<Endpoint> findEndpoint(const std::vector<MachineConfig>& machines) {
   std::string hostname;
   int port = kNoPort;

@@ -18,11 +18,11 @@ struct Endpoint {
 /// The lower 16 bits of a number: 70000 is the port 4464, -2 the port 65534, 65536 the port 0.
 unsigned short portOf(int number);
 
-/// The host name of the machine, and the port of its host, that run the velmo module: of several
-/// hosts with that module the last one in document order.
+/// The host name of the machine, and the port of its host, that run the velmo module. If several
+/// hosts run it, the last one in document order counts.
 ///
-/// @return nothing when no host runs it, or when the last one has the port -1 or its machine no
-///         host name, whatever the others have
+/// @return nothing if no host runs it; or if the last one has the port -1 or its machine has no
+///         host name, even if an earlier one is usable
 std::optional<Endpoint> findEndpoint(const std::vector<MachineConfig>& machines);
 
 }  // namespace brix::velmo

@@ -49,7 +49,7 @@ class Reader final : public Poco::XML::XMLFilterImpl {
     }
   }
 
-  // The parser underneath is written in C: an exception that passes through it leaks its memory.
+  // The parser below this one is written in C: an exception that passes through it leaks memory.
   void startElement(const std::string& uri, const std::string& localName, const std::string& name,
                     const Poco::XML::Attributes& attributes) override {
     try {
@@ -134,8 +134,8 @@ void DocumentReleaser::operator()(Document* document) const {
   document->release();
 }
 
-// If an allocation fails, the parser throws an exception of its own, sometimes one for a malformed
-// file. errno tells the two apart.
+// If an allocation fails, the parser may throw the exception for a malformed file. errno shows
+// which of the two it was.
 ModulesDocument parseModules(const std::string& path) {
   errno = 0;
   try {

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <string>
 
+#include "ParserOutcome.h"
 #include "TemporaryDirectory.h"
 
 namespace {
@@ -16,18 +17,11 @@ using brix::velmo::ModulesDocument;
 using brix::velmo::parseModules;
 using Poco::XML::SAXParseException;
 using velmo::test::openDescriptors;
+using velmo::test::repeated;
 
 constexpr int kDeep = 200'000;
 
-std::string repeated(const std::string& text, int count) {
-  std::string result;
-  for (int i = 0; i < count; ++i) {
-    result += text;
-  }
-  return result;
-}
-
-// As many elements as `count`, each with a name of its own.
+// `count` elements with different names.
 std::string namedElements(int count) {
   std::string text;
   for (int i = 0; i < count; ++i) {

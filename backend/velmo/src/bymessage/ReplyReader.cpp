@@ -12,16 +12,16 @@ namespace {
 
 constexpr int kFinalFragment = 0x80;
 
-// What is left of a malformed reply depends on the size of the pieces in which it is parsed.
+// How much of a malformed reply is parsed depends on the size of the blocks.
 constexpr int kBlockSize = 8192;
 
-// Protocol buffers parse no more of a message.
+// Protocol buffers do not parse more than this of a message.
 constexpr std::size_t kMostParsed = std::numeric_limits<int>::max();
 
 }  // namespace
 
-// Deliberate: the service sends replies alone, so every frame counts, a control frame too, and an
-// empty frame ends the message like the end of the connection.
+// Deliberate: every frame is part of the reply, even a control frame, and an empty frame ends it
+// like the end of the connection. The service relies on it: it sends nothing but replies.
 bool endsMessage(int size, int flags) {
   return size <= 0 || (flags & kFinalFragment) != 0;
 }
@@ -37,9 +37,10 @@ std::optional<std::string> ReplyReader::taskName() const {
   const int size = static_cast<int>(std::min(m_bytes.size(), kMostParsed));
   google::protobuf::io::ArrayInputStream stream(m_bytes.data(), size, kBlockSize);
   service::velmo::BaseMessage reply;
-  // Deliberate: the result is not examined; of a malformed reply, the part that was parsed counts.
-  // Required fields are not looked at: it changes nothing here, and once a client of this process
-  // has shut protocol buffers down, naming a missing field reads memory that was released.
+  // Deliberate: the result is ignored. Of a malformed reply, the part that was parsed counts:
+  // callers get the name if it arrived. Required fields are not checked: that would change nothing,
+  // and after a client of this process has shut protocol buffers down, the message about a missing
+  // field would read released memory.
   static_cast<void>(reply.ParsePartialFromZeroCopyStream(&stream));
   if (reply.theMessage_case() != service::velmo::BaseMessage::kAddTaskResponse) {
     return std::nullopt;

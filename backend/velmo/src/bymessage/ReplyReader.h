@@ -7,14 +7,14 @@
 
 namespace brix::velmo {
 
-/// Whether a message ends with this frame: a final one, and an empty one, final or not. The opcode
-/// does not count: a ping, a pong or a close frame is a part of the message like any other.
+/// Whether a message ends with this frame: it does if the frame is final or empty. The opcode does
+/// not matter: a ping, a pong or a close frame is part of the message like any other.
 /// @param size   bytes of payload; 0 also at the end of the connection
 /// @param flags  first byte on the wire
 bool endsMessage(int size, int flags);
 
-/// Puts the reply to one request together from the frames that the service sends, and takes it
-/// apart. Knows no socket.
+/// Assembles the reply to one request from the frames that the service sends, and parses it. Needs
+/// no socket.
 class ReplyReader {
  public:
   /// Takes the next frame.

@@ -10,7 +10,7 @@ namespace brix::velmo {
 /// and the longest header, of 14 bytes, in an int.
 constexpr std::size_t kLargestFrame = std::numeric_limits<int>::max() - 14;
 
-/// One WebSocket frame of a binary message that is sent in several, without its payload.
+/// One of the WebSocket frames of a binary message, without its payload.
 struct RequestFrame {
   std::size_t size;  ///< bytes of payload
   int flags;         ///< first byte on the wire: 130, 2, 0 or 128
@@ -24,7 +24,7 @@ struct RequestFrame {
 ///       0  one in between
 ///     128  the last of several
 ///
-/// Sends nothing and never fails. With a `frameSize` of 0 every frame is empty and none the last.
+/// Sends nothing and never fails. If `frameSize` is 0, every frame is empty and none is the last.
 /// @param length  above 0
 /// @param offset  below `length`
 RequestFrame requestFrameAt(std::size_t length, std::size_t offset, std::size_t frameSize);

@@ -19,8 +19,8 @@ bool isOfAFailedWrite(const siginfo_t& signal) {
   return signal.si_code == SI_USER && signal.si_pid == getpid();
 }
 
-// The kernel's call itself: that of the C library makes a signal of raise look like one of a failed
-// write, and is a cancellation point, which has no place in a destructor.
+// Calls the kernel directly: the C library's function makes a signal from raise look like one from
+// a failed write, and is a cancellation point, which a destructor must not reach.
 bool takeAtOnce(const sigset_t& signals, siginfo_t& taken) {
   const timespec atOnce{};
   return syscall(SYS_rt_sigtimedwait, &signals, &taken, &atOnce, kKernelSignalSetSize) > 0;
@@ -62,8 +62,8 @@ bool SigPipeGuard::sendThrew() const {
   return std::uncaught_exceptions() > m_exceptions;
 }
 
-// A signal of the thread itself comes before one of the process, so the SIGPIPE of the failed write
-// is the first. Where SIGPIPE was not blocked, none can have been pending before.
+// The kernel returns signals of the thread before those of the process, so the first is the SIGPIPE
+// of the failed write. If SIGPIPE was not blocked, none was pending before.
 void SigPipeGuard::takeBack() const {
   siginfo_t signal{};
   if (!takeAtOnce(m_sigPipe, signal)) {

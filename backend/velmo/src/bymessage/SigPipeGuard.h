@@ -5,11 +5,11 @@
 
 namespace brix::velmo {
 
-/// Keeps SIGPIPE from the calling thread while it sends to a peer that may have gone, and leaves
-/// the thread's signal mask as it was. The networking library sends without MSG_NOSIGNAL and blocks
-/// SIGPIPE only in the thread that loads it and in threads started later, so a thread that was
-/// there before would end the process. Dispositions, which belong to the whole process, are not
-/// touched.
+/// Keeps SIGPIPE from the calling thread while it sends to a peer that may have closed the
+/// connection, and restores the thread's signal mask. The networking library sends without
+/// MSG_NOSIGNAL and blocks SIGPIPE only in the thread that loads it and in threads started later,
+/// so a thread that was there before would end the process. Dispositions, which belong to the whole
+/// process, are not touched.
 ///
 /// The guard is an object on the stack around the send. It takes back the SIGPIPE of a send that
 /// failed, so that the program does not receive it when it unblocks the signal.
@@ -19,10 +19,10 @@ class SigPipeGuard {
   enum class FailedSend {
     /// An exception passes the guard. A thread that blocks SIGPIPE already then costs one system
     /// call. There, a SIGPIPE that was pending before the send is kept if raise, pthread_kill,
-    /// sigqueue or another process sent it; one left by an earlier failed write of this very thread
-    /// cannot be told from the new one, and is taken back with it.
+    /// sigqueue or another process sent it; a SIGPIPE left by an earlier failed write of this
+    /// thread looks the same as the new one, and is taken back with it.
     Throws,
-    /// Perhaps not at all: the networking library repeats the first write of a handshake on a new
+    /// Possibly not at all: the networking library repeats the first write of a handshake on a new
     /// connection, and the exception ends there. The guard looks for a SIGPIPE in any case. In a
     /// thread that blocks SIGPIPE already, it takes it back only if none was pending before.
     MayBeRepeated,
@@ -34,8 +34,9 @@ class SigPipeGuard {
   SigPipeGuard(const SigPipeGuard&) = delete;
   SigPipeGuard& operator=(const SigPipeGuard&) = delete;
 
-  /// Takes back a SIGPIPE that was raised meanwhile, and unblocks the signal if the constructor
-  /// blocked it. Belongs to the thread of the constructor. Changes errno at most.
+  /// Takes back a SIGPIPE that was raised since the constructor, and unblocks the signal if the
+  /// constructor blocked it. Runs in the thread of the constructor. May change errno, and nothing
+  /// else.
   ~SigPipeGuard();
 
  private:

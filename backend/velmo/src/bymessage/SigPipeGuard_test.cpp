@@ -35,7 +35,7 @@ void takePending() {
   sigtimedwait(&set, nullptr, &atOnce);
 }
 
-// Fails as the networking library does: a write to a reader that has gone, and an exception.
+// Fails as the networking library does: writes to a closed pipe and throws.
 void writeToNobody() {
   std::array<int, 2> ends{};
   ASSERT_EQ(0, pipe(ends.data()));
@@ -52,12 +52,12 @@ void failGuarded() {
   writeToNobody();
 }
 
-// Leaves a SIGPIPE waiting that looks like one of a guarded send.
+// Leaves a pending SIGPIPE that looks like one of a guarded send.
 void failUnguarded() {
   EXPECT_THROW(writeToNobody(), std::runtime_error);
 }
 
-// In a thread of its own, so that masks and signals end with it.
+// Runs in a new thread, so that signal masks and pending signals end with it.
 void inThread(bool blocked, const std::function<void()>& body) {
   std::thread([blocked, &body] {
     blockSigPipe(blocked);
@@ -97,7 +97,7 @@ TEST(SigPipeGuardTest, LeavesTheRestOfTheMaskAlone) {
       const sigset_t mask = currentMask();
       EXPECT_EQ(1, sigismember(&mask, SIGUSR1));
       EXPECT_EQ(0, sigismember(&mask, SIGUSR2));
-      pthread_sigmask(SIG_UNBLOCK, &others, nullptr);  // what others change meanwhile stays
+      pthread_sigmask(SIG_UNBLOCK, &others, nullptr);  // changes of other signals stay
     }
     const sigset_t mask = currentMask();
     EXPECT_EQ(0, sigismember(&mask, SIGUSR1));
@@ -223,7 +223,7 @@ TEST(SigPipeGuardTest, DispositionStaysTheProgramsOwn) {
   });
 }
 
-// What the tests above stand on: without the guard the same write ends the process.
+// Shows that the tests above need the guard: without it the same write ends the process.
 TEST(SigPipeGuardTest, WithoutItTheSameWriteEndsTheProcess) {
   const pid_t child = fork();
   ASSERT_GE(child, 0);

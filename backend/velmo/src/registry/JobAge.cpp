@@ -13,7 +13,7 @@ time_t ageAt(time_t now, time_t lastUsed) {
 }
 
 // Deliberate: the three tests differ. Processes that share a directory judge each other's jobs by
-// them, so all versions of the library have to agree on the second at which a job goes.
+// them, so all versions of the library have to agree on the second at which a job is dropped.
 
 // Deliberate: the equal age counts here; the caller drops the job and keeps its file.
 bool hasExpired(time_t age, long maxAge) {

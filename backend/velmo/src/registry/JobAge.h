@@ -14,7 +14,7 @@ time_t ageAt(time_t now, time_t lastUsed);
 bool hasExpired(time_t age, long maxAge);
 
 /// Whether the sweep removes a job and its file: only beyond the maximum age.
-/// @param maxAge  above 0; without a positive maximum age there is no sweep
+/// @param maxAge  above 0
 bool isSweptAway(time_t age, long maxAge);
 
 /// Whether a job file on disk is stale: at the maximum age itself, with 0 and below as for

@@ -19,7 +19,7 @@ namespace brix::velmo {
 ///
 /// Nothing is escaped, and a NUL ends a text. A file that exists already stays as it is; a file
 /// that cannot be written whole is removed again. Failures are not reported. A cancellation of the
-/// thread is held back meanwhile. Allocates no memory but the stream's.
+/// thread is held back during the call. Only the stream allocates memory.
 void createJobFile(const std::string& path, const std::string& id, const std::string& user,
                    const std::string& name, int priority);
 

@@ -47,8 +47,8 @@ void JobFileScanner::scanLine(const char* line) {
   }
 }
 
-// Deliberate: without a value of its own the field takes the last one captured in this file, of
-// whichever key.
+// Deliberate: a field without a value takes the last one captured in this file, of any key. All
+// processes that share a directory have to read the same job from a file.
 void JobFileScanner::scanText(std::string_view value, std::string& field) {
   const std::string_view captured = captureQuoted(value);
   if (!captured.empty()) {

@@ -6,7 +6,7 @@
 
 namespace brix::velmo {
 
-/// What a job file says of its job. Texts may be empty.
+/// The contents of a job file. Texts may be empty.
 struct JobFileFields {
   std::string id;
   std::string user;
@@ -15,19 +15,19 @@ struct JobFileFields {
 };
 
 /// The value at the start of `text`, as scanf's "\"%255[]a-zA-Z0-9 _.,@$%#&*()[{}|/\\^;:-]"
-/// captures it: behind a double quote the longest run of characters of that set, cut after 255.
-/// What follows the run, a closing quote or not, does not count. The ranges are of bytes, in every
-/// locale.
+/// captures it: after a double quote, the longest run of characters of that set, truncated to 255.
+/// What follows the run does not matter, not even a missing closing quote. The ranges are of bytes,
+/// in every locale.
 ///
-/// @return a part of `text`; empty when the quote is missing or no character of the set follows it
+/// @return a part of `text`; empty if the quote is missing or no character of the set follows it
 std::string_view captureQuoted(std::string_view text);
 
 /// Gathers the fields of one job file from its lines. Touches no file.
 class JobFileScanner {
  public:
   /// Takes the next line: `id="..."`, `name="..."`, `user="..."` or `priority="..."` with no blank
-  /// in front. Any other line is ignored. Of several lines of one key the last counts.
-  /// @param line  never null; a line end and whatever follows the value do not count
+  /// in front. Any other line is ignored. If a key has several lines, the last counts.
+  /// @param line  never null; a line end and anything else after the value is ignored
   void scanLine(const char* line);
 
   /// The fields as the lines so far have set them.
@@ -40,7 +40,7 @@ class JobFileScanner {
   void scanPriority(const char* value);
 
   JobFileFields m_fields;
-  std::string m_capture;  // the last value captured, of whichever text field
+  std::string m_capture;  // the last value captured, of any text field
 };
 
 }  // namespace brix::velmo

@@ -24,7 +24,7 @@ JobFileFields scan(const std::vector<std::string>& lines) {
   return scanner.fields();
 }
 
-// The fields as one text, so that a table row says all of them.
+// The fields as one text, for table rows.
 template <typename Fields>
 std::string shown(const Fields& fields) {
   return "id<" + fields.id + "> user<" + fields.user + "> name<" + fields.name + "> priority " +
@@ -46,7 +46,7 @@ TEST(JobFileScannerTest, FourLinesGiveTheFourFields) {
             scanned({"id=\"J17\"\n", "user=\"u\"\n", "name=\"n\"\n", "priority=\"50\"\n"}));
 }
 
-TEST(JobFileScannerTest, LinesMayStandInAnyOrder) {
+TEST(JobFileScannerTest, LinesMayComeInAnyOrder) {
   EXPECT_EQ("id<J17> user<u> name<n> priority 50",
             scanned({"priority=\"50\"\n", "name=\"n\"\n", "user=\"u\"\n", "id=\"J17\"\n"}));
 }
@@ -64,7 +64,7 @@ TEST(JobFileScannerTest, LineIsRecognisedByItsVeryFirstCharactersOnly) {
       "  user=\"x\"\n",
       " priority=\"1\"\n",
       "Id=\"x\"\n",   // another case
-      "id =\"x\"\n",  // a blank behind the key
+      "id =\"x\"\n",  // a blank after the key
       "ids=\"x\"\n",  // a longer key
       "i",            // a shorter one
       "id",
@@ -244,8 +244,8 @@ class RandomLines {
  public:
   explicit RandomLines(unsigned seed) : m_random(seed) {}
 
-  // A start that is mostly a key's, a value of characters of all kinds, an end: at most 255
-  // characters, as lines come from a file.
+  // A random line: usually a key first, then a value of any characters, then an end. It has at most
+  // 255 characters, like the pieces read from a file.
   std::string next() {
     static const std::vector<std::string> starts{
         "id=\"",   "id=\"",        "name=\"",  "name=\"", "user=\"",     "user=\"", "priority=\"",

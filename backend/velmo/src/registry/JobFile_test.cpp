@@ -145,7 +145,7 @@ TEST_F(JobFileTest, FileThatCannotBeCreatedLeavesNoTrace) {
   EXPECT_THAT(namesIn(directory.path()), IsEmpty());
 }
 
-// Cut behind "J1", the file would name another job.
+// Truncated after "J1", the file would name another job.
 TEST_F(JobFileTest, FileThatCannotBeWrittenWholeIsRemovedAgain) {
   std::signal(SIGXFSZ, SIG_IGN);
   rlimit limit{};
