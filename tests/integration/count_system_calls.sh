@@ -1,6 +1,6 @@
-# Read by the tests that count system calls. They define
+# Sourced by the tests that count system calls. Each defines
 #   traced TABLE ARGUMENT...
-# which runs their program with the arguments under strace and leaves its count of calls in TABLE.
+# which runs its program with the arguments under strace and writes the count of calls to TABLE.
 # shellcheck shell=sh
 
 directory=$(mktemp -d)
@@ -13,8 +13,8 @@ calls() {
   awk '$2 ~ /^[0-9]+$/ && $1 != "total" { print $1, $2 }' "$directory/table" | sort
 }
 
-# per_call [ARGUMENT...]: what one call of the library costs in steady state, one "name count" a line:
-# the difference between 300 and 100 of them, divided by 200
+# per_call [ARGUMENT...]: the system calls of one library call in steady state, one "name count" a line:
+# the difference between 300 and 100 library calls, divided by 200
 per_call() {
   calls 100 "$@" >"$directory/few"
   calls 300 "$@" >"$directory/many"

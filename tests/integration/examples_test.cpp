@@ -1,5 +1,4 @@
-// What the examples do when something is missing: they name it, end with 1, and leave nothing
-// behind.
+// If something is missing, each example names it, exits with 1 and leaves no file behind.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -32,11 +31,12 @@ using velmo::test::TemporaryDirectory;
 
 using Variables = std::map<std::string, std::string>;
 
-// In the child, with an environment of exactly these variables. All output goes to one place.
+// Runs in the child, with exactly these variables as environment. Standard output goes to standard
+// error.
 [[noreturn]] void become(const std::string& program, const Variables& variables,
                          const std::string& directory) {
   clearenv();
-  // A client whose connection is broken is leaked on purpose.
+  // The example leaks a client with a broken connection on purpose.
   setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
   for (const auto& [name, value] : variables) {
     setenv(name.c_str(), value.c_str(), 1);
@@ -63,8 +63,9 @@ class ExamplesTest : public testing::Test {
 
 class SubmitByMessageTest : public ExamplesTest {
  protected:
-  // What it prints, and its end, with this file and peers that follow these scripts. PORT in the
-  // file is the peer's. In the result, DIR is the directory and PORT the peer's port.
+  // Runs the example with this modules.xml against peers that follow these scripts; returns its
+  // output and its end. PORT in the file becomes the port of the peer. In the result, DIR stands
+  // for the directory and PORT for the port.
   std::string outcomeWith(const std::string& modules, const std::vector<PeerScript>& scripts) {
     const ClientOutcome outcome = runAgainst(scripts, [&](unsigned short number, const Tell& tell) {
       tell(std::to_string(number));
@@ -152,7 +153,7 @@ TEST_F(SubmitByMessageTest, ServiceThatIsGoneBeforeTheRequestIsReportedAndSurviv
     peer.upgrade();
     peer.close();
   };
-  // The first call finds the connection closed or already reset, whichever comes first.
+  // The call finds the connection closed or reset, depending on timing.
   const std::string outcome = outcomeWith(systemAt("PORT"), {closeAtOnce});
   const std::string rest = " (DIR/modules.xml names 127.0.0.1:PORT)\nexit 1";
   EXPECT_TRUE(outcome == "cannot submit: Wrong type of message is returned!" + rest ||
@@ -228,7 +229,7 @@ TEST_F(JobRegistryExampleTest, EachMissingDirectoryIsNamedAndNoJobFileIsLeft) {
 }
 
 TEST_F(JobRegistryExampleTest, WithoutAnIdentifierNoJobFileIsLeft) {
-  directory.makeDirectory("DATA/velmo/jobid_tmp");  // so that no identifier can be issued
+  directory.makeDirectory("DATA/velmo/jobid_tmp");  // no identifier can be issued
   const ClientOutcome outcome = run(JOB_REGISTRY_PROGRAM, variables);
   EXPECT_EQ("no job identifier (see the system log)\n", outcome.errors);
   EXPECT_EQ("exit 1", outcome.end);

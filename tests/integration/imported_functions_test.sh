@@ -1,6 +1,6 @@
 #!/bin/sh
-# The library imports the platform functions that programs interpose by their plain names: no fortified
-# form, no large-file form, no relative.
+# Programs interpose platform functions by their plain names. The library imports them by these names:
+# no fortified form, no large-file form, no newer variant.
 # usage: imported_functions_test.sh LIBRARY
 set -eu
 imports=$(nm -D --undefined-only "$1" | sed 's/.* //; s/@.*//')
@@ -14,7 +14,7 @@ for name in access close closelog fclose fgets fopen fprintf getenv localtime_r 
   fi
 done
 if echo "$imports" | grep -E '_chk$|64$|^vsyslog$|^semtimedop$|^clock_|^gettimeofday$'; then
-  echo 'imported, and out of reach for a program that interposes the plain name'
+  echo 'imported, but a program that interposes the plain name does not reach it'
   status=1
 fi
 exit $status

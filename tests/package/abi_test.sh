@@ -1,5 +1,5 @@
 #!/bin/sh
-# The library's binary interface is the recorded one of its soname.
+# Compares the library's binary interface with the record for its soname.
 # usage: abi_test.sh LIBRARY RECORDS
 set -eu
 soname=$(objdump -p "$1" | sed -n 's/^ *SONAME *//p')

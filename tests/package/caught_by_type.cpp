@@ -1,5 +1,5 @@
-// A program outside of the library, built with hidden visibility: what the library throws is caught
-// here by its type, and what is thrown here goes through the library unharmed.
+// A program built with hidden visibility. It catches the library's exceptions by type, and its own
+// exceptions pass through the library unchanged.
 
 #include <velmo/Config.h>
 #include <velmo/IMException.h>
@@ -32,7 +32,7 @@ void check(const char* what, bool held) {
   g_failed = g_failed || !held;
 }
 
-// Caught as the type itself and as its base, with that very type; and not as a type beside it.
+// Caught as the type and as its base, with exactly that type; not caught as an unrelated type.
 template <typename Thrown, typename Base, typename Other>
 bool isCaughtByType(const std::function<void()>& throwing) {
   bool asItself = false;
@@ -79,7 +79,7 @@ bool comesBack(const std::function<void()>& throwing) {
 
 }  // namespace
 
-// Its argument is a directory of the caller's to write in.
+// Its argument is a directory to write to.
 int main(int, char** argv) {
   const std::string directory = argv[1];
   std::ofstream(directory + "/semaphore_held") << "";

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Builds a program with the compiler given, which need not be the library's, and runs it.
+# Builds a program with the given compiler, which may differ from the library's, and runs it.
 # usage: caught_by_type_test.sh LIBRARY_DIR INCLUDE_DIR SOURCE COMPILER
 set -eu
 directory=$(mktemp -d)

@@ -1,7 +1,6 @@
 #!/bin/sh
-# Makes a fresh Debian root with compilers and CMake, and uses the packages there as somebody does
-# who was given them: debian/use_packages.sh. What they depend on comes from Debian's servers, with
-# the sources of this machine's own apt.
+# Creates a new Debian root with compilers and CMake, and uses the packages there as a user would:
+# debian/use_packages.sh. Their dependencies come from the apt sources of this machine.
 # usage: debian_test.sh PACKAGES_DIR      as root
 set -eu
 if [ "$(id -u)" != 0 ]; then
@@ -9,8 +8,8 @@ if [ "$(id -u)" != 0 ]; then
   exit 1
 fi
 if [ "$1" != --isolated ]; then
-  # Mounts and processes of its own: none is left, whatever ends this. In a chroot the root is no
-  # mount, so that its propagation cannot be set.
+  # Namespaces for mounts and processes: none is left, however this ends. In a chroot the root is not a
+  # mount, so its propagation cannot be set.
   propagation=private
   unshare --mount true 2>/dev/null || propagation=unchanged
   exec unshare --mount --propagation "$propagation" --pid --kill-child "$0" --isolated "$@"
@@ -21,10 +20,10 @@ version=$(cat "$tree/VERSION")
 directory=$(mktemp -d)
 trap 'umount "$directory" && rmdir "$directory"' EXIT
 trap 'exit 1' HUP INT TERM
-# The root lies in memory, some 700 megabytes: on a disk it takes up to five times as long.
+# The root is in memory, some 700 megabytes: on a disk this takes up to five times as long.
 mount -t tmpfs -o mode=755 root "$directory"
 
-# The packages, and as much of the tree as tells what they should be.
+# The packages, and the parts of the tree that they are compared with.
 given=$directory/given
 mkdir -p "$given/packages" "$given/backend" "$given/docs" "$given/tests/integration"
 for package in libvelmo1 libvelmo-dev velmo-tools libvelmo-doc; do

@@ -1,4 +1,4 @@
-# Read by the tests of the installed package.
+# Sourced by the tests of the installed package.
 # shellcheck shell=sh
 
 directory=$(mktemp -d)
@@ -22,9 +22,9 @@ quietly() {
   }
 }
 
-# tasks_of STANDIN COMMAND [ARGUMENT...]: runs the command under the stand-in and prints what came of
-# it, without the times: what the command printed and its exit status if that is not 0, the stand-in's
-# report of each task, and what each task wrote
+# tasks_of STANDIN COMMAND [ARGUMENT...]: runs the command under the stand-in. Prints, without the times,
+# the output of the command, its exit status if that is not 0, the stand-in's report of each task, and
+# the output of each task
 tasks_of() {
   standin=$1
   shift
@@ -42,13 +42,13 @@ tasks_of() {
 }
 
 # expect_consumers STANDARD CONSUMER MESSAGES: runs the two programs, which were compiled for the
-# language standard
+# language standard, and checks their output
 expect_consumers() {
   case $1 in
     17) macro=201703 ;;
     20) macro=202002 ;;
   esac
-  # In a directory of the test's own, should the program end early.
+  # In the scratch directory, in case the program ends early.
   found=$(TMPDIR=$directory "$2")
   expect 'consumer' "C++ $macro" "$found"
   found=$("$3")

@@ -1,5 +1,5 @@
 #!/bin/sh
-# The library exports the names of the list, under the version VELMO_1, and no other.
+# The library exports exactly the names of the list, with the version VELMO_1.
 # usage: exports_test.sh LIBRARY LIST
 set -eu
 library=$1
@@ -9,7 +9,7 @@ trap 'rm -rf "$directory"' EXIT
 trap 'exit 1' HUP INT TERM
 export LC_ALL=C
 
-# As nm shows a name: "address kind name@@version". The version's own name is an absolute symbol.
+# nm prints "address kind name@@version". The version itself is an absolute symbol.
 nm -DC --defined-only --with-symbol-versions "$library" | sed -E 's/^[0-9a-f]+ . //' |
   grep -vx 'VELMO_1' >"$directory/versioned"
 if grep -v '@@VELMO_1$' "$directory/versioned"; then
@@ -32,13 +32,13 @@ if ! diff "$directory/listed" "$directory/exported"; then
   echo '< only listed, > only exported'
   status=1
 fi
-# A name up to its parameters: what it is, not what it takes.
+# A name without its parameters.
 if sed 's/(.*//' "$directory/exported" | grep -E '(std|Poco|google|__gnu_cxx)::'; then
   echo "exported, and another library's"
   status=1
 fi
 
-# The three functions that are looked up by plain name, and how many names there are.
+# The three functions with C names, and the number of names.
 for name in createTaskFile createChildTask generateJobID; do
   if ! nm -D --defined-only "$library" | grep -q " T $name@@VELMO_1\$"; then
     echo "no C function $name"

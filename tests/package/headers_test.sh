@@ -1,6 +1,6 @@
 #!/bin/sh
-# A public header compiles alone, without a warning, and pulls in nothing but the C and C++ libraries
-# and other public headers. Says what it did, for each header.
+# A public header compiles alone, without a warning, and includes only the C and C++ libraries and other
+# public headers. Prints the result for each header.
 # usage: headers_test.sh INCLUDE_DIR COMPILER STANDARD HEADER...
 set -eu
 include=$1
@@ -11,12 +11,13 @@ directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
 trap 'exit 1' HUP INT TERM
 
-# The C library's headers are those of its packages; the compilers and the C++ library have folders.
+# Headers of the C library come from its packages; those of the compilers and the C++ library, from
+# their folders.
 dpkg-query -L libc6-dev linux-libc-dev >"$directory/system"
 folders='^/usr/(lib/(gcc|llvm-[0-9]+)|include/(.*/)?c[+][+])/'
 printf '%s\n' "$@" | sed "s|.*|$include/velmo/&|" >"$directory/public"
 
-# Everything that the compiler read for the header, one name a line.
+# All files that the compiler read for the header, one name a line.
 dependencies() {
   sed 's/^[^:]*://; s/\\$//' "$directory/made" | tr -s ' ' '\n' | grep . |
     xargs -n 1 realpath -s | grep -vxF "$directory/alone.cpp"

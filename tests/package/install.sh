@@ -1,5 +1,5 @@
 #!/bin/sh
-# Installs the build into a prefix that is made anew, for the tests of the installed package.
+# Installs the build into a new prefix for the tests of the installed package.
 # usage: install.sh BUILD_DIR PREFIX
 set -eu
 rm -rf "$2"

@@ -1,5 +1,5 @@
 #!/bin/sh
-# The package installs the headers given, all in include/velmo, and no other.
+# The package installs exactly the given headers, all in include/velmo.
 # usage: installed_headers_test.sh INCLUDE_DIR HEADER...
 set -eu
 here=$(dirname "$0")

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Configures the tree with something that it needs hidden: the message names the Debian package that
-# has it, and the option that does without.
+# Configures the tree while a needed package is hidden. The message names its Debian package and the
+# option that makes it unnecessary.
 # usage: missing_packages_test.sh SOURCE_DIR COMPILER GENERATOR
 set -eu
 source_dir=$1

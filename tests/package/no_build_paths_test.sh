@@ -1,5 +1,5 @@
 #!/bin/sh
-# The library does not say where it was built. Debug information does, and is looked away from.
+# The library does not say where it was built. Debug information does, so it is stripped first.
 # usage: no_build_paths_test.sh LIBRARY SOURCE_DIR
 set -eu
 library=$1

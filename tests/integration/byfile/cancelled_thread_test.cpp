@@ -1,5 +1,5 @@
-// A thread of the program is cancelled while it is in the library. A cancellation is no C++
-// exception, but it unwinds the same frames.
+// The program cancels a thread that is inside the library. A cancellation is not a C++ exception,
+// but it unwinds the same frames.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -36,8 +36,8 @@ using velmo::test::TaskInstallation;
 using velmo::test::TemporaryDirectory;
 using velmo::test::TestSemaphore;
 
-// The thread acts on a cancellation before and after each of these calls, as it may in any of them.
-// The platform's own calls leave the moment to chance.
+// Makes these calls act on a cancellation before and after their work. POSIX permits each of them
+// to do so; whether the platform does depends on timing.
 void makeCallsCancellationPoints() {
   platform().open.setFake([](const char* path, int flags, mode_t mode) {
     pthread_testcancel();
@@ -64,7 +64,8 @@ void makeCallsCancellationPoints() {
   platform().syslog.setFake([](int /*priority*/, const char* /*text*/) { pthread_testcancel(); });
 }
 
-// Runs `body` in a thread that is cancelled already, and then comes to a cancellation point.
+// Runs `body` in a thread with a cancellation pending. The thread then reaches a cancellation
+// point.
 void inCancelledThread(const std::function<void()>& body) {
   pthread_t thread{};
   const auto run = [](void* argument) -> void* {

@@ -1,4 +1,4 @@
-// The job registry in several processes over one directory.
+// Job registries in several processes share one directory.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -31,7 +31,7 @@ using velmo::test::TaskInstallation;
 constexpr int kProcesses = 4;
 constexpr int kLookUps = 200;
 constexpr int kKeys = 20;
-constexpr unsigned long kJobsInMemory = 7;  // fewer than keys: jobs are dropped and read again
+constexpr unsigned long kJobsInMemory = 7;  // fewer than keys, so jobs are dropped and read again
 constexpr long kMaxAge = 3600;
 
 class JobRegistryProcessesTest : public testing::TestWithParam<unsigned> {
@@ -39,14 +39,14 @@ class JobRegistryProcessesTest : public testing::TestWithParam<unsigned> {
   JobRegistryProcessesTest() {
     installation.directory.makeDirectory("jobs");
     installation.directory.makeDirectory("given");
-    // Those who wait for the job counter do so for a tenth of the time.
+    // Processes that wait for the job counter pause for a tenth of the time.
     platform().nanosleep.setFake([](const timespec* pause, timespec*) {
       const timespec tenth{0, pause->tv_nsec / 10};
       return platform().nanosleep.real(&tenth, nullptr);
     });
   }
 
-  // What one process does: random look-ups, each noted as "key identifier".
+  // The work of one process: random look-ups, each written down as "key identifier".
   void lookUp(unsigned seed) const {
     std::srand(seed);
     std::mt19937 random(seed);
@@ -59,7 +59,7 @@ class JobRegistryProcessesTest : public testing::TestWithParam<unsigned> {
     }
     given.close();
     if (!given) {
-      throw std::runtime_error("cannot note what was given");
+      throw std::runtime_error("cannot write down the identifiers");
     }
   }
 

@@ -1,4 +1,4 @@
-// Several processes that share one installation.
+// Several processes share one installation.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,7 +22,7 @@ using velmo::test::inProcesses;
 using velmo::test::platform;
 using velmo::test::TaskInstallation;
 
-// The job identifier of a task file's name: its third part.
+// The job identifier in the name of a task file: the third part.
 std::string jobOf(const std::string& name) {
   const std::size_t start = name.find('.', name.find('.') + 1) + 1;
   return name.substr(start, name.find('.', start) - start);

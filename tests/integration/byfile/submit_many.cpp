@@ -1,4 +1,4 @@
-// Submits tasks in a loop, for tests that look at the process from outside.
+// Submits tasks in a loop. A test counts its system calls.
 // usage: submit_many COUNT [JOB]    without JOB every task gets a new job identifier
 
 #include <velmo/CreateTaskFile.h>

@@ -1,6 +1,5 @@
 #!/bin/sh
-# Counts the system calls of one createTaskFile in steady state. They are what a straight C program
-# needs, no more.
+# Counts the system calls of one createTaskFile in steady state. A plain C program would need as many.
 # usage: system_calls_test.sh STANDIN SUBMIT_MANY
 set -eu
 standin=$1

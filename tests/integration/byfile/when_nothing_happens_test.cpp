@@ -1,4 +1,4 @@
-// The section WHEN NOTHING HAPPENS of libvelmo.7: each symptom happens as the page says, and the
+// The section WHEN NOTHING HAPPENS of libvelmo.7: each symptom occurs as the page says, and the
 // page shows the line that is logged.
 
 #include <gmock/gmock.h>
@@ -31,7 +31,7 @@ using velmo::test::readFile;
 using velmo::test::TaskInstallation;
 using velmo::test::UnusedKey;
 
-// The part of the page from one line up to the next that begins with the text.
+// The part of the page from `from` up to the next `to`.
 std::string between(const std::string& page, const std::string& from, const std::string& to) {
   const std::size_t begin = page.find(from);
   if (begin == std::string::npos) {
@@ -63,7 +63,7 @@ class WhenNothingHappensTest : public testing::Test {
         between(readFile(LIBVELMO_PAGE), "\n.Sh WHEN NOTHING HAPPENS\n", "\n.Sh "));
   }
 
-  // What the page says of a symptom.
+  // The part of the page about a symptom.
   static std::string symptom(const std::string& title) {
     const std::string symptoms = section().substr(section().find("\n.Ss By symptom\n"));
     return between(symptoms, "\n.It " + title + "\n", "\n.It ");
@@ -105,7 +105,7 @@ TEST_F(WhenNothingHappensTest, UnsetConfThrows) {
   EXPECT_THAT(symptom("The call throws"), HasSubstr("\n.Ev CONF\n"));
 }
 
-// Answers the wait for the semaphore, and tells whether it would have ended.
+// Answers the wait for the semaphore, and records whether the real wait would block for ever.
 class SemaphoreWait {
  public:
   SemaphoreWait() {

@@ -1,4 +1,4 @@
-// The configured client with its real parts: a modules.xml, the WebSocket client, a peer.
+// VelmoFacade with a real modules.xml, a real WebSocket client and a peer.
 
 #include <gtest/gtest.h>
 #include <velmo/SystemConfig.h>
@@ -39,7 +39,8 @@ class ConfiguredClientTest : public testing::Test {
     SystemConfig::s_szModulesXml = nullptr;
   }
 
-  // What a facade reports that finds this behind a machine that nobody listens at.
+  // Runs a facade whose modules.xml names a machine where nobody listens, and then the peer at its
+  // port plus this offset.
   ClientOutcome outcomeOf(int portOffset) {
     return runAgainst(
         {answering({naming("T1")})}, [this, portOffset](unsigned short port, const Tell& tell) {

@@ -1,14 +1,14 @@
-// A module that brings the library into a program that already runs. Its functions have C linkage,
-// to be found by name.
+// A module that loads the library into a running program. Its functions have C linkage, so dlsym
+// finds them by name.
 
 #include <velmo/VelmoFacadeWS.h>
 #include <velmo/prioritiesconfig.h>
 
 #include <cstdlib>
 
-// Submits `times` tasks to a peer at 127.0.0.1 that has gone. Returns how many ended in a
-// VelmoException, -1 without a connection. The client is left: its destructor would end the
-// process.
+// Submits `times` tasks to a peer at 127.0.0.1 that has closed the connection. Returns how many
+// calls threw a VelmoException, or -1 if it cannot connect. The client is leaked: its destructor
+// would end the process.
 extern "C" __attribute__((visibility("default"))) int submitToNobody(unsigned short port,
                                                                      int times) {
   try {
@@ -33,7 +33,7 @@ extern "C" __attribute__((visibility("default"))) int relativePriority() {
   return brix::velmo::PrioritiesConfig::Instance()->getRelativePriorityStatStudy();
 }
 
-// Whether there is no object yet, or no object any more, that gives it.
+// Whether the object that holds it does not exist (yet, or any more).
 extern "C" __attribute__((visibility("default"))) bool hasNoPriorities() {
   return brix::velmo::PrioritiesConfig::INSTANCE == nullptr;
 }

@@ -1,5 +1,5 @@
 // The library is loaded into a program that already has threads. The networking library blocks
-// SIGPIPE in the thread that loads it; the others keep it unblocked.
+// SIGPIPE only in the thread that loads it; in the other threads it stays unblocked.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -71,7 +71,8 @@ Priorities& priorities() {
   return *instance;
 }
 
-// Registered before the library is loaded: it runs after the library's static objects have gone.
+// Registered before the library is loaded, so it runs after the library's static objects are
+// destroyed.
 void askWhenTheLibraryHasGone() {
   priorities().tell(priorities().areGone() ? "gone" : "still there");
   priorities().tell(std::to_string(priorities().relativePriority()));

@@ -1,5 +1,4 @@
-// Submits tasks by message in a loop, to a peer in a child process, for tests that look at the
-// process from outside.
+// Submits tasks by message in a loop to a peer in a child process. A test counts its system calls.
 // usage: message_calls COUNT [unblocked]    unblocked: in a thread that does not block SIGPIPE
 
 #include <sys/wait.h>

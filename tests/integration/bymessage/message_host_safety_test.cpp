@@ -1,4 +1,4 @@
-// What a client does to the program around it: each promise of docs/host-safety.md.
+// What a client does to the program around it: each statement of docs/host-safety.md.
 
 #include <gmock/gmock.h>
 #include <google/protobuf/descriptor.h>
@@ -60,7 +60,7 @@ void submit(VelmoFacadeWS& facade, const Tell& tell) {
   }
 }
 
-// A client that submits this many times and goes.
+// A client that submits this many times and is destroyed.
 Client submitting(int times) {
   return [times](unsigned short port, const Tell& tell) {
     {
@@ -274,7 +274,7 @@ void submitToNobody(VelmoFacadeWS& facade, const Tell& tell) {
   }
 }
 
-// The peer has closed its side before it resets, so that the client finds a broken pipe at once.
+// The peer closes its side before it resets, so the client's next send fails with EPIPE.
 TEST(HostSafetyTest, PeerThatGoesInsideTheHandshakeIsAVelmoExceptionWhereSigPipeIsNotBlocked) {
   const ClientOutcome outcome = runAgainst({[](PeerConnection& peer) {
                                              peer.finish();
@@ -294,7 +294,7 @@ TEST(HostSafetyTest, PeerThatGoesInsideTheHandshakeIsAVelmoExceptionWhereSigPipe
   EXPECT_EQ("exit 0", outcome.end) << outcome.errors;
 }
 
-// The networking library opens a second connection when the first write on one fails.
+// If the first write on a connection fails, the networking library opens a second connection.
 const std::vector<PeerScript> kBreakThenAnswer{[](PeerConnection& peer) { peer.drain(); },
                                                answering({naming("T1")})};
 
@@ -358,7 +358,7 @@ TEST(HostSafetyTest, NoSigPipeIsLeftBehindWhereItIsBlocked) {
   EXPECT_EQ("exit 0", outcome.end);
 }
 
-// All that a program can set about its signals, as a text: dispositions, and the thread's mask.
+// The dispositions of all signals and the signal mask of this thread, as text.
 std::string signalsOfThisThread() {
   std::string text;
   sigset_t mask{};
@@ -411,7 +411,7 @@ TEST(HostSafetyTest, ConnectionIsNotInheritedByProgramsThatTheProgramExecutes) {
 
 TEST(HostSafetyTest, ProgramThatTheHostExecutesInheritsTheBlockedSigPipe) {
   const ClientOutcome outcome = runAgainst({}, [](unsigned short, const Tell&) {
-    // The blocked signals as a hexadecimal number, in which SIGPIPE is the bit 1000.
+    // SigBlk is a hexadecimal number. SIGPIPE is the bit 0x1000.
     execlp("grep", "grep", "-q", "^SigBlk:.*[13579bdf]...$", "/proc/self/status", nullptr);
     std::_Exit(127);
   });
@@ -420,7 +420,7 @@ TEST(HostSafetyTest, ProgramThatTheHostExecutesInheritsTheBlockedSigPipe) {
 
 // --- a forked child ---
 
-// Expects a close frame, answers it and sends nothing more, without a reset for what still comes.
+// Expects a close frame, answers it and finishes. Reading to the end avoids a reset.
 const PeerScript kEndsInOrder = [](PeerConnection& peer) {
   peer.upgrade();
   EXPECT_EQ(kFinal | kClose, peer.readFrame().flags);

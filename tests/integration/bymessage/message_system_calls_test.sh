@@ -1,7 +1,7 @@
 #!/bin/sh
-# Counts the system calls of one VelmoFacadeWS::addTask in steady state. Three are the networking
-# library's (the request, and the two parts of the reply), one looks at the thread's signal mask; a
-# thread that does not block SIGPIPE needs another to put the mask back.
+# Counts the system calls of one VelmoFacadeWS::addTask in steady state. The networking library makes
+# three: it sends the request and receives the reply in two parts. One call reads the signal mask of the
+# thread. If the thread does not block SIGPIPE, another call restores the mask.
 # usage: message_system_calls_test.sh MESSAGE_CALLS
 set -eu
 message_calls=$1

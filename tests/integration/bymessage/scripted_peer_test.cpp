@@ -53,15 +53,15 @@ constexpr int kWholeClose = velmo::test::kFinal | velmo::test::kClose;
 struct Row {
   const char* name;
   PeerScript script;
-  const char* outcome;  // as a regular expression: where the kernel chooses the error, any text
+  const char* outcome;  // a regular expression: the kernel chooses some of the errors
 };
 
 std::ostream& operator<<(std::ostream& stream, const Row& row) {
   return stream << row.name;
 }
 
-// A client with limits short enough for silence to be waited out, and its whole life: connect, one
-// request of `commandSize` bytes and some, destroy.
+// The whole life of a client: it connects, sends one request with a command of `commandSize` bytes
+// and is destroyed. Its waits end after `limitMs`.
 void live(unsigned short port, const Tell& tell, std::size_t commandSize, int limitMs) {
   shortenSocketLimits(limitMs);
   try {
@@ -95,7 +95,7 @@ std::string outcomeOf(const Row& row, std::size_t commandSize = 10,
   return outcome.report + outcome.end;
 }
 
-// Runs as the rows of one table.
+// Each runs the rows of its tables.
 class ScriptedPeerTest : public testing::TestWithParam<Row> {};
 
 class SilentPeerTest : public testing::TestWithParam<Row> {};
@@ -131,7 +131,7 @@ PeerScript breakingOffAfter(const std::string& bytes) {
   };
 }
 
-// Sends these bytes in the place of the answer to the handshake, and closes.
+// Answers the handshake with these bytes and closes.
 PeerScript answeringHandshake(const std::string& bytes) {
   return [bytes](PeerConnection& peer) {
     peer.readHead();
@@ -415,7 +415,7 @@ TEST(NoPeerTest, NobodyListensIsAVelmoException) {
 }
 
 TEST(NoPeerTest, HostThatIsNoneIsAVelmoException) {
-  // Too long for a name, so that nobody is asked for it.
+  // Too long for a host name, so no name server is asked.
   EXPECT_THROW(VelmoFacadeWS(std::string(300, 'x'), 1), VelmoException);
   EXPECT_THROW(VelmoFacadeWS("127.0.0.1", 0), VelmoException);
 }

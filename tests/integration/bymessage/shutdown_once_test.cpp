@@ -1,5 +1,5 @@
-// Clients shut the protocol-buffer library down when they are destroyed. Its function is not
-// synchronised, so it is called once in a process.
+// The first client that is destroyed shuts Protocol Buffers down. The function for it is not
+// synchronised, so a process calls it once.
 
 #include <gtest/gtest.h>
 #include <velmo/VelmoFacadeWS.h>
@@ -15,7 +15,7 @@ int g_shutdowns = 0;
 
 }  // namespace
 
-// Stands in front of the protocol-buffer library's.
+// Interposes the function of Protocol Buffers.
 namespace google::protobuf {
 
 void ShutdownProtobufLibrary();

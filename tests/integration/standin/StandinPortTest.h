@@ -15,7 +15,7 @@
 #include "StandinProcess.h"
 #include "WebSocketClient.h"
 
-// What the tests of velmo-standin as a service share.
+// Shared by the tests of velmo-standin as a service.
 
 namespace velmo::test {
 

@@ -1,4 +1,5 @@
-// The captured bytes of docs/formats.md against the messages, the client's frames and the stand-in.
+// Compares the captured bytes in docs/formats.md with the messages, the client's frames and the
+// stand-in.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -23,7 +24,7 @@ using service::velmo::BaseMessage;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
-// The bytes at the beginning of a line: pairs of digits with one blank between them.
+// The bytes at the beginning of a line: pairs of hexadecimal digits, separated by one blank.
 std::string bytesOf(const std::string& line) {
   const auto isDigit = [&](std::size_t at) {
     return at < line.size() && std::isxdigit(static_cast<unsigned char>(line[at])) != 0;
@@ -35,7 +36,7 @@ std::string bytesOf(const std::string& line) {
   return bytes;
 }
 
-// The blocks of the page that are marked as hex, as bytes.
+// The blocks of the page that are marked "hex", as bytes.
 std::vector<std::string> capturedBytes() {
   std::istringstream page(textOf(FORMATS_PAGE));
   std::vector<std::string> blocks;
@@ -105,7 +106,7 @@ TEST_F(FormatsPageTest, CapturedFramesAreAnsweredAsThePageShows) {
   client.send(requestFrame() + m_blocks[3]);
   const std::string answer = client.readToTheEnd();
 
-  // All but the times.
+  // Everything but the times.
   const std::string before = responseFrame().substr(0, 11);
   EXPECT_EQ(before, answer.substr(0, before.size()));
   BaseMessage message;

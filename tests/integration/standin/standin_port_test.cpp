@@ -1,4 +1,4 @@
-// The program as a service: its port, its modules.xml, its environment, its end.
+// velmo-standin as a service: its port, its modules.xml, its environment, its end.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -35,7 +35,8 @@ bool refusesConnections(std::uint16_t port) {
   }
 }
 
-// A port that nobody else is given while the object is there, and that can be listened on.
+// Reserves a port while the object exists: the system gives it to nobody else, but it can be
+// listened on.
 class ReservedPort {
  public:
   ReservedPort() : m_descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
@@ -98,7 +99,7 @@ TEST(StandinPortRunTest, CommandIsToldWhereModulesXmlIsAndSharesNoSocket) {
       onAnyPort({"--", "/bin/sh", "-c",
                  "[ \"$VELMO_MODULES_XML\" = \"$CONF/modules.xml\" ] && grep -c websocket-port "
                  "\"$VELMO_MODULES_XML\"; ls -l /proc/$$/fd | grep -c socket"}));
-  EXPECT_EQ(1, standin.wait());  // grep's, which finds no socket
+  EXPECT_EQ(1, standin.wait());  // from grep, which finds no socket
   EXPECT_EQ("1\n0\n", standin.output());
 }
 
@@ -150,7 +151,7 @@ TEST(StandinPortRunTest, RequestThatHasBegunIsAnsweredAndRunBeforeTheEnd) {
   ASSERT_TRUE(waitUntil([&] { return refusesConnections(port); }));
   directory.writeFile("go", "");
   ASSERT_TRUE(waitUntil([&] { return !standin.errors().empty(); }));
-  // Nothing but the request is left to wait for now.
+  // Only the request keeps it running now.
   for (int i = 0; i < 100; ++i) {
     awaitReading(*client);
   }
@@ -205,7 +206,7 @@ TEST(StandinPortRunTest, SecondSignalEndsAtOnceAlsoWithARequestHalfway) {
   const WebSocketClient silent(port);  // has not even shaken hands
   standin.signal(SIGTERM);
   ASSERT_TRUE(waitUntil([&] { return refusesConnections(port); }));
-  // What comes within 100 milliseconds is the same request to end.
+  // Signals within 100 milliseconds count as one request to end.
   EXPECT_TRUE(waitUntil([&] {
     standin.signal(SIGINT);
     return !standin.isRunning();

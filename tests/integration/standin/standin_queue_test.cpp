@@ -1,4 +1,4 @@
-// What becomes of the files in the queue.
+// What velmo-standin does with the files in the queue.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,14 +18,14 @@ namespace {
 
 using testing::HasSubstr;
 
-// A directory that several runs share. The first run makes the installation and ends.
+// A directory that several runs share. The first run creates the installation and ends.
 class StandinQueueTest : public testing::Test {
  protected:
   StandinQueueTest() {
     StandinProcess(inHome(home(), {"--", "true"})).wait();
   }
 
-  // Runs the queue as it is, and gives the reports.
+  // Runs the tasks in the queue and returns the reports.
   std::string drain() const {
     StandinProcess standin(inHome(home(), {"--", "true"}));
     EXPECT_EQ(0, standin.wait());
@@ -129,7 +129,7 @@ TEST_F(StandinQueueTest, OnlyTheFirstLineIsRun) {
   EXPECT_EQ("command\n", log(task));
 }
 
-// The kernel hands no argument of 131072 bytes to a program.
+// The kernel limits an argument of a program to 131071 bytes.
 TEST_F(StandinQueueTest, CommandOfAnyLengthIsRunLikeAShortOne) {
   const TestTask shorter{50, 1};
   const TestTask longer{50, 2};

@@ -1,4 +1,4 @@
-// The program as a service: what it refuses.
+// velmo-standin as a service: what it refuses.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -78,7 +78,8 @@ TEST_F(StandinPortTest, NameThatIsTooLongIsRefusedAndLeavesNothing) {
   EXPECT_THAT(namesIn(m_standin.home() / "var/taskqueue"), IsEmpty());
 }
 
-// The path before the characters has any length: one of three lengths cuts within a character.
+// The length of the path in front of the characters is unknown. One of three lengths makes the cut
+// fall inside a character.
 TEST_F(StandinPortTest, ReasonOfACloseIsCutBetweenCharacters) {
   const std::string euro = "\xe2\x82\xac";
   for (const std::string start : {"j", "jj", "jjj"}) {

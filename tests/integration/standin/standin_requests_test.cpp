@@ -1,4 +1,4 @@
-// The program as a service: tasks that come by message, and control frames.
+// velmo-standin as a service: tasks submitted by message, and control frames.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Requests to end: the first, which leaves time, and the second, which does not.
+// Signals: the first lets velmo-standin finish, the second ends it at once.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -25,7 +25,7 @@ namespace {
 
 class StandinSignalsTest : public testing::Test {
  protected:
-  // Arguments that make a script the COMMAND over this directory.
+  // Arguments that run a script as COMMAND in this directory.
   std::vector<std::string> running(const std::string& script) const {
     return inHome(home(), shell(script));
   }
@@ -34,7 +34,7 @@ class StandinSignalsTest : public testing::Test {
     return waitUntil([&] { return fs::exists(home() / file); });
   }
 
-  // Queues a task that runs until somebody makes the file "go", and waits for its start.
+  // Queues a task that runs until the file "go" exists, and waits for its start.
   void startTask(const TestTask& task) const {
     queueFile(home(), task.fileName(),
               "echo >started; " + waitForFile(home() / "go") + "; echo done\n");
@@ -52,7 +52,7 @@ class StandinSignalsTest : public testing::Test {
   TemporaryDirectory m_directory;
 };
 
-// A program in the foreground of a terminal of its own.
+// A program in the foreground of its own terminal.
 class TerminalProcess {
  public:
   explicit TerminalProcess(std::vector<std::string> arguments) {
@@ -84,7 +84,7 @@ class TerminalProcess {
     return m_pid;
   }
 
-  // Presses the key and waits until the signal is pending in the process, which is stopped.
+  // Sends the interrupt character and waits until SIGINT is pending in the stopped process.
   void pressInterrupt() const {
     EXPECT_EQ(1, write(m_terminal, "\x03", 1));
     EXPECT_TRUE(waitUntil([&] {
@@ -107,7 +107,7 @@ class TerminalProcess {
   bool m_ended = false;
 };
 
-// Repeats the signal until it is taken for a second request, and no longer for the first one again.
+// Repeats the signal until it counts as a second request and not as part of the first.
 int insist(StandinProcess& standin, int number) {
   EXPECT_TRUE(waitUntil([&] {
     if (!standin.isRunning()) {
@@ -175,8 +175,8 @@ TEST_F(StandinSignalsTest, SignalBeforeTheEndOfCommandLeavesTimeForWhatItStillSu
   EXPECT_EQ(task.ranLine("exit 0", home()), standin.errors());
 }
 
-// The terminal sends its signal to the whole foreground group, COMMAND included. This COMMAND has
-// left the group: a signal that reaches it was passed on.
+// The terminal signals the whole foreground group, COMMAND included. This COMMAND has left the
+// group, so a signal can reach it only if velmo-standin passes it on.
 TEST_F(StandinSignalsTest, SignalFromTheTerminalIsNotPassedToCommandASecondTime) {
   const TestTask task{50, 1};
   const std::string script =
@@ -185,7 +185,7 @@ TEST_F(StandinSignalsTest, SignalFromTheTerminalIsNotPassedToCommandASecondTime)
   TerminalProcess standin(
       {STANDIN_PROGRAM, "--home", home().string(), "--", "setsid", "/bin/sh", "-c", script});
   ASSERT_TRUE(waitFor("ready"));
-  kill(standin.pid(), SIGSTOP);  // so that the interrupt is there before the task
+  kill(standin.pid(), SIGSTOP);  // the interrupt must come before the task
   standin.pressInterrupt();
   queueFile(home(), task.fileName(), "echo >ran\n");
   kill(standin.pid(), SIGCONT);
@@ -220,7 +220,7 @@ TEST_F(StandinSignalsTest, SecondSignalKillsTheWholeProcessGroupOfTheTask) {
   ASSERT_TRUE(waitFor("started"));
   const pid_t grandchild = std::stoi(textOf(home() / "started"));
   EXPECT_EQ(128 + SIGTERM, insist(standin, SIGTERM));
-  // A process that is killed may be seen for a moment, until its new parent collects it.
+  // A killed process remains visible until its new parent collects it.
   EXPECT_TRUE(waitUntil([&] {
     const std::string status = textOf("/proc/" + std::to_string(grandchild) + "/stat");
     return status.empty() || status.find(") Z ") != std::string::npos;
@@ -236,7 +236,7 @@ TEST_F(StandinSignalsTest, SecondSignalKillsCommandAndRemovesEverything) {
   EXPECT_FALSE(fs::exists(directory));
 }
 
-// As timeout(1) does, which signals its child and then the group, or a session that ends.
+// timeout(1) signals its child and then the group; a session that ends does the same.
 TEST_F(StandinSignalsTest, SignalsInOneBreathAreOneRequest) {
   const TestTask task{50, 1};
   StandinProcess standin(inHome(home()));

@@ -1,4 +1,4 @@
-// The program from its start to its end: command line, installation, environment, exit status.
+// velmo-standin from start to end: command line, installation, environment, exit status.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -41,7 +41,7 @@ std::vector<std::string> linesOf(const std::string& text) {
   return lines;
 }
 
-// What the process has in its TMPDIR besides the two files of this test.
+// The directories in the TMPDIR of the process.
 std::vector<fs::path> installationsOf(const StandinProcess& standin) {
   std::vector<fs::path> result;
   for (const auto& entry : fs::directory_iterator(standin.temporaryDirectory())) {
@@ -158,7 +158,7 @@ TEST(StandinTest, WrongUsageEndsWith2AndSaysWhatIsWrong) {
   }
 }
 
-// StandinProcess takes arguments without a separator for a request to serve.
+// A shell starts it: StandinProcess expects a server if the arguments contain no separator.
 TEST(StandinTest, MissingSeparatorIsNamedWithTheLineToType) {
   StandinProcess outer(shell("'" STANDIN_PROGRAM "' --keep ./first --help 'a b' >\"$TMP/output\"; "
                              "echo $?; cat \"$TMP/output\""));
@@ -302,8 +302,7 @@ TEST(StandinTest, EverythingItMakesIsPrivateWhateverTheUmask) {
   StandinProcess standin({}, 0);
   const TestTask task{50, 1};
   queueFile(standin.home(), task.fileName(), "true\n");
-  const fs::path queued =
-      standin.home() / "var/taskqueue" / task.fileName();  // this test's own file
+  const fs::path queued = standin.home() / "var/taskqueue" / task.fileName();
   ASSERT_TRUE(waitUntil([&] { return !fs::exists(queued); }));
   EXPECT_EQ(fs::perms::owner_all, fs::status(standin.home()).permissions());
   for (const auto& entry : fs::recursive_directory_iterator(standin.home())) {
@@ -373,7 +372,7 @@ TEST(StandinTest, HomeIsReusedWithItsJobCounterAndEditedConfiguration) {
     const std::unique_ptr<char[]> jobId(generateJobID());
     jobs += std::string(jobId.get()) + " ";
     EXPECT_EQ(0, standin.end());
-    fs::resize_file(directory.path() / "conf/serverid.cfg", 0);  // no identity any more
+    fs::resize_file(directory.path() / "conf/serverid.cfg", 0);  // removes the identity
   }
   EXPECT_EQ("standin-J0 J1 ", jobs);
 }

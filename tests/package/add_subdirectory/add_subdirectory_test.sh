@@ -1,6 +1,6 @@
 #!/bin/sh
-# Builds a project that has the source tree inside: it gets the library, and neither tools, tests and
-# benchmarks nor warnings, standard and settings.
+# Builds a project that contains the source tree. The project gets the library, but no tools, tests or
+# benchmarks, and no warning options, language standard or settings.
 # usage: add_subdirectory_test.sh SOURCE_DIR COMPILER GENERATOR
 set -eu
 source_dir=$1

@@ -1,4 +1,4 @@
-// A program whose project has the library's source tree inside.
+// A program of a project that contains the library's source tree.
 
 #include <velmo/CreateTaskFile.h>
 #include <velmo/IMException.h>

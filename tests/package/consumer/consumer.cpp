@@ -1,6 +1,6 @@
-// A program that found the package: uses every public header that needs nothing but the library,
-// and catches by type what is thrown inside. No service is there. Prints the language standard it
-// was compiled for.
+// A program that uses the installed package: it includes every public header that needs only the
+// library, and catches the library's exceptions by type. It needs no service. It prints the
+// language standard that it was compiled for.
 
 #include <velmo/Config.h>
 #include <velmo/CreateTaskFile.h>
@@ -37,7 +37,7 @@ void check(bool holds, int line = __builtin_LINE()) {
   }
 }
 
-// The text of what `call` throws, caught here by this type; an exception of another type goes on.
+// The text of the exception of this type that `call` throws; other exceptions pass.
 template <typename Exception, typename Call>
 std::string imMessageOf(const Call& call) {
   try {
@@ -147,7 +147,7 @@ void useTaskFiles() {
   check(messageOf<std::logic_error>([] { submit("Normal"); }) ==
         "basic_string::_M_construct null not valid");
   setenv("VELMO_HOME", ".", 1);
-  check(submit("Normal") == -1);  // nobody gave keys of a task counter
+  check(submit("Normal") == -1);  // the keys of the task counter are not set
   check(throws<std::out_of_range>([] {
     createChildTask("Normal", "true", nullptr, nullptr, nullptr, "0", nullptr, nullptr, 0);
   }));
@@ -188,7 +188,7 @@ void useJobs() {
 }
 
 void useMessages() {
-  const auto connect = [] { VelmoFacadeWS("127.0.0.1", 0); };  // no service can have this port
+  const auto connect = [] { VelmoFacadeWS("127.0.0.1", 0); };  // no service can listen on port 0
   const std::string refused = messageOf<VelmoException>(connect);
   check(refused != "nothing thrown" && !refused.empty());
   check(messageOf<std::runtime_error>(connect) == refused);
@@ -200,7 +200,7 @@ void useMessages() {
 
   check(static_cast<int>(convertTaskType(TASK_SHELL_SCRIPT)) == 2);
   check(VelmoFacadeWS::s_serviceUrl == std::string("/velmo"));
-  // A connection is the networking library's to make: the function is only linked.
+  // Calling it needs a connection of the networking library, so it is only linked.
   bool (*volatile send)(Poco::Net::WebSocket&, const char*, std::size_t, std::size_t) = sendBytes;
   check(send != nullptr);
 }

@@ -1,5 +1,5 @@
-// The library calls the platform functions of the program, although its package binds all names at
-// the start: a refused task is logged here.
+// The library calls the program's openlog, although the package binds all names at the start: it
+// logs a refused task through this function.
 
 #include <syslog.h>
 #include <velmo/CreateTaskFile.h>

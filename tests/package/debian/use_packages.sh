@@ -1,6 +1,6 @@
 #!/bin/sh
-# Installs the packages, builds and runs programs against them, and removes them. To run in a root
-# that may be thrown away, in a tree that has the packages in the folder "packages".
+# Installs the packages, builds and runs programs against them, and removes them. Run it in a disposable
+# root, in a tree with the packages in the folder "packages".
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 tree=$(cd "$here/../../.." && pwd)

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Builds the consumers against the installed package, which CMake finds, and runs them.
+# Builds the consumers against the installed package with find_package, and runs them.
 # usage: find_package_test.sh PREFIX COMPILER STANDARD [FLAGS]
 set -eu
 prefix=$1

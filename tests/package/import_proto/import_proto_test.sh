@@ -1,5 +1,5 @@
 #!/bin/sh
-# Builds a message of the caller's own that imports the installed "velmo.proto", and uses it.
+# Builds and uses a message that imports the installed "velmo.proto".
 # usage: import_proto_test.sh LIBRARY_DIR COMPILER [FLAGS]
 set -eu
 library_dir=$1
@@ -13,7 +13,7 @@ PKG_CONFIG_PATH=$library_dir/pkgconfig
 export PKG_CONFIG_PATH
 headers=$(pkg-config --variable=includedir velmo)/velmo
 quietly protoc -I "$here" -I "$headers" --cpp_out="$directory" "$here/notice.proto"
-# The generated source includes "velmo.pb.h" plainly. It is not held to our warnings.
+# The generated source includes "velmo.pb.h" without a folder. Our warnings do not apply to it.
 # shellcheck disable=SC2046,SC2086 # lists of words
 quietly "$compiler" -std=c++17 -w $flags -I "$headers" "$here/notice.cpp" \
   "$directory/notice.pb.cc" -I "$directory" -o "$directory/notice" \

@@ -1,4 +1,4 @@
-// Carries one of the library's messages inside one of its own.
+// Puts a message of the library into its own message.
 
 #include <iostream>
 #include <string>

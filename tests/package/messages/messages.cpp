@@ -1,5 +1,5 @@
-// A program that found the package and handles the messages themselves: fills one, serialises it,
-// and parses it back. Prints the message's name, its size and its fields.
+// A program that uses the messages of the installed package: it fills one, serialises it and parses
+// it. It prints the message's name, size and fields.
 
 #include <velmo/velmo.pb.h>
 
@@ -26,7 +26,7 @@ int main() {
   if (!parsed.ParseFromString(bytes)) {
     return 1;
   }
-  // The descriptor is the library's: a second one in the process would have ended it before main.
+  // The descriptor is the library's: a second one would end the process before main.
   std::cout << service::velmo::BaseMessage::descriptor()->full_name() << ", " << bytes.size()
             << " bytes\n"
             << parsed.DebugString();

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Builds the consumers against the installed package, as pkg-config describes it, and runs them.
+# Builds the consumers against the installed package with pkg-config, and runs them.
 # usage: pkg_config_test.sh LIBRARY_DIR VERSION COMPILER STANDARD [FLAGS]
 set -eu
 library_dir=$1

@@ -7,7 +7,7 @@ import ctypes
 import os
 import sys
 
-# An exception that left the library would end the interpreter: what the functions ask for comes first.
+# An exception from the library would end the interpreter, so the conditions of the calls are met first.
 for variable in "VELMO_HOME", "CONF":
     if variable not in os.environ:
         sys.exit(variable + " is not set")

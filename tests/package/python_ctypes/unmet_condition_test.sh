@@ -1,5 +1,5 @@
 #!/bin/sh
-# An exception that leaves the library into Python ends the process: nothing there can catch it.
+# An exception that leaves the library ends a Python process: Python cannot catch it.
 # usage: unmet_condition_test.sh PYTHON LIBRARY [PRELOADED]
 set -eu
 python=$1

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Builds the first program of README.md, as it stands there, against the installed package. Under the
-# installed stand-in its task is run. Without the environment it says what is missing, and ends with 1.
+# Builds the first program of README.md unchanged against the installed package. The installed stand-in
+# runs its task. Without the environment the program names what is missing and exits with 1.
 # usage: readme_program_test.sh README PREFIX STANDIN COMPILER [FLAGS]
 set -eu
 readme=$1
@@ -12,7 +12,7 @@ here=$(dirname "$0")
 # shellcheck source=tests/package/expect.sh
 . "$here/../expect.sh"
 
-# The first lines that are indented by four; blank ones may be among them.
+# The first block indented by four blanks; it may contain blank lines.
 awk '/^    / { print substr($0, 5); found = 1; next }
   found && /^$/ { print; next }
   found { exit }' "$readme" >"$directory/program.cpp"
@@ -26,8 +26,8 @@ expect 'the task' "priority 0500, created TIME, job standin-J0, sub-job 0, task 
 type sh: exit 0, output in var/log/$name.log
 ./$name.log:hello" "$(tasks_of "$standin" "$directory/build/readme_program")"
 
-# $directory/home is the installation of the run before: with its directories but without its
-# priorities, and with nothing at all.
+# $directory/home is the installation of the previous run. First its priorities are missing, then
+# everything.
 expect_refusal() {
   expect "$1" 'cannot submit: VELMO_HOME or CONF is not set
 exit 1' "$(cd "$directory" && shift && "$@" 2>&1 || echo "exit $?")"

@@ -20,7 +20,7 @@ int brokenSends() {
   return g_broken;
 }
 
-// The kernel itself refuses a send after this, and raises the signal.
+// After this, the kernel refuses a send and raises the signal.
 static void breakIfAsked(int descriptor) {
   if (g_isNextBroken) {
     g_isNextBroken = false;

@@ -3,12 +3,12 @@
 
 namespace velmo::test {
 
-// A program that has BrokenSend.cpp among its sources, and exports its symbols, sends through it.
+// A program that is built with BrokenSend.cpp and exports its symbols sends through it.
 
-/// The next send of this process finds a broken pipe (EPIPE, and SIGPIPE).
+/// Makes the next send of this process fail with EPIPE and raise SIGPIPE.
 void breakNextSend();
 
-/// How many sends have found one.
+/// How many sends were made to fail.
 int brokenSends();
 
 }  // namespace velmo::test

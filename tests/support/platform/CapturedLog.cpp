@@ -19,7 +19,7 @@ std::ostream& operator<<(std::ostream& out, const LogCycle& cycle) {
              << cycle.priority << ": " << cycle.text;
 }
 
-// Every step spoils errno, as a real log cycle may.
+// Every step changes errno, as a real log cycle may.
 CapturedLog::CapturedLog() {
   platform().openlog.setFake([this](const char* identity, int option, int facility) {
     EXPECT_FALSE(m_isOpen) << "openlog inside a cycle";

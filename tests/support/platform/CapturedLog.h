@@ -20,8 +20,8 @@ struct LogCycle {
 
 std::ostream& operator<<(std::ostream& out, const LogCycle& cycle);
 
-/// Receives what the process writes to the system log, instead of the system log. A line outside of
-/// a cycle, a cycle without exactly one line, and a cycle inside another fail the test.
+/// Receives the lines of this process in place of the system log. A line outside of a cycle, a
+/// cycle without exactly one line, and a cycle inside another fail the test.
 class CapturedLog {
  public:
   CapturedLog();
@@ -33,7 +33,7 @@ class CapturedLog {
     return m_cycles;
   }
 
-  /// The texts alone.
+  /// The texts only.
   std::vector<std::string> lines() const;
 
   void clear() {

@@ -7,7 +7,7 @@
 
 namespace velmo::test {
 
-/// Changes environment variables, and puts them back as they were when it goes.
+/// Changes environment variables and restores them at the end of its scope.
 class Environment {
  public:
   Environment() = default;

@@ -17,7 +17,7 @@
 
 namespace velmo::test {
 
-/// Gives one priority, and counts how often it was asked.
+/// Returns one priority and counts the calls.
 class StubGetter : public JobPropertyGetter {
  public:
   explicit StubGetter(int priority) : m_priority(priority) {}
@@ -36,8 +36,8 @@ class StubGetter : public JobPropertyGetter {
   int m_asked = 0;
 };
 
-/// What tests of a JobManager stand on: a fresh installation, where the first job identifier is J0,
-/// an empty job directory, and a clock of the test's choice that files follow too.
+/// Fixture of JobManager tests: a new installation, whose first job identifier is J0, an empty job
+/// directory, and a moved clock that files follow too.
 class JobManagerTest : public testing::Test {
  protected:
   static constexpr time_t kNow = 1741007469;
@@ -47,7 +47,7 @@ class JobManagerTest : public testing::Test {
     installation.directory.makeDirectory("jobs");
   }
 
-  // Of the user "u" and the name "n", with the priority 7.
+  // A manager with the user "u", the name "n" and the priority 7.
   JobManager manager(unsigned long maxJobs = 10, long maxAge = kMaxAge) {
     return {jobDir, maxJobs, maxAge, "u", "n", &getter};
   }
@@ -78,17 +78,17 @@ class JobManagerTest : public testing::Test {
     return readFile(path(key));
   }
 
-  // The job counter's last number: how many identifiers were drawn.
+  // The last number of the job counter.
   std::string drawn() const {
     return installation.jobCounter();
   }
 
-  // What a new job's file holds.
+  // The contents of a new job file.
   static std::string newFile(const std::string& id) {
     return "id=\"" + id + "\"\nuser=\"u\"\nname=\"n\"\npriority=\"7\"\n";
   }
 
-  // The names of the files looked at from now on.
+  // Records the names of files passed to stat from now on.
   void recordStats() {
     platform().stat.setFake([this](const char* file, struct stat* status) {
       statted.push_back(std::filesystem::path(file).filename().string());
@@ -96,7 +96,7 @@ class JobManagerTest : public testing::Test {
     });
   }
 
-  // The paths removed from now on, those of other units' files included.
+  // Records the paths removed from now on, lock files included.
   void recordUnlinks() {
     platform().unlink.setFake([this](const char* file) {
       unlinked.emplace_back(file);

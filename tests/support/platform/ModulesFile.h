@@ -29,7 +29,7 @@ inline std::string shown(const MachineConfig& machine) {
          std::to_string(machine.getRmiRegistryPort()) + "{" + hosts + "}";
 }
 
-/// A configuration as one text, so that a table row says all of it; empty without machines.
+/// A configuration as one text; empty without machines.
 inline std::string shown(const SystemConfig& config) {
   std::string machines;
   for (const MachineConfig& machine : config.getMachines()) {
@@ -38,7 +38,7 @@ inline std::string shown(const SystemConfig& config) {
   return machines;
 }
 
-/// Puts SystemConfig::s_szModulesXml back as it was when it goes.
+/// Restores SystemConfig::s_szModulesXml at the end of its scope.
 class ModulesXmlKeeper {
  public:
   ModulesXmlKeeper() = default;
@@ -52,10 +52,10 @@ class ModulesXmlKeeper {
   const char* m_before = SystemConfig::s_szModulesXml;
 };
 
-/// What tests stand on that read a modules.xml of their own.
+/// Fixture of tests that write and read a modules.xml.
 class ModulesFileTest : public testing::Test {
  protected:
-  /// What the file with these contents says, as one text.
+  /// Reads a file with these contents; returns the configuration as one text.
   std::string read(const std::string& contents) const {
     return shown(SystemConfig(directory.writeFile("modules.xml", contents)));
   }

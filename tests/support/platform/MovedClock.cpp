@@ -44,7 +44,7 @@ MovedFileTimes::MovedFileTimes(const MovedClock& clock) : m_clock(clock) {
   });
   platform().fclose.setFake([this](FILE* stream) {
     if (isWritable(fileno(stream))) {
-      std::fflush(stream);  // what is written later takes the kernel's time again
+      std::fflush(stream);  // a later write would set the kernel's time again
       futimens(fileno(stream), bothTimes(m_clock.now()).data());
     }
     return platform().fclose.real(stream);

@@ -5,7 +5,7 @@
 
 namespace velmo::test {
 
-/// Answers `time` with a time of the test's choice, until it goes.
+/// Makes `time` return a time that the test chooses, until the object is destroyed.
 class MovedClock {
  public:
   explicit MovedClock(time_t now);
@@ -29,8 +29,8 @@ class MovedClock {
   time_t m_now;
 };
 
-/// Gives files the time of a moved clock instead of the kernel's, until it goes: files that are
-/// touched with `utime`, and files that are written, as they are closed.
+/// Gives files the time of a moved clock instead of the kernel's, until the object is destroyed: at
+/// `utime`, and when a written file is closed.
 class MovedFileTimes {
  public:
   explicit MovedFileTimes(const MovedClock& clock);
@@ -38,7 +38,7 @@ class MovedFileTimes {
   MovedFileTimes(const MovedFileTimes&) = delete;
   MovedFileTimes& operator=(const MovedFileTimes&) = delete;
 
-  /// What `utime` does without times, for a test that answers it itself.
+  /// Does what `utime` does without times, for a test that fakes it.
   int touch(const char* path) const;
 
  private:
@@ -48,7 +48,7 @@ class MovedFileTimes {
 /// Sets a file's access and modification times.
 void setFileTime(const char* path, time_t modified);
 
-/// A file's modification time; fails the test when there is no file.
+/// A file's modification time; fails the test if there is no file.
 time_t fileTime(const char* path);
 
 }  // namespace velmo::test

@@ -12,7 +12,7 @@
 
 namespace velmo::test {
 
-/// A named pipe whose writing end stays open until the object goes.
+/// A named pipe whose writing end stays open until the object is destroyed.
 class NamedPipe {
  public:
   explicit NamedPipe(const std::string& path) : m_path(path) {
@@ -34,7 +34,7 @@ class NamedPipe {
     EXPECT_EQ(static_cast<ssize_t>(text.size()), ::write(m_descriptor, text.data(), text.size()));
   }
 
-  /// Returns when all that was written has been read.
+  /// Waits until everything written has been read.
   void waitUntilRead() const {
     int left = 0;
     do {

@@ -18,9 +18,9 @@
 
 namespace velmo::test {
 
-// What a SystemConfig throws is held against what the parser throws when it is used directly.
+// Compares what a SystemConfig throws with what the parser throws when it is used directly.
 
-/// The text, so many times in a row.
+/// The text, repeated this many times.
 inline std::string repeated(const std::string& text, int times) {
   std::string result;
   for (int i = 0; i < times; ++i) {
@@ -29,7 +29,7 @@ inline std::string repeated(const std::string& text, int times) {
   return result;
 }
 
-/// Class and text of what the call throws; empty when it throws nothing.
+/// Class and text of the exception that the call throws; empty if it throws none.
 inline std::string thrownBy(const std::function<void()>& call) {
   try {
     call();

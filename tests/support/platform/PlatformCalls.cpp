@@ -15,7 +15,7 @@ void PlatformCalls::reset() {
   *this = PlatformCalls();
 }
 
-// Never destroyed: the functions below are called until the process ends.
+// Never destroyed: the process calls the functions below until it ends.
 PlatformCalls& platform() {
   static auto* const calls = new PlatformCalls;
   return *calls;

@@ -16,8 +16,8 @@ namespace velmo::test {
 template <typename Signature>
 class PlatformCall;
 
-/// One platform function that the test program defines itself, so that every call of the library
-/// comes here: answered by the fake if there is one, and by the platform otherwise.
+/// One platform function that the test program interposes. A call of the library reaches the fake
+/// if there is one, and the platform otherwise.
 template <typename Result, typename... Arguments>
 class PlatformCall<Result(Arguments...)> {
  public:
@@ -42,8 +42,8 @@ class PlatformCall<Result(Arguments...)> {
   std::function<Result(Arguments...)> m_fake;
 };
 
-/// The interposed functions. Those with a variable argument list have a fixed form here: syslog
-/// gets the formatted text, open its mode, semctl the value of its fourth argument (0 without one).
+/// The interposed functions. Variable argument lists are fixed here: syslog takes the formatted
+/// text, open its mode, semctl the value of its fourth argument (0 without one).
 struct PlatformCalls {
   PlatformCall<char*(const char*)> getenv{"getenv"};
   PlatformCall<time_t(time_t*)> time{"time"};
@@ -70,17 +70,17 @@ struct PlatformCalls {
   PlatformCall<void(int, const char*)> syslog{"syslog"};
   PlatformCall<void()> closelog{"closelog"};
 
-  /// Not the platform's but the library's own: the job registry calls it as any program could.
+  /// A function of the library: the job registry calls it as a program would.
   PlatformCall<char*()> generateJobID{"generateJobID"};
 
-  /// Takes all fakes away.
+  /// Removes all fakes.
   void reset();
 };
 
 /// The calls of this process.
 PlatformCalls& platform();
 
-/// Begins without fakes, and takes all away when it goes.
+/// Removes all fakes at the beginning and at the end of its scope.
 class FakeScope {
  public:
   FakeScope() {

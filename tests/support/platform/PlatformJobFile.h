@@ -9,12 +9,12 @@
 
 namespace velmo::test {
 
-/// What a job file says, as the platform's own scanf reads it into one character buffer.
+/// The fields of a job file as the platform's scanf reads them into one character buffer.
 class PlatformJobFile {
  public:
   PlatformJobFile() = default;
 
-  /// Reads a whole file, in lines and in pieces of at most 255 characters of longer ones.
+  /// Reads a whole file by lines; longer lines in pieces of at most 255 characters.
   explicit PlatformJobFile(const std::string& contents) {
     for (std::size_t start = 0; start < contents.size();) {
       const std::size_t lineEnd = contents.find('\n', start);

@@ -25,7 +25,7 @@ Limits& limits() {
   return instance;
 }
 
-// Notes the limit and returns the one that is to count.
+// Records the limit and returns the one to use.
 timeval noted(std::optional<long>& limit, const void* value) {
   timeval asked{};
   std::memcpy(&asked, value, sizeof asked);

@@ -5,17 +5,17 @@
 
 namespace velmo::test {
 
-/// The limits that the networking library sets on its sockets in this process. The program defines
-/// `setsockopt` and `epoll_wait` itself, so that they can be seen, and need not be waited out.
+/// The timeouts that the networking library sets on its sockets in this process. The program
+/// interposes `setsockopt` and `epoll_wait`, so tests see the timeouts and need not wait for them.
 
-/// From now on a send or receive limit lasts this long, whatever was asked for.
+/// From now on every send and receive timeout lasts this long.
 void shortenSocketLimits(int milliseconds);
 
-/// From now on no connection comes about: every wait for one is over at once.
+/// From now on every attempt to connect times out at once.
 void stallConnecting();
 
-/// What was asked for so far: "connect 60000 ms, send 60000 ms, receive 60000 ms", each kind once
-/// and in this order, without those that were not. Of several values of a kind the last.
+/// The timeouts set so far: "connect 60000 ms, send 60000 ms, receive 60000 ms". Each kind appears
+/// once, in this order, with its last value; a kind that was not set is left out.
 std::string socketLimitsAsked();
 
 }  // namespace velmo::test

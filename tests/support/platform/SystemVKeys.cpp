@@ -23,7 +23,7 @@ int randomKey() {
   return std::uniform_int_distribution<int>(1, 0x7fffffff)(device);
 }
 
-// Draws keys until `make` succeeds with one: {key, identifier}.
+// Tries random keys until `make` succeeds; returns {key, identifier}.
 template <typename Make>
 std::pair<int, int> makeUnderFreshKey(Make make) {
   for (;;) {
@@ -38,7 +38,7 @@ std::pair<int, int> makeUnderFreshKey(Make make) {
   }
 }
 
-// The platform's own functions: a test may be faking those that the library calls.
+// Calls the platform's function: a test may fake the one that the library calls.
 int setValueOf(int semId, int value) {
   return platform().semctl.real(semId, 0, SETVAL, value);
 }

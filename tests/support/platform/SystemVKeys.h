@@ -6,7 +6,7 @@
 
 namespace velmo::test {
 
-/// A semaphore set under a key that nobody else uses, removed when the object goes.
+/// A semaphore set under a key that nobody else uses, removed when the object is destroyed.
 class TestSemaphore {
  public:
   /// One semaphore of the given value.
@@ -30,7 +30,7 @@ class TestSemaphore {
   int m_id;
 };
 
-/// A shared-memory segment under a key that nobody else uses, removed when the object goes.
+/// A shared-memory segment under a key that nobody else uses, removed when the object is destroyed.
 class TestSegment {
  public:
   explicit TestSegment(std::size_t size);
@@ -44,7 +44,7 @@ class TestSegment {
   int value() const;
   void setValue(int value) const;
 
-  /// How many times the segment is attached, in all processes.
+  /// How many attachments the segment has, in all processes.
   unsigned long attachments() const;
 
  private:
@@ -52,8 +52,8 @@ class TestSegment {
   int m_id;
 };
 
-/// A key under which neither a set nor a segment existed a moment ago. Whatever the test lets be
-/// made under it is removed when the object goes.
+/// A key without a semaphore set and without a segment. What the test creates under it is removed
+/// when the object is destroyed.
 class UnusedKey {
  public:
   UnusedKey();

@@ -10,8 +10,8 @@
 
 namespace velmo::test {
 
-/// What the task file side needs to work: directories, a free semaphore, a task counter at 0, and
-/// the environment that leads there. The configuration is empty.
+/// An installation for submission by file: directories, a free semaphore, a task counter at 0, and
+/// the environment variables that name them. The configuration is empty.
 class TaskInstallation {
  public:
   TaskInstallation();

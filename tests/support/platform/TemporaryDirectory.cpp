@@ -25,7 +25,7 @@ TemporaryDirectory::TemporaryDirectory() {
 }
 
 TemporaryDirectory::~TemporaryDirectory() {
-  // A test may have taken permissions away; only directories stand in the way of a removal.
+  // A test may have removed permissions. A removal needs only those of directories.
   std::error_code ignored;
   fs::permissions(m_path, fs::perms::owner_all, ignored);
   for (auto entry = fs::recursive_directory_iterator(m_path, ignored);

@@ -7,7 +7,7 @@
 
 namespace velmo::test {
 
-/// A fresh directory that goes, with all that is in it, when the object does.
+/// A new directory, removed with its contents when the object is destroyed.
 class TemporaryDirectory {
  public:
   TemporaryDirectory();
@@ -19,12 +19,12 @@ class TemporaryDirectory {
     return m_path;
   }
 
-  /// The path of something in it: `path("a/b")`.
+  /// A path inside it: `path("a/b")`.
   std::string path(const std::string& name) const {
     return m_path / name;
   }
 
-  /// Makes a subdirectory, its parents included, and returns its path.
+  /// Creates a subdirectory and its parents; returns its path.
   std::string makeDirectory(const std::string& name) const;
 
   /// Writes a file and returns its path.
@@ -34,10 +34,10 @@ class TemporaryDirectory {
   std::filesystem::path m_path;
 };
 
-/// Writes a file; fails the test when that does not work.
+/// Writes a file; fails the test if that fails.
 void writeFile(const std::filesystem::path& path, const std::string& contents);
 
-/// The whole contents of a file; fails the test when it cannot be read.
+/// The whole contents of a file; fails the test if it cannot be read.
 std::string readFile(const std::filesystem::path& path);
 
 /// The names in a directory, sorted.
@@ -48,8 +48,8 @@ bool exists(const std::string& path);
 /// How many descriptors this process has open.
 std::size_t openDescriptors();
 
-/// Takes the superuser's power over files from this thread until it goes, so that permissions
-/// count. Without that power in the first place it does nothing.
+/// Makes file permissions apply to this thread even if it runs as root, until the object is
+/// destroyed. Does nothing for other users.
 class UnprivilegedFiles {
  public:
   UnprivilegedFiles();

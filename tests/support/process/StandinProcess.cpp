@@ -28,8 +28,8 @@ constexpr std::chrono::seconds kDeadline{30};
 constexpr int kPauseMilliseconds = 2;
 constexpr const char* kLastVariable = "export SEMAPHORE_VELMO_TASKID='";
 
-// In the child, between fork and exec. It dies with the test program, which may be stopped by a
-// time limit.
+// Runs in the child, between fork and exec. The child dies with the test program, which a time
+// limit may stop.
 [[noreturn]] void become(const std::vector<char*>& arguments, const fs::path& directory,
                          mode_t mask) {
   prctl(PR_SET_PDEATHSIG, SIGTERM);
@@ -45,7 +45,7 @@ constexpr const char* kLastVariable = "export SEMAPHORE_VELMO_TASKID='";
   _exit(99);
 }
 
-// Reads what stands between single quotes; a quote itself is written '\''.
+// Undoes single quotes; a quote in the text is written '\''.
 std::string unquoted(const std::string& text) {
   std::string value = text.substr(1, text.size() - 2);
   for (std::size_t at = 0; (at = value.find("'\\''", at)) != std::string::npos; ++at) {

@@ -16,14 +16,14 @@
 
 namespace velmo::test {
 
-/// Looks again and again until `condition` holds.
-/// @return false when it still does not hold after 30 seconds
+/// Polls until `condition` holds.
+/// @return false if it does not hold within 30 seconds
 bool waitUntil(const std::function<bool()>& condition);
 
 /// The text of a file; empty when it cannot be read.
 std::string textOf(const std::filesystem::path& path);
 
-/// A task file as tests make it by hand: created 2025-03-03 14:05:09, job J12, sub-job 0,
+/// A task file that a test writes: created 2025-03-03 14:05:09, job J12, sub-job 0,
 /// relative 2.
 struct TestTask {
   int priority = 0;
@@ -32,15 +32,15 @@ struct TestTask {
 
   std::string fileName() const;
 
-  /// Its fields as velmo-standin reports them, with the program's name in front.
+  /// Its fields as velmo-standin reports them, behind the program's name.
   std::string description() const;
 
-  /// The line that reports its run in an installation that stays, for example with the outcome
-  /// "exit 0".
+  /// The line that reports its run with an outcome such as "exit 0". The installation is one that
+  /// is not removed at the end.
   std::string ranLine(const std::string& outcome, const std::filesystem::path& home) const;
 };
 
-/// Puts a file into the queue of an installation as callers do: written aside and moved there.
+/// Puts a file into the queue of an installation as callers do: writes it elsewhere and moves it.
 void queueFile(const std::filesystem::path& home, const std::string& name,
                const std::string& contents);
 
@@ -57,17 +57,16 @@ std::vector<std::string> shell(const std::string& script);
 /// The port that a modules.xml names.
 std::uint16_t portIn(const std::filesystem::path& modulesFile);
 
-/// velmo-standin as a process, with its output kept in a directory of its own, which is also its
-/// TMPDIR.
+/// velmo-standin as a process. A temporary directory is its TMPDIR and receives its output.
 ///
 /// The process does not outlive the object: the destructor ends it with SIGTERM, then with SIGKILL.
 /// It does not outlive the test program either.
 class StandinProcess {
  public:
-  /// Starts it with these arguments. Without a "--" among them it serves: the constructor then
-  /// waits until its environment is printed, so that it is ready.
-  /// @param umask  that of the process
-  /// @throws std::runtime_error  with what it wrote, when it ends before that
+  /// Starts it with these arguments. If they contain no "--", it serves, and the constructor waits
+  /// until it has printed its environment and is ready.
+  /// @param umask  umask of the process
+  /// @throws std::runtime_error  with its output, if it ends before that
   explicit StandinProcess(const std::vector<std::string>& arguments = {}, mode_t umask = 022);
 
   StandinProcess(const StandinProcess&) = delete;
@@ -76,7 +75,7 @@ class StandinProcess {
 
   pid_t pid() const;
 
-  /// The TMPDIR of the process, in which it makes a temporary installation.
+  /// The TMPDIR of the process, where it creates its temporary installation.
   const std::filesystem::path& temporaryDirectory() const;
 
   /// The variables it printed.
@@ -88,10 +87,10 @@ class StandinProcess {
   /// The port it listens on, as its modules.xml says.
   std::uint16_t port() const;
 
-  /// Sets the variables it printed in this process, until the object goes.
+  /// Sets the variables it printed in this process, until the object is destroyed.
   void applyEnvironment();
 
-  /// What it wrote to standard output and standard error so far.
+  /// Its standard output and standard error so far.
   std::string output() const;
   std::string errors() const;
 

@@ -22,7 +22,7 @@ class PeerConnection : public Connection {
   /// Reads frames up to and with the first final one.
   std::vector<WebSocketFrame> readMessage();
 
-  /// Reads the message with which the client goes, answers with a close frame and reads to the end.
+  /// Reads the client's last message, answers with a close frame and reads to the end.
   void closeInOrder();
 };
 

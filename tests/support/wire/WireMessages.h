@@ -2,20 +2,16 @@
 #define VELMO_TEST_WIREMESSAGES_H
 
 #include <cstddef>
-#include <cstdint>
 #include <string>
 
 namespace velmo::test {
 
-/// The service messages as bytes, put together by hand: no generated code, no library.
+/// The messages of the service as bytes, encoded here without generated code or library.
 
 /// A field with a length: its key, the length, the bytes.
 std::string textField(unsigned number, const std::string& bytes);
 
-/// A field with a number in it; a negative one takes ten bytes.
-std::string numberField(unsigned number, std::int64_t value);
-
-/// What a request says, in the order of its fields.
+/// The fields of a request, in their order.
 struct WireRequest {
   std::string priorityType;
   std::string command;
