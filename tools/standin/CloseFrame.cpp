@@ -6,21 +6,21 @@
 
 #include "Utf8.h"
 
-namespace standin {
+namespace velmo::standin {
 
 namespace {
 
 constexpr std::size_t kCodeSize = 2;
 
-// Of the 125 bytes that a control frame may carry, the code takes two.
+// A control frame carries at most 125 bytes, and two of them are the code.
 constexpr std::size_t kReasonLimit = 123;
 
 int codeFrom(const std::string& payload) {
   return static_cast<unsigned char>(payload[0]) << 8 | static_cast<unsigned char>(payload[1]);
 }
 
-// 1004 has no meaning; 1005, 1006 and 1015 are for programs to tell what no frame has said. From
-// 3000 on the codes belong to libraries and applications.
+// 1004 has no meaning. Programs use 1005, 1006 and 1015 to report an end without a close frame; no
+// frame carries them. Libraries and applications define the codes from 3000 on.
 bool maySend(int code) {
   const bool isDefined = code >= 1000 && code <= 1014 && (code < 1004 || code > 1006);
   return isDefined || (code >= 3000 && code <= 4999);
@@ -51,4 +51,4 @@ std::string closeAnswer(const std::string& payload) {
   return payload;
 }
 
-}  // namespace standin
+}  // namespace velmo::standin

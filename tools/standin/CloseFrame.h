@@ -4,20 +4,20 @@
 #include <string>
 #include <string_view>
 
-#include "TaskRequest.h"
+#include "Refusal.h"
 
-namespace standin {
+namespace velmo::standin {
 
-/// The payload of a close frame: the code, and as much of the reason as a control frame can carry,
-/// cut at a character.
+/// The payload of a close frame: the code and the reason. If the reason does not fit into a control
+/// frame, it is cut after the last whole character that fits.
 std::string closePayload(CloseCode code, std::string_view reason);
 
-/// The payload that answers a client's close frame: the same code and reason, or the code 1000 when
+/// The payload that answers a client's close frame: the same code and reason, or the code 1000 if
 /// the client gave none.
-/// @throws Refusal  with the code 1002, when the client's payload is malformed: one byte, a code
-///                  that must not be sent, or a reason that is not UTF-8
+/// @throws Refusal  with the code 1002, if the client's payload is malformed: one byte, a code that
+///                  must not be sent, or a reason that is not UTF-8
 std::string closeAnswer(const std::string& payload);
 
-}  // namespace standin
+}  // namespace velmo::standin
 
 #endif

@@ -6,7 +6,7 @@
 
 using namespace std::string_literals;
 
-namespace standin {
+namespace velmo::standin {
 namespace {
 
 std::string withCode(int code, const std::string& reason) {
@@ -57,4 +57,4 @@ TEST(CloseFrameTest, MalformedCloseIsRefused) {
 }
 
 }  // namespace
-}  // namespace standin
+}  // namespace velmo::standin

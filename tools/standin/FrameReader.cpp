@@ -1,26 +1,19 @@
 #include "FrameReader.h"
 
-#include <fmt/format.h>
-
 #include <cstddef>
 #include <cstdint>
 
-#include "MessageAssembler.h"
-#include "TaskRequest.h"
-
-namespace standin {
+namespace velmo::standin {
 
 namespace {
 
 constexpr std::size_t kShortHeader = 2;
 constexpr std::size_t kMaskSize = 4;
-constexpr int kFinal = 0x80;
-constexpr int kReserved = 0x70;
-constexpr int kControl = 0x08;
+
+// The second byte: whether there is a mask, and the length. The two lengths above kLongestShort say
+// that the length is in the next two or eight bytes.
 constexpr int kMasked = 0x80;
 constexpr int kLength = 0x7f;
-
-// Up to this length the second byte is the length; the two values above it announce longer fields.
 constexpr int kLongestShort = 125;
 constexpr int kTwoByteLength = 126;
 
@@ -44,10 +37,10 @@ std::uint64_t bigEndian(std::string_view bytes) {
 }
 
 void checkControlFrame(int flags, int length) {
-  if ((flags & kReserved) != 0) {
-    throw Refusal(CloseCode::kProtocolError, fmt::format("a frame with the flags {}", flags));
+  if ((flags & kReservedBits) != 0) {
+    throw unexpectedFlags(flags);
   }
-  if ((flags & kFinal) == 0) {
+  if ((flags & kFinalFrame) == 0) {
     throw Refusal(CloseCode::kProtocolError, "a fragmented control frame");
   }
   if (length > kLongestShort) {
@@ -59,9 +52,41 @@ void checkStart(int flags, int second) {
   if ((second & kMasked) == 0) {
     throw Refusal(CloseCode::kProtocolError, "a frame without a mask");
   }
-  if ((flags & kControl) != 0) {
+  if (opcodeOf(flags) >= kClose) {
     checkControlFrame(flags, second & kLength);
   }
+}
+
+struct Header {
+  int flags = 0;
+  std::size_t size = 0;  ///< where the payload begins
+  std::size_t payloadSize = 0;
+  std::string_view mask;
+};
+
+// @return nothing until the header is complete
+std::optional<Header> headerOf(std::string_view bytes) {
+  if (bytes.size() < kShortHeader) {
+    return std::nullopt;
+  }
+  const int flags = byteAt(bytes, 0);
+  const int second = byteAt(bytes, 1);
+  checkStart(flags, second);
+  const std::size_t fieldSize = lengthFieldSize(second & kLength);
+  const std::size_t maskAt = kShortHeader + fieldSize;
+  if (bytes.size() < maskAt) {
+    return std::nullopt;
+  }
+  const std::uint64_t length = fieldSize == 0 ? static_cast<std::uint64_t>(second & kLength)
+                                              : bigEndian(bytes.substr(kShortHeader, fieldSize));
+  if (length > kLongestMessage) {
+    throw tooLong();
+  }
+  if (bytes.size() < maskAt + kMaskSize) {
+    return std::nullopt;
+  }
+  return Header{flags, maskAt + kMaskSize, static_cast<std::size_t>(length),
+                bytes.substr(maskAt, kMaskSize)};
 }
 
 std::string unmasked(std::string_view payload, std::string_view mask) {
@@ -80,31 +105,13 @@ void FrameReader::add(std::string_view bytes) {
 
 std::optional<Frame> FrameReader::next() {
   const std::string_view bytes = m_bytes;
-  if (bytes.size() < kShortHeader) {
+  const std::optional<Header> header = headerOf(bytes);
+  if (!header || bytes.size() - header->size < header->payloadSize) {
     return std::nullopt;
   }
-  const int flags = byteAt(bytes, 0);
-  checkStart(flags, byteAt(bytes, 1));
-  const int shortLength = byteAt(bytes, 1) & kLength;
-  const std::size_t maskAt = kShortHeader + lengthFieldSize(shortLength);
-  if (bytes.size() < maskAt) {
-    return std::nullopt;
-  }
-  const std::uint64_t length = maskAt == kShortHeader
-                                   ? static_cast<std::uint64_t>(shortLength)
-                                   : bigEndian(bytes.substr(kShortHeader, maskAt - kShortHeader));
-  if (length > MessageAssembler::kLimit) {
-    throw Refusal(CloseCode::kTooBig,
-                  fmt::format("longer than {} bytes", MessageAssembler::kLimit));
-  }
-  const std::size_t payloadAt = maskAt + kMaskSize;
-  const std::size_t end = payloadAt + static_cast<std::size_t>(length);
-  if (bytes.size() < end) {
-    return std::nullopt;
-  }
-  Frame frame{flags,
-              unmasked(bytes.substr(payloadAt, end - payloadAt), bytes.substr(maskAt, kMaskSize))};
-  m_bytes.erase(0, end);
+  Frame frame{header->flags,
+              unmasked(bytes.substr(header->size, header->payloadSize), header->mask)};
+  m_bytes.erase(0, header->size + header->payloadSize);
   return frame;
 }
 
@@ -112,4 +119,4 @@ bool FrameReader::isEmpty() const {
   return m_bytes.empty();
 }
 
-}  // namespace standin
+}  // namespace velmo::standin

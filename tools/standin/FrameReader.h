@@ -5,37 +5,33 @@
 #include <string>
 #include <string_view>
 
-namespace standin {
+#include "Frame.h"
 
-/// A frame as a client sent it, its mask removed.
-struct Frame {
-  int flags = 0;  ///< first byte: the final bit, the reserved bits, the opcode
-  std::string payload;
-};
+namespace velmo::standin {
 
-/// Takes the frames of a client out of the bytes of its connection, however these are cut.
+/// Splits the bytes that a client sends into frames, wherever the bytes are cut.
 ///
-/// Poco's receiveFrame() does not fit: it reports neither a missing mask nor whether a frame
-/// without flags and payload, which is legal, or the end of the connection has come.
+/// Poco's receiveFrame() is not used: it does not report a missing mask, and it returns the same
+/// for an empty frame without flags, which is legal, as for the end of the connection.
 class FrameReader {
  public:
-  /// Adds the bytes that have come next.
+  /// Adds the bytes that were received next.
   void add(std::string_view bytes);
 
-  /// Takes the next frame out of the bytes.
-  /// @return nothing while the frame is not complete
-  /// @throws Refusal  when it is not masked, carries more than MessageAssembler::kLimit bytes, or
-  ///                  is a control frame that is fragmented, longer than 125 bytes, or has reserved
-  ///                  bits set; as soon as the frame's first bytes show it
+  /// Removes the next frame from the bytes.
+  /// @return nothing until the frame is complete
+  /// @throws Refusal  as soon as the first bytes show that the frame is not masked, is longer than
+  ///                  kLongestMessage, or is a control frame that is fragmented, longer than 125
+  ///                  bytes, or has reserved bits set
   std::optional<Frame> next();
 
-  /// Whether no byte is left that next() has not returned.
+  /// Whether next() has returned all the bytes that were added.
   bool isEmpty() const;
 
  private:
   std::string m_bytes;
 };
 
-}  // namespace standin
+}  // namespace velmo::standin
 
 #endif

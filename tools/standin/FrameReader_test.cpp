@@ -4,12 +4,9 @@
 
 #include <string>
 
-#include "MessageAssembler.h"
-#include "TaskRequest.h"
-
 using namespace std::string_literals;
 
-namespace standin {
+namespace velmo::standin {
 namespace {
 
 const std::string kMask = "\x01\x02\x03\x04";
@@ -29,7 +26,7 @@ void expectRefused(const std::string& bytes, CloseCode code, const char* why) {
   }
 }
 
-TEST(FrameReaderTest, FrameIsCompleteWithItsLastByteHoweverItsBytesAreCut) {
+TEST(FrameReaderTest, FrameIsCompleteWithItsLastByteWhereverItsBytesAreCut) {
   const std::string bytes = "\x82\x83" + kMask + kMasked;
   FrameReader reader;
   for (const char byte : bytes) {
@@ -44,7 +41,7 @@ TEST(FrameReaderTest, FrameIsCompleteWithItsLastByteHoweverItsBytesAreCut) {
   EXPECT_TRUE(reader.isEmpty());
 }
 
-TEST(FrameReaderTest, FramesThatComeTogetherAreTakenInOrder) {
+TEST(FrameReaderTest, FramesThatArriveTogetherAreReturnedInOrder) {
   FrameReader reader;
   reader.add("\x02\x83" + kMask + kMasked + "\x80\x81" + kMask + "\x01");
   EXPECT_EQ("abc", reader.next()->payload);
@@ -66,8 +63,8 @@ TEST(FrameReaderTest, LongerLengthsAreReadFromTwoOrEightBytes) {
   reader.add("\x82\xfe\x01\x00"s + "\0\0\0\0"s + std::string(256, 'x'));
   EXPECT_EQ(std::string(256, 'x'), reader.next()->payload);
   reader.add("\x82\xff\0\0\0\0\0\x10\0\0"s + "\0\0\0\0"s);
-  reader.add(std::string(MessageAssembler::kLimit, 'y'));
-  EXPECT_EQ(MessageAssembler::kLimit, reader.next()->payload.size());
+  reader.add(std::string(kLongestMessage, 'y'));
+  EXPECT_EQ(kLongestMessage, reader.next()->payload.size());
 }
 
 TEST(FrameReaderTest, FrameWithoutAMaskIsRefusedFromItsFirstTwoBytes) {
@@ -88,4 +85,4 @@ TEST(FrameReaderTest, ControlFrameIsShortAndWholeAndHasNoReservedBits) {
 }
 
 }  // namespace
-}  // namespace standin
+}  // namespace velmo::standin

@@ -14,19 +14,25 @@
 #include <system_error>
 #include <utility>
 
+#include "PrivateFile.h"
 #include "Report.h"
+#include "SystemError.h"
 
 namespace fs = std::filesystem;
 
-namespace standin {
+namespace velmo::standin {
+
+using tools::createPrivateFile;
+using tools::FileDescriptor;
+using tools::systemError;
+using tools::Variables;
 
 namespace {
 
 constexpr mode_t kPrivateDirectory = 0700;
-constexpr mode_t kPrivateFile = 0600;
 
 constexpr std::string_view kHomePriorities =
-    "# Priority classes. The smaller number is run first.\n"
+    "# Priority classes. The smallest number runs first.\n"
     "Urgent = 50\n"
     "Interactive = 200\n"
     "Normal = 500\n"
@@ -39,15 +45,15 @@ constexpr std::string_view kHomePriorities =
     "RELATIVE_PRIORITY_STAT_STUDY = -30\n";
 
 constexpr std::string_view kConfPriorities =
-    "# Read after the file of the same name in VELMO_HOME; counts for a name that both know.\n"
+    "# Read after the file of the same name in VELMO_HOME, and replaces its entries.\n"
     "Nightly = 900\n";
 
 constexpr std::string_view kServerId =
-    "# Stands before every job identifier: standin-J0, standin-J1 and so on.\n"
+    "# Every job identifier begins with it: standin-J0, standin-J1 and so on.\n"
     "SELF_SERVER_ID = standin\n";
 
-// The mode is set once more after the making, where the umask cannot take away from it. The umask
-// itself stays alone: the programs started here inherit it.
+// Sets the mode again after mkdir, because the umask may have taken bits from it. The umask is not
+// changed: the programs started here inherit it.
 void makePrivate(const fs::path& directory) {
   if (chmod(directory.c_str(), kPrivateDirectory) != 0) {
     throw systemError("cannot make " + directory.string() + " private");
@@ -79,7 +85,7 @@ fs::path makeTemporaryDirectory() {
 fs::path makeHome(const fs::path& home) {
   fs::path path = fs::absolute(home).lexically_normal();
   if (!path.has_filename()) {
-    path = path.parent_path();  // ended by a slash
+    path = path.parent_path();  // it ended with a slash
   }
   std::error_code error;
   fs::create_directories(path.parent_path(), error);
@@ -90,8 +96,8 @@ fs::path makeHome(const fs::path& home) {
   return fs::canonical(path);
 }
 
-// Two that serve one queue would run its tasks twice. The lock goes with the process, however that
-// ends. A file system that knows no such locks is no reason to refuse.
+// Two processes that serve one queue would run its tasks twice. The kernel releases the lock when
+// the process ends. On a file system without such locks the directory is used unlocked.
 FileDescriptor lockDirectory(const fs::path& directory) {
   FileDescriptor lock(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!lock.isOpen()) {
@@ -104,24 +110,6 @@ FileDescriptor lockDirectory(const fs::path& directory) {
 }
 
 }  // namespace
-
-bool makePrivateFile(const fs::path& path, std::string_view text) {
-  const FileDescriptor file(
-      open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kPrivateFile));
-  if (!file.isOpen()) {
-    if (errno == EEXIST) {
-      return false;
-    }
-    throw systemError("cannot make the file " + path.string());
-  }
-  if (fchmod(file.get(), kPrivateFile) != 0 ||
-      write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-    const std::system_error failure = systemError("cannot write " + path.string());
-    unlink(path.c_str());  // the next run would keep it, cut as it is
-    throw failure;
-  }
-  return true;
-}
 
 DirectoryRemover::DirectoryRemover(fs::path directory) : m_directory(std::move(directory)) {}
 
@@ -145,9 +133,9 @@ Installation::Installation(const fs::path& home, bool keep)
        {"conf", "home", "var", "var/taskqueue", "var/log", "tmp", "data", "data/velmo", "lock"}) {
     ensureDirectory(m_directory / name);
   }
-  makePrivateFile(m_directory / "home/priorities.cfg", kHomePriorities);
-  makePrivateFile(m_directory / "conf/priorities.cfg", kConfPriorities);
-  makePrivateFile(m_directory / "conf/serverid.cfg", kServerId);
+  createPrivateFile(m_directory / "home/priorities.cfg", kHomePriorities);
+  createPrivateFile(m_directory / "conf/priorities.cfg", kConfPriorities);
+  createPrivateFile(m_directory / "conf/serverid.cfg", kServerId);
 }
 
 const fs::path& Installation::directory() const {
@@ -176,4 +164,4 @@ Variables Installation::variables() const {
           {"DATA", m_directory / "data"}, {"LOCK_VAR", m_directory / "lock"}};
 }
 
-}  // namespace standin
+}  // namespace velmo::standin

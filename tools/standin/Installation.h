@@ -2,20 +2,14 @@
 #define VELMO_STANDIN_INSTALLATION_H
 
 #include <filesystem>
-#include <string_view>
 
-#include "Environment.h"
 #include "FileDescriptor.h"
+#include "Variables.h"
 
-namespace standin {
+namespace velmo::standin {
 
-/// Makes a file with this text that belongs to the user alone, whatever the umask.
-/// @return false, with nothing changed, when there is something of that name
-/// @throws std::system_error  naming the file; nothing of it stays
-bool makePrivateFile(const std::filesystem::path& path, std::string_view text);
-
-/// Removes a directory and all it holds when it goes out of scope; an empty path: nothing. What
-/// cannot be removed is reported.
+/// Removes a directory and its contents when it goes out of scope; an empty path: nothing. A
+/// failure is reported.
 class DirectoryRemover {
  public:
   explicit DirectoryRemover(std::filesystem::path directory);
@@ -36,37 +30,37 @@ class DirectoryRemover {
 ///   data/velmo/                              DATA
 ///   lock/                                    LOCK_VAR
 ///
-/// What is made here is private to the user, whatever the umask. What exists is kept as it is. One
-/// installation at a time serves a directory.
+/// Only the user can read and write what is created, whatever the umask. Existing files and
+/// directories are left as they are. A directory is used by one installation at a time.
 class Installation {
  public:
-  /// Makes what is missing in `home`, or in a fresh directory under TMPDIR (unset: /tmp) when
-  /// `home` is empty. Only a fresh directory is removed at the end, and only without `keep`.
-  /// @throws std::exception  naming what could not be made; a fresh directory is removed then
+  /// Creates what is missing in `home`, or in a fresh directory under TMPDIR (unset: /tmp) if
+  /// `home` is empty. A fresh directory is removed with the object, unless `keep` is set.
+  /// @throws std::exception  naming what could not be created; a fresh directory is then removed
   Installation(const std::filesystem::path& home, bool keep);
 
   /// The installation's directory, absolute.
   const std::filesystem::path& directory() const;
 
-  /// Whether the directory stays when the object goes.
+  /// Whether the directory stays after this object.
   bool isKept() const;
 
   std::filesystem::path queueDirectory() const;
   std::filesystem::path logDirectory() const;
 
-  /// Where the file that names a service stands, when there is one. It is not made here.
+  /// Path of the file that names a service. It is not created here.
   std::filesystem::path modulesFile() const;
 
-  /// The variables that lead a program to this installation, those of the task counter excepted.
-  Variables variables() const;
+  /// The variables with which a program finds this installation, without those of the task counter.
+  tools::Variables variables() const;
 
  private:
   std::filesystem::path m_directory;
   bool m_isKept;
   DirectoryRemover m_remover;
-  FileDescriptor m_lock;
+  tools::FileDescriptor m_lock;
 };
 
-}  // namespace standin
+}  // namespace velmo::standin
 
 #endif

@@ -14,7 +14,7 @@
 
 namespace fs = std::filesystem;
 
-namespace standin {
+namespace velmo::standin {
 namespace {
 
 using velmo::test::readFile;
@@ -47,7 +47,7 @@ class InstallationTest : public testing::Test {
   TemporaryDirectory m_directory;
 };
 
-TEST_F(InstallationTest, HasAllDirectoriesAndFilesPrivateWhateverTheUmask) {
+TEST_F(InstallationTest, AllDirectoriesAndFilesExistAndArePrivateWhateverTheUmask) {
   for (const mode_t mask : {0U, 0777U}) {
     const mode_t before = umask(mask);
     const Installation installation({}, false);
@@ -63,19 +63,19 @@ TEST_F(InstallationTest, HasAllDirectoriesAndFilesPrivateWhateverTheUmask) {
   }
 }
 
-TEST_F(InstallationTest, VariablesLeadToItsDirectories) {
+TEST_F(InstallationTest, VariablesNameItsDirectories) {
   const Installation installation({}, false);
   const fs::path& top = installation.directory();
-  EXPECT_EQ((Variables{{"CONF", top / "conf"},
-                       {"VELMO_HOME", top / "home"},
-                       {"VAR", top / "var"},
-                       {"TMP", top / "tmp"},
-                       {"DATA", top / "data"},
-                       {"LOCK_VAR", top / "lock"}}),
+  EXPECT_EQ((tools::Variables{{"CONF", top / "conf"},
+                              {"VELMO_HOME", top / "home"},
+                              {"VAR", top / "var"},
+                              {"TMP", top / "tmp"},
+                              {"DATA", top / "data"},
+                              {"LOCK_VAR", top / "lock"}}),
             installation.variables());
 }
 
-TEST_F(InstallationTest, FreshDirectoryLiesInTmpdirAndGoesWithTheObject) {
+TEST_F(InstallationTest, FreshDirectoryIsInTmpdirAndIsRemovedWithTheObject) {
   fs::path directory;
   {
     const Installation installation({}, false);
@@ -87,14 +87,14 @@ TEST_F(InstallationTest, FreshDirectoryLiesInTmpdirAndGoesWithTheObject) {
   EXPECT_FALSE(fs::exists(directory));
 }
 
-TEST_F(InstallationTest, FreshDirectoryStaysWhenItIsToBeKept) {
+TEST_F(InstallationTest, FreshDirectoryStaysIfItIsToBeKept) {
   const Installation installation({}, true);
   EXPECT_TRUE(installation.isKept());
   const fs::path directory = Installation({}, true).directory();
   EXPECT_TRUE(fs::exists(directory / "conf/serverid.cfg"));
 }
 
-TEST_F(InstallationTest, GivenDirectoryIsMadeWithItsParentsAndStays) {
+TEST_F(InstallationTest, GivenDirectoryIsCreatedWithItsParentsAndStays) {
   const fs::path deep = m_directory.path() / "a/b/c";
   EXPECT_TRUE(Installation(deep, false).isKept());
   EXPECT_TRUE(fs::exists(deep / "var/taskqueue"));
@@ -108,7 +108,7 @@ TEST_F(InstallationTest, GivenRelativeDirectoryBecomesAbsolute) {
   EXPECT_EQ(fs::canonical(m_directory.path()) / "rel", installation.directory());
 }
 
-TEST_F(InstallationTest, WhatExistsIsKeptAndWhatIsMissingIsMade) {
+TEST_F(InstallationTest, ExistingFilesAreKeptAndMissingOnesAreCreated) {
   { const Installation installation(home(), false); }
   writeFile(home() / "conf/serverid.cfg", "SELF_SERVER_ID = mine\n");
   writeFile(home() / "data/velmo/jobid", "41");
@@ -137,7 +137,7 @@ TEST_F(InstallationTest, FileInTheWayOfADirectoryIsNamed) {
   }
 }
 
-TEST_F(InstallationTest, DirectoryInUseIsRefusedUntilItsUserEnds) {
+TEST_F(InstallationTest, DirectoryInUseIsRefusedUntilTheFirstInstallationEnds) {
   auto first = std::make_unique<Installation>(home(), false);
   try {
     const Installation second(home(), false);
@@ -150,4 +150,4 @@ TEST_F(InstallationTest, DirectoryInUseIsRefusedUntilItsUserEnds) {
 }
 
 }  // namespace
-}  // namespace standin
+}  // namespace velmo::standin

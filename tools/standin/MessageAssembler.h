@@ -1,27 +1,23 @@
 #ifndef VELMO_STANDIN_MESSAGEASSEMBLER_H
 #define VELMO_STANDIN_MESSAGEASSEMBLER_H
 
-#include <cstddef>
 #include <optional>
 #include <string>
-#include <string_view>
 
-namespace standin {
+#include "Frame.h"
 
-/// Puts binary messages together from their frames: one frame with the opcode 2, then any number
-/// with the opcode 0, the last of them with the final bit.
+namespace velmo::standin {
+
+/// Assembles binary messages from their frames: one frame with the opcode kBinary, then any number
+/// with kContinuation. The last frame has the final bit.
 class MessageAssembler {
  public:
-  /// The most bytes that one message may have; no request comes near it.
-  static constexpr std::size_t kLimit = 1048576;
+  /// Adds a frame that is not a control frame.
+  /// @return the message, if this frame ends it
+  /// @throws Refusal  if the frame may not come here, or the message is longer than kLongestMessage
+  std::optional<std::string> add(const Frame& frame);
 
-  /// Adds a frame that is no control frame.
-  /// @param flags  first byte of the frame: the final bit and the opcode
-  /// @return the message, when this frame ends it
-  /// @throws Refusal  when the frame does not belong here, or the message grows beyond the limit
-  std::optional<std::string> add(int flags, std::string_view payload);
-
-  /// Whether the first frame of a message has come and the last has not.
+  /// Whether the first frame of a message was added and the last was not.
   bool isBegun() const;
 
  private:
@@ -29,6 +25,6 @@ class MessageAssembler {
   std::string m_message;
 };
 
-}  // namespace standin
+}  // namespace velmo::standin
 
 #endif

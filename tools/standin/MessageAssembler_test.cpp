@@ -4,45 +4,40 @@
 
 #include <string>
 
-#include "TaskRequest.h"
-
-namespace standin {
+namespace velmo::standin {
 namespace {
 
-constexpr int kFinal = 0x80;
-constexpr int kContinuation = 0;
-constexpr int kLastContinuation = kFinal;
-constexpr int kBinary = 2;
+constexpr int kLastContinuation = kFinalFrame | kContinuation;
 
 TEST(MessageAssemblerTest, FinalBinaryFrameIsAWholeMessageAlsoWhenEmpty) {
   MessageAssembler assembler;
-  EXPECT_EQ("one", assembler.add(kFinal | kBinary, "one"));
-  EXPECT_EQ("", assembler.add(kFinal | kBinary, ""));
+  EXPECT_EQ("one", assembler.add({kFinalFrame | kBinary, "one"}));
+  EXPECT_EQ("", assembler.add({kFinalFrame | kBinary, ""}));
   EXPECT_FALSE(assembler.isBegun());
 }
 
-TEST(MessageAssemblerTest, ContinuationsAreAppendedUpToTheFinalOneAndThenForgotten) {
+TEST(MessageAssemblerTest, ContinuationsAreAppendedUpToTheFinalOne) {
   MessageAssembler assembler;
   for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(std::nullopt, assembler.add(kBinary, "a"));
+    EXPECT_EQ(std::nullopt, assembler.add({kBinary, "a"}));
     EXPECT_TRUE(assembler.isBegun());
-    EXPECT_EQ(std::nullopt, assembler.add(kContinuation, ""));
-    EXPECT_EQ(std::nullopt, assembler.add(kContinuation, "b"));
-    EXPECT_EQ("abc", assembler.add(kLastContinuation, "c"));
+    EXPECT_EQ(std::nullopt, assembler.add({kContinuation, ""}));
+    EXPECT_EQ(std::nullopt, assembler.add({kContinuation, "b"}));
+    EXPECT_EQ("abc", assembler.add({kLastContinuation, "c"}));
     EXPECT_FALSE(assembler.isBegun());
   }
 }
 
 TEST(MessageAssemblerTest, MessageMayReachTheLimitButNotExceedIt) {
-  const std::string half(MessageAssembler::kLimit / 2, 'x');
+  const std::string half(kLongestMessage / 2, 'x');
   MessageAssembler assembler;
-  assembler.add(kBinary, half);
-  EXPECT_EQ(half + half, assembler.add(kLastContinuation, half));
+  assembler.add({kBinary, half});
+  EXPECT_EQ(half + half, assembler.add({kLastContinuation, half}));
 
-  assembler.add(kBinary, half);
-  assembler.add(kContinuation, half);
+  assembler.add({kBinary, half});
+  assembler.add({kContinuation, half});
   try {
-    assembler.add(kLastContinuation, "x");
+    assembler.add({kLastContinuation, "x"});
     FAIL() << "taken";
   } catch (const Refusal& refusal) {
     EXPECT_EQ(CloseCode::kTooBig, refusal.code());
@@ -50,7 +45,7 @@ TEST(MessageAssemblerTest, MessageMayReachTheLimitButNotExceedIt) {
   }
 }
 
-TEST(MessageAssemblerTest, FrameThatDoesNotBelongIsRefused) {
+TEST(MessageAssemblerTest, FrameThatMayNotComeHereIsRefused) {
   struct Row {
     const char* why;
     int flags;
@@ -68,10 +63,10 @@ TEST(MessageAssemblerTest, FrameThatDoesNotBelongIsRefused) {
   for (const Row& row : rows) {
     MessageAssembler assembler;
     if (row.begun) {
-      assembler.add(kBinary, "x");
+      assembler.add({kBinary, "x"});
     }
     try {
-      assembler.add(row.flags, "x");
+      assembler.add({row.flags, "x"});
       ADD_FAILURE() << "taken: " << row.why;
     } catch (const Refusal& refusal) {
       EXPECT_EQ(row.code, refusal.code()) << row.why;
@@ -81,4 +76,4 @@ TEST(MessageAssemblerTest, FrameThatDoesNotBelongIsRefused) {
 }
 
 }  // namespace
-}  // namespace standin
+}  // namespace velmo::standin

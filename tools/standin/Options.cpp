@@ -7,10 +7,10 @@
 #include <system_error>
 #include <utility>
 
-#include "Environment.h"
 #include "Report.h"
+#include "ShellWord.h"
 
-namespace standin {
+namespace velmo::standin {
 
 namespace {
 
@@ -19,45 +19,45 @@ constexpr int kUsageError = 2;
 constexpr const char* kHelp =
     R"(Usage: velmo-standin [OPTION...] [-- COMMAND [ARG...]]
 
-Stands in for the velmo daemon for the time of one COMMAND: makes a private
-installation, runs COMMAND in its environment, runs the sh tasks submitted
-meanwhile and reports each on standard error. Then it finishes the queue, removes
-what it made and ends with the exit status of COMMAND.
+Takes the place of the velmo daemon while COMMAND runs: creates a private
+installation, runs COMMAND in its environment, runs the sh tasks that are submitted
+and reports each on standard error. When COMMAND has ended, it finishes the queue,
+removes the installation and exits with the exit status of COMMAND.
 
-  --home DIR      make the installation in DIR and leave it there
-  --keep          leave the temporary directory that is used without --home
+  --home DIR      create the installation in DIR and keep it
+  --keep          keep the temporary directory that is used without --home
   --no-run        run no tasks: their files stay in the queue
-  --show-output   print what each task has written, after its report
-  --fail-on-task  end with 123 when COMMAND succeeded and a task failed
-  --port N        take tasks by message too, on port N of 127.0.0.1; 0: any free one
+  --show-output   print the output of each task after its report
+  --fail-on-task  exit with 123 if COMMAND succeeded and a task failed
+  --port N        accept tasks by message too, on port N of 127.0.0.1; 0: any free port
   -h, --help      print this text
   --version       print the version
 
 Without COMMAND it prints the environment as lines for a shell, closes standard
-output and serves until SIGINT, SIGTERM, SIGHUP or SIGQUIT. With COMMAND it
-passes these on and waits for COMMAND. A second signal ends everything at once,
-with what is left in the queue not run.
+output and serves until SIGINT, SIGTERM, SIGHUP or SIGQUIT. With COMMAND it passes
+these signals on and waits for COMMAND. A second signal ends everything at once;
+the rest of the queue is not run.
 
 Environment of COMMAND and of the tasks:
   CONF, VELMO_HOME, VAR, TMP, DATA, LOCK_VAR         directories, see Files
   SHARED_VELMO_TASKID, SEMAPHORE_VELMO_TASKID        keys of the task counter
   VELMO_MODULES_XML                                  conf/modules.xml, with --port
-  TMPDIR is read: place of the temporary directory, /tmp if unset.
+  TMPDIR is read: parent of the temporary directory, /tmp if unset.
 
-Files in DIR (what exists is kept, so they can be edited for the next run):
+Files in DIR (existing files are kept, so edit them for the next run):
   conf/priorities.cfg, conf/serverid.cfg             CONF
-  conf/modules.xml   with --port: names the port; made anew, removed at the end
+  conf/modules.xml   with --port: names the port; replaced at start, removed at end
   home/priorities.cfg                                VELMO_HOME
   var/taskqueue/NAME, var/log/NAME.log               VAR: tasks, their output
   tmp/, data/velmo/jobid, lock/                      TMP, DATA, LOCK_VAR
 
-Tasks are run one at a time in the order of their names, by /bin/sh in DIR.
+Tasks run one at a time in the order of their names, by /bin/sh in DIR.
 
 Exit status:
-  that of COMMAND, or 128+N if signal N ended it; without COMMAND 0
+  that of COMMAND, or 128+N if signal N ended it; 0 without COMMAND
   2      wrong usage
   123    a task failed, with --fail-on-task
-  125    the installation could not be made or served
+  125    the installation could not be created or served
   126    COMMAND could not be executed
   127    COMMAND was not found
   128+N  a second signal, N, ended everything
@@ -67,7 +67,7 @@ bool isSeparator(const std::string& argument) {
   return argument == "--";
 }
 
-// The arguments before the separator. Without a separator they are all there is.
+// The arguments before the separator; all arguments if there is no separator.
 struct OwnArguments {
   std::vector<std::string> texts;
   bool areSeparated = false;
@@ -80,7 +80,7 @@ bool isOption(const std::string& argument) {
 std::string joined(const std::vector<std::string>& arguments) {
   std::string line;
   for (const std::string& argument : arguments) {
-    line += " " + shellWord(argument);
+    line += " " + tools::shellWord(argument);
   }
   return line;
 }
@@ -101,22 +101,22 @@ std::optional<std::uint16_t> portFrom(const std::string& text) {
   return error == std::errc() && stop == end ? std::optional<std::uint16_t>(port) : std::nullopt;
 }
 
-// Where the number is left out, the option takes the program for it.
+// If the number is missing, the option takes the program as its value.
 std::string portFault(const std::string& text, bool areSeparated) {
   const std::string fault = text.empty() ? "a number from 0 to 65535 is missing"
                                          : "'" + text + "' is not a number from 0 to 65535";
   const bool mayBeProgram =
       !areSeparated && text.find_first_of("./abcdefghijklmnopqrstuvwxyz") == 0;
   return "--port: " + fault + "; --port 0 takes any free port" +
-         (mayBeProgram ? ", and -- stands before the program" : "");
+         (mayBeProgram ? ", and put -- before the program" : "");
 }
 
-// What no option takes. The parser stops at the first word: it and all that follows it are then the
-// program and its arguments, with the separator forgotten.
+// The arguments that are not options. The parser stops at the first word. Without a separator, that
+// word and all that follows are the program and its arguments.
 std::string leftoverFault(const OwnArguments& arguments, const std::vector<std::string>& leftover) {
   if (arguments.areSeparated) {
     return "not an option of velmo-standin:" + joined(leftover) +
-           "; only options stand before -- (--help tells more)";
+           "; only options may come before -- (--help tells more)";
   }
   if (isOption(leftover.front())) {
     return "not an option of velmo-standin:" + joined(leftover) +
@@ -128,7 +128,7 @@ std::string leftoverFault(const OwnArguments& arguments, const std::vector<std::
          " --" + joined(leftover);
 }
 
-// The parser with the values that it fills.
+// The parser, and the values that it fills in.
 class Parser {
  public:
   explicit Parser(Options options) : m_options(std::move(options)) {
@@ -147,14 +147,14 @@ class Parser {
 
   std::variant<Options, int> parse(const OwnArguments& arguments) {
     try {
-      // The parser takes them from the back.
+      // The parser expects them in reverse order.
       m_app.parse(std::vector<std::string>(arguments.texts.rbegin(), arguments.texts.rend()));
       if (*m_homeOption && m_home.empty()) {
         throw CLI::ValidationError("--home", "the directory is empty");
       }
     } catch (const CLI::ParseError& outcome) {
-      const bool isAnswer = outcome.get_exit_code() == 0;  // the help or the version
-      return isAnswer ? m_app.exit(outcome) : usageError(outcome);
+      const bool isRequest = outcome.get_exit_code() == 0;  // for the help or the version
+      return isRequest ? m_app.exit(outcome) : usageError(outcome);
     }
     return check(arguments);
   }
@@ -184,8 +184,7 @@ class Parser {
 
 }  // namespace
 
-// What follows the separator belongs to COMMAND and is taken as it stands, further separators
-// included.
+// The arguments after the separator are COMMAND, unchanged, with any further separators.
 std::variant<Options, int> parseOptions(int argc, const char* const* argv) {
   const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
   const auto separator = std::find_if(arguments.begin(), arguments.end(), isSeparator);
@@ -193,10 +192,10 @@ std::variant<Options, int> parseOptions(int argc, const char* const* argv) {
   if (separator != arguments.end()) {
     options.command.assign(separator + 1, arguments.end());
     if (options.command.empty()) {
-      return usageError(CLI::RequiredError("COMMAND behind --"));
+      return usageError(CLI::RequiredError("COMMAND after --"));
     }
   }
   return Parser(options).parse({{arguments.begin(), separator}, separator != arguments.end()});
 }
 
-}  // namespace standin
+}  // namespace velmo::standin

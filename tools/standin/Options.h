@@ -8,23 +8,23 @@
 #include <variant>
 #include <vector>
 
-namespace standin {
+namespace velmo::standin {
 
-/// What the command line asks for.
+/// The options and the command of the command line.
 struct Options {
   std::filesystem::path home;         ///< empty: a fresh temporary directory
-  bool keep = false;                  ///< leave a temporary directory behind
-  bool run = true;                    ///< run the tasks that come
-  bool showOutput = false;            ///< print what the tasks write
-  bool failOnTask = false;            ///< end with a failure when a task has failed
-  std::optional<std::uint16_t> port;  ///< take tasks by message there; 0: a port that is free
-  std::vector<std::string> command;   ///< empty: serve until interrupted
+  bool keep = false;                  ///< keep the temporary directory
+  bool run = true;                    ///< run the tasks that are submitted
+  bool showOutput = false;            ///< print the output of the tasks
+  bool failOnTask = false;            ///< exit with a failure if a task has failed
+  std::optional<std::uint16_t> port;  ///< accept tasks by message there; 0: any free port
+  std::vector<std::string> command;   ///< empty: serve until a signal comes
 };
 
 /// Reads the command line. Help, version and usage errors are printed here.
-/// @return the options, or the exit status with which to end at once
+/// @return the options, or the status with which to exit at once
 std::variant<Options, int> parseOptions(int argc, const char* const* argv);
 
-}  // namespace standin
+}  // namespace velmo::standin
 
 #endif

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace standin {
+namespace velmo::standin {
 namespace {
 
 using testing::ElementsAre;
@@ -36,7 +36,7 @@ TEST(OptionsTest, WithoutArgumentsItServesInATemporaryDirectory) {
   EXPECT_THAT(options.command, IsEmpty());
 }
 
-TEST(OptionsTest, EveryOptionIsTaken) {
+TEST(OptionsTest, EveryOptionIsParsed) {
   const Options options =
       optionsOf({"--keep", "--home", "/a b", "--no-run", "--show-output", "--fail-on-task"});
   EXPECT_EQ("/a b", options.home);
@@ -57,7 +57,7 @@ TEST(OptionsTest, PortIsANumberFrom0To65535) {
   }
 }
 
-TEST(OptionsTest, PortWithoutANumberIsToldOfPort0) {
+TEST(OptionsTest, MissingPortIsReportedWithAdviceToUse0) {
   const std::string fault =
       "velmo-standin: --port: a number from 0 to 65535 is missing; --port 0 takes any free port\n";
   EXPECT_EQ(fault, faultOf({"--port"}));
@@ -67,17 +67,17 @@ TEST(OptionsTest, PortWithoutANumberIsToldOfPort0) {
   EXPECT_EQ(fault, faultOf({"--port", "--", "true"}));
 }
 
-TEST(OptionsTest, ProgramInPlaceOfThePortIsToldOfThePortAndTheSeparator) {
+TEST(OptionsTest, ProgramInPlaceOfThePortIsReportedWithAdviceAboutPortAndSeparator) {
   EXPECT_EQ(
       "velmo-standin: --port: './first' is not a number from 0 to 65535; --port 0 takes any free "
-      "port, and -- stands before the program\n",
+      "port, and put -- before the program\n",
       faultOf({"--port", "./first", "now"}));
   EXPECT_EQ(
       "velmo-standin: --port: 'x' is not a number from 0 to 65535; --port 0 takes any free port\n",
       faultOf({"--port", "x", "--", "./first"}));
 }
 
-TEST(OptionsTest, ProgramWithoutTheSeparatorIsToldTheLineToType) {
+TEST(OptionsTest, ProgramWithoutTheSeparatorIsReportedWithTheLineToType) {
   const std::string start = "velmo-standin: put -- before the program: velmo-standin ";
   EXPECT_EQ(start + "-- ./first\n", faultOf({"./first"}));
   EXPECT_EQ(start + "--port 0 --keep -- ./first one two\n",
@@ -85,7 +85,7 @@ TEST(OptionsTest, ProgramWithoutTheSeparatorIsToldTheLineToType) {
   EXPECT_EQ(start + "-- sh -c 'it'\\''s' ''\n", faultOf({"sh", "-c", "it's", ""}));
 }
 
-TEST(OptionsTest, OptionsOfAProgramWithoutTheSeparatorAreNotTaken) {
+TEST(OptionsTest, OptionsOfAProgramWithoutTheSeparatorAreNotParsed) {
   const std::string start = "velmo-standin: put -- before the program: velmo-standin -- ls ";
   EXPECT_EQ(start + "--help\n", faultOf({"ls", "--help"}));
   EXPECT_EQ(start + "--version -h\n", faultOf({"ls", "--version", "-h"}));
@@ -98,12 +98,12 @@ TEST(OptionsTest, UnknownOptionsAreNamedInTheOrderTypedWithTheSeparator) {
       "and its options (--help tells more)\n",
       faultOf({"--jobs", "-x", "4", "make"}));
   EXPECT_EQ(
-      "velmo-standin: not an option of velmo-standin: one two; only options stand before -- "
+      "velmo-standin: not an option of velmo-standin: one two; only options may come before -- "
       "(--help tells more)\n",
       faultOf({"--keep", "one", "two", "--", "true"}));
 }
 
-TEST(OptionsTest, WhatFollowsTheFirstSeparatorIsTheCommandAsItStands) {
+TEST(OptionsTest, ArgumentsAfterTheFirstSeparatorAreTheCommandUnchanged) {
   const Options options = optionsOf({"--home=/a", "--", "ls", "--keep", "--", "--help", ""});
   EXPECT_EQ("/a", options.home);
   EXPECT_FALSE(options.keep);
@@ -113,9 +113,9 @@ TEST(OptionsTest, WhatFollowsTheFirstSeparatorIsTheCommandAsItStands) {
 TEST(OptionsTest, SeparatorWithoutACommandIsAUsageError) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(2, std::get<int>(parse({"--"})));
-  EXPECT_EQ("velmo-standin: COMMAND behind -- is required (--help tells more)\n",
+  EXPECT_EQ("velmo-standin: COMMAND after -- is required (--help tells more)\n",
             testing::internal::GetCapturedStderr());
 }
 
 }  // namespace
-}  // namespace standin
+}  // namespace velmo::standin

@@ -2,26 +2,19 @@
 
 #include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <cstddef>
+#include "FileDescriptor.h"
+#include "OneLine.h"
 
-namespace standin {
+namespace velmo::standin {
 
 namespace {
 
-bool isControl(char character) {
-  const auto byte = static_cast<unsigned char>(character);
-  return byte < 0x20 || byte == 0x7f;
-}
+constexpr const char* kPrefix = "velmo-standin: ";
 
 }  // namespace
 
 std::string reportLine(std::string_view text) {
-  std::string line = "velmo-standin: ";
-  line += text;
-  std::replace_if(line.begin(), line.end(), isControl, '?');
-  return line + "\n";
+  return kPrefix + tools::oneLine(text) + "\n";
 }
 
 void report(std::string_view text) {
@@ -30,19 +23,7 @@ void report(std::string_view text) {
 }
 
 void reportOutput(std::string_view line) {
-  const std::string text = "velmo-standin: | " + std::string(line) + "\n";
-  std::string_view rest = text;
-  while (!rest.empty()) {
-    const ssize_t written = write(STDERR_FILENO, rest.data(), rest.size());
-    if (written < 0) {
-      return;
-    }
-    rest.remove_prefix(static_cast<std::size_t>(written));
-  }
+  tools::writeWhole(STDERR_FILENO, kPrefix + ("| " + std::string(line)) + "\n");
 }
 
-std::system_error systemError(const std::string& what) {
-  return {errno, std::generic_category(), what};
-}
-
-}  // namespace standin
+}  // namespace velmo::standin

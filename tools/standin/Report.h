@@ -3,25 +3,21 @@
 
 #include <string>
 #include <string_view>
-#include <system_error>
 
-namespace standin {
+namespace velmo::standin {
 
-/// The line that report() writes: the program's name, a colon and the text, with a question mark in
-/// place of every control character, so that one report is one line whatever a file is called.
+/// The line that report() writes: "velmo-standin: " and the text, with a question mark in place of
+/// every control character, so one report is always one line.
 std::string reportLine(std::string_view text);
 
-/// Writes one line to standard error, at once and in one piece. A failure goes unnoticed: there is
-/// nowhere left to tell of it.
+/// Writes one line to standard error, in one call. A failure is ignored: there is nowhere to report
+/// it.
 void report(std::string_view text);
 
-/// Writes one line of a task's output to standard error, in one piece if it is short: behind
-/// "velmo-standin: | ", its bytes as they are, with a line feed behind them.
+/// Writes one line of a task's output to standard error: "velmo-standin: | ", the bytes of the line
+/// unchanged, and a line feed.
 void reportOutput(std::string_view line);
 
-/// The error of the system call that just failed (errno), as "WHAT: TEXT".
-std::system_error systemError(const std::string& what);
-
-}  // namespace standin
+}  // namespace velmo::standin
 
 #endif

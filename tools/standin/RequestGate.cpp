@@ -2,16 +2,16 @@
 
 #include <sys/eventfd.h>
 
-#include "Report.h"
+#include "SystemError.h"
 
-namespace standin {
+namespace velmo::standin {
 
 namespace {
 
-FileDescriptor openEvent() {
-  FileDescriptor event(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
+tools::FileDescriptor openEvent() {
+  tools::FileDescriptor event(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
   if (!event.isOpen()) {
-    throw systemError("cannot wait for requests");
+    throw tools::systemError("cannot wait for requests");
   }
   return event;
 }
@@ -62,4 +62,4 @@ void RequestGate::leave() {
   }
 }
 
-}  // namespace standin
+}  // namespace velmo::standin

@@ -6,10 +6,10 @@
 
 #include "FileDescriptor.h"
 
-namespace standin {
+namespace velmo::standin {
 
-/// Lets the program end between requests: once it is closed no request begins, and it is known when
-/// the last one that had begun is done. All operations may be called from any thread.
+/// Lets the program end between requests: after close() no request begins, and isDone() says when
+/// the last one that had begun has ended. Any thread may call any operation.
 class RequestGate {
  public:
   struct Leave {
@@ -18,23 +18,23 @@ class RequestGate {
     }
   };
 
-  /// Stands for a request that has begun, until it goes.
+  /// A request that has begun. It ends with this object.
   using Pass = std::unique_ptr<RequestGate, Leave>;
 
   /// @throws std::system_error
   RequestGate();
 
   /// Begins a request.
-  /// @return null when the gate is closed; what is returned must not outlive the gate
+  /// @return null if the gate is closed; must not outlive the gate
   Pass enter();
 
-  /// From now on nothing enters.
+  /// Lets no more requests begin.
   void close();
 
-  /// Whether the gate is closed and no request goes on.
+  /// Whether the gate is closed and every request has ended.
   bool isDone() const;
 
-  /// A descriptor that is readable once the gate is closed, for those who wait for a request.
+  /// A descriptor that is readable once the gate is closed, for threads that wait for a request.
   int closedDescriptor() const;
 
   /// A descriptor that is readable once isDone() holds.
@@ -46,10 +46,10 @@ class RequestGate {
   mutable std::mutex m_mutex;
   bool m_closed = false;
   int m_inside = 0;
-  FileDescriptor m_closedEvent;
-  FileDescriptor m_doneEvent;
+  tools::FileDescriptor m_closedEvent;
+  tools::FileDescriptor m_doneEvent;
 };
 
-}  // namespace standin
+}  // namespace velmo::standin
 
 #endif

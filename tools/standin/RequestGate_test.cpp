@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
-namespace standin {
+namespace velmo::standin {
 namespace {
 
 bool isReadable(int descriptor) {
@@ -11,7 +11,7 @@ bool isReadable(int descriptor) {
   return poll(&awaited, 1, 0) == 1;
 }
 
-TEST(RequestGateTest, OpenGateLetsRequestsInAndIsNeverDone) {
+TEST(RequestGateTest, OpenGateLetsRequestsBeginAndIsNotDone) {
   RequestGate gate;
   EXPECT_NE(nullptr, gate.enter());
   EXPECT_FALSE(gate.isDone());
@@ -19,7 +19,7 @@ TEST(RequestGateTest, OpenGateLetsRequestsInAndIsNeverDone) {
   EXPECT_FALSE(isReadable(gate.doneDescriptor()));
 }
 
-TEST(RequestGateTest, ClosedGateLetsNothingInAndIsDoneAtOnceWhenNobodyIsInside) {
+TEST(RequestGateTest, ClosedGateLetsNoRequestBeginAndIsDoneAtOnceWithoutRequests) {
   RequestGate gate;
   gate.close();
   gate.close();
@@ -29,7 +29,7 @@ TEST(RequestGateTest, ClosedGateLetsNothingInAndIsDoneAtOnceWhenNobodyIsInside) 
   EXPECT_TRUE(isReadable(gate.doneDescriptor()));
 }
 
-TEST(RequestGateTest, ClosedGateIsDoneWhenTheLastRequestIs) {
+TEST(RequestGateTest, ClosedGateIsDoneWhenTheLastRequestHasEnded) {
   RequestGate gate;
   RequestGate::Pass first = gate.enter();
   RequestGate::Pass second = gate.enter();
@@ -44,4 +44,4 @@ TEST(RequestGateTest, ClosedGateIsDoneWhenTheLastRequestIs) {
 }
 
 }  // namespace
-}  // namespace standin
+}  // namespace velmo::standin

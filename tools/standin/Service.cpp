@@ -37,7 +37,7 @@ using Poco::Net::HTTPServerResponse;
 using Poco::Net::ServerSocket;
 using Poco::Net::WebSocket;
 
-namespace standin {
+namespace velmo::standin {
 
 namespace {
 
@@ -53,8 +53,8 @@ constexpr long kIdleMicroseconds = 100000;
 ServerSocket listenOn(std::uint16_t port) {
   ServerSocket socket;
   try {
-    // The address may be taken over from connections that are closing, but the port is shared with
-    // nobody.
+    // The address may be reused while old connections are closing, but no other program may listen
+    // on the port.
     const bool reuseAddress = true;
     const bool reusePort = false;
     socket.bind(Poco::Net::SocketAddress(kHost, port), reuseAddress, reusePort);
@@ -79,15 +79,15 @@ void refuse(const HTTPServerRequest& request, HTTPServerResponse& response,
   response.sendBuffer(text.data(), text.size());
 }
 
-// What the client has sent behind its handshake, before that is answered. The WebSocket would keep
-// it to itself.
+// What the client sent after its handshake, before the handshake was answered. The WebSocket would
+// keep it in a buffer that cannot be read.
 std::string readAheadOf(HTTPServerRequest& request) {
   Poco::Buffer<char> bytes(0);
   dynamic_cast<Poco::Net::HTTPServerRequestImpl&>(request).session().drainBuffer(bytes);
   return {bytes.begin(), bytes.size()};
 }
 
-// @return null when the request is no handshake, and is refused
+// @return null if the request is not a handshake; it is then refused
 std::unique_ptr<WebSocket> shakeHands(HTTPServerRequest& request, HTTPServerResponse& response) {
   try {
     return std::make_unique<WebSocket>(request, response);
@@ -153,8 +153,8 @@ HTTPServerParams::Ptr serverParams() {
   params->setMaxThreads(kMostThreads);
   params->setKeepAlive(false);
   params->setTimeout(Poco::Timespan(kHeaderSeconds, 0));
-  // A thread that goes idle just as the server stops misses the wake-up, and holds up the end for
-  // this long.
+  // A thread that becomes idle just as the server stops misses the wake-up, and delays the end by
+  // this time.
   params->setThreadIdleTime(Poco::Timespan(0, kIdleMicroseconds));
   return params;
 }
@@ -177,7 +177,7 @@ class Service::Server {
     m_threads.joinAll();
   }
 
-  // A listening socket that is shut down refuses clients at once, also those who wait there, and
+  // Shutting the listening socket down refuses clients at once, also those in its backlog, and
   // wakes the thread that listens.
   void finish() {
     m_gate.close();
@@ -229,4 +229,4 @@ int Service::finishedDescriptor() const {
   return m_server->gate().doneDescriptor();
 }
 
-}  // namespace standin
+}  // namespace velmo::standin

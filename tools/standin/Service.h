@@ -6,19 +6,18 @@
 
 #include "TaskSubmitter.h"
 
-namespace standin {
+namespace velmo::standin {
 
-/// Takes tasks by message: a WebSocket service on 127.0.0.1 whose path is "/velmo".
+/// Accepts tasks by message: a WebSocket service on 127.0.0.1 with the path "/velmo".
 ///
-/// It serves in threads of its own, one for each client. Whoever can reach the port can have
-/// commands run, so pages in a browser are kept out: the origin of a client that names one has to
-/// be "localhost".
+/// Each client is served in its own thread. Anyone who can reach the port can run commands, so
+/// pages in a browser are refused: if a client sends an origin, it must be "localhost".
 class Service {
  public:
-  /// Takes the port and listens there; clients wait until start().
-  /// @param port  0: one that the system picks
+  /// Listens on the port. Clients can connect; they are served after start().
+  /// @param port  0: any free port
   /// @param submitter  outlives this object
-  /// @throws std::runtime_error  when the port is not available
+  /// @throws std::runtime_error  if the port is not available
   Service(std::uint16_t port, TaskSubmitter& submitter);
 
   Service(const Service&) = delete;
@@ -29,14 +28,14 @@ class Service {
 
   std::uint16_t port() const;
 
-  /// Begins to serve. Programs started before it share no connection with this process.
+  /// Starts to serve. A program that was started before inherits no connection.
   void start();
 
-  /// Takes no more connections and no more requests; those that have begun go on. Further calls do
-  /// nothing.
+  /// Accepts no more connections and no more requests. Requests that have begun are completed.
+  /// Further calls do nothing.
   void finish();
 
-  /// Whether finish() was called and the last request is done: no task comes from here any more.
+  /// Whether finish() was called and the last request is completed: no more tasks come from here.
   bool isFinished() const;
 
   /// A descriptor that is readable once isFinished() holds.
@@ -47,6 +46,6 @@ class Service {
   std::unique_ptr<Server> m_server;
 };
 
-}  // namespace standin
+}  // namespace velmo::standin
 
 #endif

@@ -14,23 +14,21 @@
 
 #include "CloseFrame.h"
 #include "Report.h"
+#include "SystemError.h"
+#include "TaskRequest.h"
 
 using Poco::Net::WebSocket;
 
-namespace standin {
+namespace velmo::standin {
 
 namespace {
 
-// How long a client may pause within a request, and take to close its side.
+// How long a client may pause within a request, and how long it may take to close its side.
 constexpr std::chrono::seconds kStall{10};
 constexpr std::chrono::seconds kGoodbye{2};
 
-int opcodeOf(int flags) {
-  return flags & WebSocket::FRAME_OP_BITMASK;
-}
-
-int finalFrame(WebSocket::FrameOpcodes opcode) {
-  return static_cast<int>(WebSocket::FRAME_FLAG_FIN) | static_cast<int>(opcode);
+void sendFrame(WebSocket& socket, int opcode, const std::string& payload) {
+  socket.sendFrame(payload.data(), static_cast<int>(payload.size()), kFinalFrame | opcode);
 }
 
 int millisecondsUntil(std::chrono::steady_clock::time_point deadline) {
@@ -39,8 +37,8 @@ int millisecondsUntil(std::chrono::steady_clock::time_point deadline) {
   return static_cast<int>(left.count());
 }
 
-// Reads until the client has closed its side too: a connection that is closed with something unread
-// is reset, and the client may then lose what it was sent.
+// Reads until the client has closed its side too. Closing a socket with unread bytes resets the
+// connection, and the client may then lose the last frames sent to it.
 void discardUntilEnd(int descriptor) {
   const auto deadline = std::chrono::steady_clock::now() + kGoodbye;
   std::array<char, 4096> buffer{};
@@ -54,7 +52,7 @@ void discardUntilEnd(int descriptor) {
   }
 }
 
-// @return false when nothing came in time
+// @return false if nothing arrived in time
 bool waitForBytes(int descriptor) {
   const auto deadline = std::chrono::steady_clock::now() + kStall;
   for (;;) {
@@ -64,7 +62,7 @@ bool waitForBytes(int descriptor) {
       return ready > 0;
     }
     if (errno != EINTR) {
-      throw systemError("cannot wait for a frame");
+      throw tools::systemError("cannot wait for a frame");
     }
   }
 }
@@ -99,7 +97,7 @@ void ServiceConnection::answerRequests() {
     if (!frame) {
       return;
     }
-    if (opcodeOf(frame->flags) == WebSocket::FRAME_OP_CLOSE) {
+    if (opcodeOf(frame->flags) == kClose) {
       close(closeAnswer(frame->payload));
       return;
     }
@@ -107,13 +105,13 @@ void ServiceConnection::answerRequests() {
   }
 }
 
-// @return false when the gate closed first
+// @return false if the gate closed first
 bool ServiceConnection::waitForRequest() {
   while (m_frames.isEmpty()) {
     std::array<pollfd, 2> awaited{pollfd{m_socket.impl()->sockfd(), POLLIN, 0},
                                   pollfd{m_gate.closedDescriptor(), POLLIN, 0}};
     if (::poll(awaited.data(), awaited.size(), -1) < 0 && errno != EINTR) {
-      throw systemError("cannot wait for a request");
+      throw tools::systemError("cannot wait for a request");
     }
     if (awaited[0].revents != 0) {
       break;
@@ -126,7 +124,7 @@ bool ServiceConnection::waitForRequest() {
   return m_pass != nullptr;
 }
 
-// @return nothing when the client has ended the connection without a word, between messages
+// @return nothing if the client has ended the connection between messages, without a close frame
 std::optional<Frame> ServiceConnection::receive() {
   for (;;) {
     if (std::optional<Frame> frame = m_frames.next()) {
@@ -152,7 +150,7 @@ bool ServiceConnection::readMore() {
   std::array<char, 16384> buffer{};
   const ssize_t count = ::recv(descriptor, buffer.data(), buffer.size(), 0);
   if (count <= 0) {
-    return false;  // a client that is gone has ended the connection too
+    return false;  // an error means that the client is gone
   }
   m_frames.add({buffer.data(), static_cast<std::size_t>(count)});
   return true;
@@ -160,35 +158,32 @@ bool ServiceConnection::readMore() {
 
 void ServiceConnection::handle(const Frame& frame) {
   switch (opcodeOf(frame.flags)) {
-    case WebSocket::FRAME_OP_PING:
-      m_socket.sendFrame(frame.payload.data(), static_cast<int>(frame.payload.size()),
-                         finalFrame(WebSocket::FRAME_OP_PONG));
+    case kPing:
+      sendFrame(m_socket, kPong, frame.payload);
       break;
-    case WebSocket::FRAME_OP_PONG:
+    case kPong:
       break;
     default:
-      if (const std::optional<std::string> message = m_assembler.add(frame.flags, frame.payload)) {
+      if (const std::optional<std::string> message = m_assembler.add(frame)) {
         answer(*message);
       }
   }
 }
 
 void ServiceConnection::answer(const std::string& message) {
-  const std::string response = responseMessage(m_submitter.submit(parseRequest(message)));
-  m_socket.sendFrame(response.data(), static_cast<int>(response.size()), WebSocket::FRAME_BINARY);
+  sendFrame(m_socket, kBinary, responseMessage(m_submitter.submit(parseRequest(message))));
 }
 
 void ServiceConnection::close(const std::string& payload) {
   m_pass.reset();
   try {
-    m_socket.sendFrame(payload.data(), static_cast<int>(payload.size()),
-                       finalFrame(WebSocket::FRAME_OP_CLOSE));
+    sendFrame(m_socket, kClose, payload);
   } catch (const Poco::Exception&) {
-    return;  // the client is gone already
+    return;  // the client is already gone
   }
   const int descriptor = m_socket.impl()->sockfd();
   ::shutdown(descriptor, SHUT_WR);
   discardUntilEnd(descriptor);
 }
 
-}  // namespace standin
+}  // namespace velmo::standin

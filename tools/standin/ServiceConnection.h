@@ -8,25 +8,24 @@
 #include "FrameReader.h"
 #include "MessageAssembler.h"
 #include "RequestGate.h"
-#include "TaskRequest.h"
 #include "TaskSubmitter.h"
 
 namespace Poco::Net {
 class WebSocket;
 }
 
-namespace standin {
+namespace velmo::standin {
 
 /// One client's connection: answers each request with the name of its task, each ping with a pong.
 ///
-/// The first thing that is no request ends the connection, with a line on standard error and a
-/// close frame that carries the same words: what follows it cannot be trusted. A client's close
-/// frame is answered with the code and reason it carries. Between requests the connection ends when
-/// the gate closes; a request whose first frame has come is finished.
+/// The first message that is not a request ends the connection, with a line on standard error and a
+/// close frame that gives the same reason: what follows it cannot be trusted. A client's close
+/// frame is answered with its own code and reason. When the gate closes, the connection ends
+/// between requests; a request whose first bytes have arrived is completed.
 class ServiceConnection {
  public:
   /// @param socket  after its handshake
-  /// @param readAhead  what came with the handshake and is not in the socket any more
+  /// @param readAhead  bytes that arrived with the handshake and were already read from the socket
   ServiceConnection(Poco::Net::WebSocket& socket, std::string_view readAhead,
                     TaskSubmitter& submitter, RequestGate& gate);
 
@@ -50,6 +49,6 @@ class ServiceConnection {
   MessageAssembler m_assembler;
 };
 
-}  // namespace standin
+}  // namespace velmo::standin
 
 #endif

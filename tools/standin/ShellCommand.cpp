@@ -6,29 +6,22 @@
 #include <cstddef>
 #include <string_view>
 
-#include "Report.h"
+#include "SystemError.h"
 
-namespace standin {
+namespace velmo::standin {
 
 namespace {
 
-// The kernel's limit is 32 pages, of at least 4096 bytes, with the terminating NUL.
+// The kernel's limit is 32 pages of at least 4096 bytes, the terminating NUL included.
 constexpr std::size_t kLongestArgument = 131071;
 
-// A command that could not be read must not count as one that did nothing.
+// If the command cannot be read, the task must not succeed as an empty command would.
 constexpr const char* kReadAndRun = "eval \"exec </dev/null; $(/bin/cat || echo exit 126)\"";
 
-FileDescriptor memoryFileWith(std::string_view text) {
-  FileDescriptor file(memfd_create("command", MFD_CLOEXEC));
-  if (!file.isOpen()) {
-    throw systemError("cannot hand the command over");
-  }
-  while (!text.empty()) {
-    const ssize_t count = write(file.get(), text.data(), text.size());
-    if (count < 0) {
-      throw systemError("cannot hand the command over");
-    }
-    text.remove_prefix(static_cast<std::size_t>(count));
+tools::FileDescriptor memoryFileWith(std::string_view text) {
+  tools::FileDescriptor file(memfd_create("command", MFD_CLOEXEC));
+  if (!file.isOpen() || !tools::writeWhole(file.get(), text)) {
+    throw tools::systemError("cannot hand the command over");
   }
   lseek(file.get(), 0, SEEK_SET);
   return file;
@@ -38,9 +31,9 @@ FileDescriptor memoryFileWith(std::string_view text) {
 
 ShellCommand shellCommand(const std::string& command) {
   if (command.size() <= kLongestArgument) {
-    return {{"/bin/sh", "-c", command}, FileDescriptor(-1)};
+    return {{"/bin/sh", "-c", command}, tools::FileDescriptor(-1)};
   }
   return {{"/bin/sh", "-c", kReadAndRun}, memoryFileWith(command)};
 }
 
-}  // namespace standin
+}  // namespace velmo::standin

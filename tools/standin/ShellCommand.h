@@ -6,21 +6,22 @@
 
 #include "FileDescriptor.h"
 
-namespace standin {
+namespace velmo::standin {
 
-/// How /bin/sh is started to run a command of any length.
+/// The arguments and the standard input with which /bin/sh runs a command of any length.
 ///
-/// The kernel refuses an argument of 128 KiB or more. The shell reads a command of that length from
-/// its standard input, replaces that by /dev/null, and then runs it. The exit status and what the
-/// command sees are the same, but "eval: " stands in the shell's own error messages.
+/// The kernel refuses an argument of 128 KiB or more. A command of that length is read by the shell
+/// from standard input, which it then replaces by /dev/null before it runs the command. The exit
+/// status and the command's surroundings are the same, but the shell's own error messages contain
+/// "eval: ".
 struct ShellCommand {
   std::vector<std::string> arguments;
-  FileDescriptor input;  ///< not open: /dev/null
+  tools::FileDescriptor input;  ///< not open: /dev/null
 };
 
-/// @throws std::system_error  when the command cannot be handed over
+/// @throws std::system_error  if the command cannot be passed to the shell
 ShellCommand shellCommand(const std::string& command);
 
-}  // namespace standin
+}  // namespace velmo::standin
 
 #endif

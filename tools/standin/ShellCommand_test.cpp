@@ -10,16 +10,21 @@
 #include "Child.h"
 #include "TemporaryDirectory.h"
 
-namespace standin {
+namespace velmo::standin {
 namespace {
+
+using tools::Background;
+using tools::Child;
+using tools::ChildEnd;
+using tools::FileDescriptor;
 
 using velmo::test::readFile;
 using velmo::test::TemporaryDirectory;
 
-// The longest that is an argument.
+// The longest command that is passed as an argument.
 constexpr std::size_t kLongest = 131071;
 
-// A command of this length that ends so.
+// A command of this length with this end.
 std::string ofLength(std::size_t length, const std::string& end) {
   return ": " + std::string(length - 3 - end.size(), 'x') + ";" + end;
 }
@@ -52,7 +57,7 @@ TEST(ShellCommandTest, CommandUpToTheKernelsLimitIsAnArgument) {
   }
 }
 
-TEST(ShellCommandTest, LongerCommandIsRunWithTheSameOutcome) {
+TEST(ShellCommandTest, LongerCommandHasTheSameOutcome) {
   for (const std::string end :
        {"exit 3", "kill -TERM $$", "echo $0 $#", "readlink /proc/self/fd/0; cat",
         "echo 'a\\b' \"$PATH\" \\\"", "set -e; false; echo no", "trap 'echo end' EXIT; exit 5",
@@ -66,7 +71,7 @@ TEST(ShellCommandTest, LongerCommandIsRunWithTheSameOutcome) {
   }
 }
 
-TEST(ShellCommandTest, SyntaxErrorInALongerCommandEndsWithTheSameStatusAndRunsNothing) {
+TEST(ShellCommandTest, SyntaxErrorInALongerCommandHasTheSameStatusAndNothingIsRun) {
   const Outcome shorter = run(ofLength(kLongest, "echo ran; if"));
   const Outcome longer = run(ofLength(kLongest + 1, "echo ran; if"));
   EXPECT_EQ(2, shorter.end.number);
@@ -75,4 +80,4 @@ TEST(ShellCommandTest, SyntaxErrorInALongerCommandEndsWithTheSameStatusAndRunsNo
 }
 
 }  // namespace
-}  // namespace standin
+}  // namespace velmo::standin

@@ -13,8 +13,16 @@
 
 #include "FileDescriptor.h"
 #include "Report.h"
+#include "SystemError.h"
 
-namespace standin {
+namespace velmo::standin {
+
+using tools::Child;
+using tools::EndSignal;
+using tools::FileDescriptor;
+using tools::SignalQueue;
+using tools::systemError;
+using tools::Variables;
 
 namespace {
 
@@ -24,8 +32,9 @@ constexpr int kCannotExecute = 126;
 constexpr int kNotFound = 127;
 constexpr int kSignalBase = 128;
 
-// Some programs ask twice in one breath: timeout(1) signals its child and then the whole group,
-// a session that ends sends SIGTERM and SIGHUP. That is one request; a person's second is later.
+// Some programs send two signals at once: timeout(1) signals its child and then the whole group,
+// and a session that ends sends SIGTERM and SIGHUP. Both count as one request to end; a person's
+// second signal comes later.
 constexpr std::chrono::milliseconds kSameRequest{100};
 
 Variables joined(Variables first, const Variables& second) {
@@ -34,16 +43,12 @@ Variables joined(Variables first, const Variables& second) {
 }
 
 void writeToOutput(std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
-    if (written < 0) {
-      throw systemError("cannot print the environment");
-    }
-    text.remove_prefix(static_cast<std::size_t>(written));
+  if (!tools::writeWhole(STDOUT_FILENO, text)) {
+    throw systemError("cannot print the environment");
   }
 }
 
-// A shell that reads the environment through a pipe waits for the end of file.
+// A shell that reads the environment from a pipe waits for its end.
 void closeOutput() {
   const FileDescriptor nowhere(open("/dev/null", O_WRONLY | O_CLOEXEC));
   if (!nowhere.isOpen() || dup2(nowhere.get(), STDOUT_FILENO) < 0) {
@@ -66,28 +71,30 @@ StandIn::StandIn(const Options& options, SignalQueue& signals)
     report("the installation stays in " + m_installation.directory().string());
   }
   if (options.run) {
-    m_runner = std::make_unique<TaskRunner>(m_installation, environmentWith(m_variables, environ),
-                                            options.showOutput, m_unknownClasses);
+    m_runner =
+        std::make_unique<TaskRunner>(m_installation, tools::environmentWith(m_variables, environ),
+                                     options.showOutput, m_unknownClasses);
   }
 }
 
 void StandIn::openService(std::uint16_t port) {
-  google::protobuf::SetLogHandler(nullptr);  // what is wrong with a message we report ourselves
+  google::protobuf::SetLogHandler(nullptr);  // malformed messages are reported here
   m_submitter = std::make_unique<TaskSubmitter>(m_installation, m_variables, m_unknownClasses);
   m_service = std::make_unique<Service>(port, *m_submitter);
-  m_modules = std::make_unique<ModulesFile>(m_installation.modulesFile(), m_service->port());
+  m_addressFile =
+      std::make_unique<ServiceAddressFile>(m_installation.modulesFile(), m_service->port());
   m_variables.emplace_back("VELMO_MODULES_XML", m_installation.modulesFile());
 }
 
 int StandIn::run() {
   if (m_options.command.empty()) {
-    writeToOutput(exportLines(m_variables));
+    writeToOutput(tools::exportLines(m_variables));
     closeOutput();
     return serve();
   }
   try {
-    m_command = std::make_unique<Child>(m_options.command, environmentWith(m_variables, environ),
-                                        std::nullopt);
+    m_command = std::make_unique<Child>(m_options.command,
+                                        tools::environmentWith(m_variables, environ), std::nullopt);
   } catch (const std::system_error& failure) {
     report(std::string("cannot run ") + failure.what());
     return failure.code() == std::errc::no_such_file_or_directory ? kNotFound : kCannotExecute;
@@ -97,7 +104,7 @@ int StandIn::run() {
 
 int StandIn::serve() {
   if (m_service != nullptr) {
-    m_service->start();  // after COMMAND, which is to inherit no connection
+    m_service->start();  // after COMMAND, which must not inherit a connection
   }
   while (!isOver()) {
     wait();
@@ -122,13 +129,13 @@ int StandIn::exitStatus() {
 }
 
 bool StandIn::hasSeenTasks() const {
-  std::error_code unknown;  // then there is nothing to say
+  std::error_code ignored;  // then the queue does not count as empty
   return m_runner != nullptr ? m_runner->hasSeenFiles()
-                             : !std::filesystem::is_empty(m_installation.queueDirectory(), unknown);
+                             : !std::filesystem::is_empty(m_installation.queueDirectory(), ignored);
 }
 
-// Those who submit are asked first: what they have submitted is then in the queue when that is
-// looked at.
+// Checks the submitters before the queue: the last task that they submit is then in the queue when
+// the queue is read.
 bool StandIn::isOver() {
   const bool noneToCome = isSubmittingOver();
   const bool busy = m_runner != nullptr && m_runner->proceed();
@@ -147,7 +154,7 @@ bool StandIn::isSubmittingOver() {
 
 void StandIn::wait() const {
   const int queue = m_runner != nullptr ? m_runner->watchDescriptor() : -1;
-  // Once it is finished the service would wake us without end.
+  // The descriptor of a finished service stays readable, and poll would return at once for ever.
   const bool isServing = m_service != nullptr && !m_service->isFinished();
   const int service = isServing ? m_service->finishedDescriptor() : -1;
   std::array<pollfd, 3> descriptors{pollfd{m_signals.descriptor(), POLLIN, 0},
@@ -187,4 +194,4 @@ int StandIn::endAtOnce() {
   return kSignalBase + *m_endingSignal;
 }
 
-}  // namespace standin
+}  // namespace velmo::standin

@@ -8,29 +8,30 @@
 
 #include "Child.h"
 #include "Installation.h"
-#include "ModulesFile.h"
 #include "Options.h"
 #include "Service.h"
+#include "ServiceAddressFile.h"
 #include "SignalQueue.h"
-#include "TaskCounter.h"
 #include "TaskRunner.h"
 #include "TaskSubmitter.h"
+#include "TemporaryTaskCounter.h"
 #include "UnknownClasses.h"
 
-namespace standin {
+namespace velmo::standin {
 
-/// One run of the program: an installation, its task counter, the tasks in its queue and, if there
-/// are such, COMMAND and the service that takes tasks by message. All of it ends with the object.
+/// One run of the program: an installation, its task counter, the tasks in its queue and, if the
+/// options ask for them, COMMAND and the service that accepts tasks by message. The destructor ends
+/// all of them.
 class StandIn {
  public:
-  /// @param signals  made before anything that has to be cleaned up; outlives this object
-  /// @throws std::exception  when something cannot be made; what was made is removed
-  StandIn(const Options& options, SignalQueue& signals);
+  /// @param signals  created before anything that has to be cleaned up; outlives this object
+  /// @throws std::exception  if something cannot be created; what was created is removed
+  StandIn(const Options& options, tools::SignalQueue& signals);
 
-  /// Starts COMMAND, or prints the environment; then serves until the end of COMMAND or a signal,
-  /// until the requests that have begun are answered, and until the queue is done.
+  /// Starts COMMAND, or prints the environment. Then serves until COMMAND has ended or a signal
+  /// came, the requests that have begun are answered, and the queue is finished.
   /// @return the exit status of the program
-  /// @throws std::exception  when it cannot go on
+  /// @throws std::exception  if it cannot go on
   int run();
 
  private:
@@ -40,26 +41,26 @@ class StandIn {
   bool isSubmittingOver();
   void wait() const;
   void takeSignals();
-  void handle(const EndSignal& signal);
+  void handle(const tools::EndSignal& signal);
   int exitStatus();
   bool hasSeenTasks() const;
   int endAtOnce();
 
   Options m_options;
-  SignalQueue& m_signals;
+  tools::SignalQueue& m_signals;
   Installation m_installation;
-  TaskCounter m_counter;
-  Variables m_variables;
+  TemporaryTaskCounter m_counter;
+  tools::Variables m_variables;
   UnknownClasses m_unknownClasses;
   std::unique_ptr<TaskRunner> m_runner;        ///< null: tasks are not run
   std::unique_ptr<TaskSubmitter> m_submitter;  ///< these three null: no tasks by message
   std::unique_ptr<Service> m_service;
-  std::unique_ptr<ModulesFile> m_modules;
-  std::unique_ptr<Child> m_command;  ///< null: there is no COMMAND
+  std::unique_ptr<ServiceAddressFile> m_addressFile;
+  std::unique_ptr<tools::Child> m_command;  ///< null: there is no COMMAND
   std::optional<std::chrono::steady_clock::time_point> m_endRequested;
-  std::optional<int> m_endingSignal;  ///< the second one, which ends everything
+  std::optional<int> m_endingSignal;  ///< the second signal, which ends everything
 };
 
-}  // namespace standin
+}  // namespace velmo::standin
 
 #endif

@@ -10,17 +10,18 @@
 #include <string_view>
 
 #include "Report.h"
+#include "SystemError.h"
 
-namespace standin {
+namespace velmo::standin {
 
 namespace {
 
 constexpr mode_t kPrivateFile = 0600;
 
-// A longer line is shown as several.
+// A longer line is shown as several lines.
 constexpr std::size_t kLongestLine = 65536;
 
-// Shows all lines but one that may go on, and takes what it shows away.
+// Shows the complete lines, and removes from the text what it has shown.
 void showCompleteLines(std::string& text) {
   std::size_t begin = 0;
   for (std::size_t end = 0; (end = text.find('\n', begin)) != std::string::npos; begin = end + 1) {
@@ -39,7 +40,7 @@ TaskLog::TaskLog(const std::filesystem::path& path)
     : m_file(
           open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, kPrivateFile)) {
   if (!m_file.isOpen() || fchmod(m_file.get(), kPrivateFile) != 0) {
-    throw systemError("cannot write its log");
+    throw tools::systemError("cannot write its log");
   }
 }
 
@@ -56,7 +57,7 @@ void TaskLog::show() const {
   std::array<char, kLongestLine> buffer{};
   std::string pending;
   off_t position = 0;
-  // At a position of its own: the one in the file is where the task's children still write.
+  // With pread, because processes that the task started may still write at the file's position.
   for (ssize_t count = 0; (count = pread(m_file.get(), buffer.data(), buffer.size(), position)) > 0;
        position += count) {
     pending.append(buffer.data(), static_cast<std::size_t>(count));
@@ -67,4 +68,4 @@ void TaskLog::show() const {
   }
 }
 
-}  // namespace standin
+}  // namespace velmo::standin

@@ -5,12 +5,12 @@
 
 #include "FileDescriptor.h"
 
-namespace standin {
+namespace velmo::standin {
 
-/// The file that takes what a task writes.
+/// The file that a task's output goes to.
 class TaskLog {
  public:
-  /// Makes the file, or empties the one that is there. It belongs to the user alone.
+  /// Creates the file, or empties an existing one. Only the user can read and write it.
   /// @throws std::system_error
   explicit TaskLog(const std::filesystem::path& path);
 
@@ -20,14 +20,14 @@ class TaskLog {
   /// Whether nothing has been written.
   bool isEmpty() const;
 
-  /// Writes what the file holds to standard error: each line behind "velmo-standin: | ", its bytes
-  /// as they are.
+  /// Writes the contents to standard error: each line with "velmo-standin: | " before it, its bytes
+  /// unchanged.
   void show() const;
 
  private:
-  FileDescriptor m_file;
+  tools::FileDescriptor m_file;
 };
 
-}  // namespace standin
+}  // namespace velmo::standin
 
 #endif

@@ -8,7 +8,7 @@
 
 #include "TemporaryDirectory.h"
 
-namespace standin {
+namespace velmo::standin {
 namespace {
 
 using velmo::test::readFile;
@@ -31,23 +31,23 @@ class TaskLogTest : public testing::Test {
   TaskLog m_log{m_directory.path() / "log"};
 };
 
-TEST_F(TaskLogTest, NothingIsShownOfAnEmptyLog) {
+TEST_F(TaskLogTest, EmptyLogShowsNothing) {
   EXPECT_TRUE(m_log.isEmpty());
   EXPECT_EQ("", shown());
 }
 
-TEST_F(TaskLogTest, EveryLineIsShownBehindAMarkAlsoTheLastWithoutALineFeed) {
+TEST_F(TaskLogTest, EveryLineIsMarkedAlsoTheLastWithoutALineFeed) {
   write("one\n\nthree");
   EXPECT_FALSE(m_log.isEmpty());
   EXPECT_EQ("velmo-standin: | one\nvelmo-standin: | \nvelmo-standin: | three\n", shown());
 }
 
-TEST_F(TaskLogTest, BytesAreShownAsTheyAre) {
+TEST_F(TaskLogTest, BytesAreShownUnchanged) {
   write("\t\x1b[1m\xff\n");
   EXPECT_EQ("velmo-standin: | \t\x1b[1m\xff\n", shown());
 }
 
-TEST_F(TaskLogTest, LogThatIsLongerThanOneReadIsShownWithItsLinesWhole) {
+TEST_F(TaskLogTest, LinesOfALogThatTakesSeveralReadsAreShownWhole) {
   std::string expected;
   for (int i = 0; i < 20000; ++i) {
     write("line " + std::to_string(i) + "\n");
@@ -61,7 +61,7 @@ TEST_F(TaskLogTest, LineOfMoreThan64KiBIsShownAsSeveral) {
   EXPECT_EQ("velmo-standin: | " + std::string(65536, 'x') + "\nvelmo-standin: | y\n", shown());
 }
 
-TEST_F(TaskLogTest, ShowingDoesNotMoveWhereTheTaskWrites) {
+TEST_F(TaskLogTest, ShowingDoesNotChangeWhereTheTaskWrites) {
   write("one\n");
   shown();
   write("two\n");
@@ -75,4 +75,4 @@ TEST_F(TaskLogTest, LogOfAnEarlierRunIsEmptied) {
 }
 
 }  // namespace
-}  // namespace standin
+}  // namespace velmo::standin

@@ -6,29 +6,31 @@
 #include <string_view>
 #include <vector>
 
+#include "Refusal.h"
+
 using service::velmo::AddTaskRequest;
 using service::velmo::BaseMessage;
 
-namespace standin {
+namespace velmo::standin {
 
 namespace {
 
-void refuseIfItHolds(char character, const char* characterName, const char* field,
-                     std::string_view text) {
+void refuseIfItContains(char character, const char* characterName, const char* field,
+                        std::string_view text) {
   if (text.find(character) != std::string_view::npos) {
     throw Refusal(CloseCode::kPolicy, fmt::format("its {} holds {}", field, characterName));
   }
 }
 
-// A command that was split by a line feed of its own would be run in half.
+// A command with a line feed in it would be run only up to there.
 void checkText(const char* field, std::string_view text) {
-  refuseIfItHolds('\0', "a NUL", field, text);
-  refuseIfItHolds('\n', "a line feed", field, text);
+  refuseIfItContains('\0', "a NUL", field, text);
+  refuseIfItContains('\n', "a line feed", field, text);
 }
 
 void checkIdentifier(const char* field, std::string_view text) {
   checkText(field, text);
-  refuseIfItHolds('/', "a slash", field, text);
+  refuseIfItContains('/', "a slash", field, text);
 }
 
 std::string missingFields(const AddTaskRequest& request) {
@@ -41,7 +43,7 @@ std::string missingFields(const AddTaskRequest& request) {
 
 AddTaskRequest parseRequest(const std::string& message) {
   BaseMessage envelope;
-  if (!envelope.ParsePartialFromString(message)) {  // "partial": what is missing is told below
+  if (!envelope.ParsePartialFromString(message)) {  // "partial": missing fields are reported below
     throw Refusal(CloseCode::kMalformed, "not a BaseMessage");
   }
   if (!envelope.has_addtaskrequest()) {
@@ -67,4 +69,4 @@ std::string responseMessage(const std::string& taskName) {
   return envelope.SerializeAsString();
 }
 
-}  // namespace standin
+}  // namespace velmo::standin

@@ -4,10 +4,12 @@
 
 #include <string>
 
+#include "Refusal.h"
+
 using service::velmo::AddTaskRequest;
 using service::velmo::BaseMessage;
 
-namespace standin {
+namespace velmo::standin {
 namespace {
 
 BaseMessage emptyTexts() {
@@ -24,14 +26,14 @@ BaseMessage emptyTexts() {
   return message;
 }
 
-TEST(TaskRequestTest, RequestComesOutOfItsEnvelopeAlsoWithEmptyTexts) {
+TEST(TaskRequestTest, RequestIsParsedAlsoWithEmptyTexts) {
   const AddTaskRequest request = parseRequest(emptyTexts().SerializeAsString());
   EXPECT_EQ(service::velmo::JavaClass, request.tasktype());
   EXPECT_TRUE(request.has_jobid());
   EXPECT_EQ("", request.jobid());
 }
 
-TEST(TaskRequestTest, EmptyTextThatIsMissingIsNoEmptyText) {
+TEST(TaskRequestTest, MissingTextIsNotAnEmptyText) {
   BaseMessage message = emptyTexts();
   message.mutable_addtaskrequest()->clear_jobid();
   try {
@@ -43,7 +45,7 @@ TEST(TaskRequestTest, EmptyTextThatIsMissingIsNoEmptyText) {
   }
 }
 
-TEST(TaskRequestTest, OfTwoMembersTheLastCounts) {
+TEST(TaskRequestTest, LastOfTwoMembersCounts) {
   BaseMessage response;
   response.mutable_addtaskresponse()->set_taskname("x");
   const std::string request = emptyTexts().SerializeAsString();
@@ -51,11 +53,11 @@ TEST(TaskRequestTest, OfTwoMembersTheLastCounts) {
   EXPECT_THROW(parseRequest(request + response.SerializeAsString()), Refusal);
 }
 
-TEST(TaskRequestTest, ResponseIsAnEnvelopeThatHoldsTheName) {
+TEST(TaskRequestTest, ResponseContainsTheName) {
   EXPECT_EQ(std::string("\x12\x05\x0a\x03"
                         "abc"),
             responseMessage("abc"));
 }
 
 }  // namespace
-}  // namespace standin
+}  // namespace velmo::standin

@@ -10,9 +10,18 @@
 #include "Report.h"
 #include "ShellCommand.h"
 #include "TaskContents.h"
-#include "TaskName.h"
+#include "TaskDescription.h"
+#include "TaskFileName.h"
 
-namespace standin {
+namespace velmo::standin {
+
+using brix::velmo::parseTaskFileName;
+using brix::velmo::TaskFileName;
+using tools::Child;
+using tools::ChildEnd;
+using tools::FileIdentity;
+using tools::Malformed;
+using tools::TaskContents;
 
 namespace {
 
@@ -30,14 +39,15 @@ TaskRunner::TaskRunner(const Installation& installation, std::vector<std::string
       m_environment(std::move(environment)),
       m_showOutput(showOutput),
       m_unknownClasses(unknownClasses),
-      m_queue(installation.queueDirectory()) {}
+      m_queue(installation.queueDirectory()),
+      m_watch(installation.queueDirectory()) {}
 
 int TaskRunner::watchDescriptor() const {
-  return m_queue.watchDescriptor();
+  return m_watch.descriptor();
 }
 
 bool TaskRunner::proceed() {
-  m_queue.clearWatch();  // before the look at the queue: what comes after it wakes us again
+  m_watch.clear();  // before the queue is read: a file that arrives later wakes us again
   finish();
   if (m_task) {
     return true;
@@ -76,11 +86,11 @@ void TaskRunner::finish() {
   m_hasFailed = m_hasFailed || end->shellStatus() != 0;
   report(outcomeOf(*m_task, *end));
   reportOutputOf(*m_task);
-  takeOut(m_task->fileName, m_task->description);
+  removeFromQueue(m_task->fileName, m_task->description);
   m_task.reset();
 }
 
-// A log that is removed at the end is not named: readers look for it after the end.
+// Names the log only if it stays: people look for it after the end.
 std::string TaskRunner::outcomeOf(const RunningTask& task, const ChildEnd& end) const {
   const std::string outcome =
       fmt::format("{}: {} {}", task.description, end.bySignal ? "signal" : "exit", end.number);
@@ -91,9 +101,9 @@ std::string TaskRunner::outcomeOf(const RunningTask& task, const ChildEnd& end) 
 void TaskRunner::reportOutputOf(const RunningTask& task) {
   if (m_showOutput) {
     task.log.show();
-  } else if (!m_logsStay && !m_hasToldOfLogs && !task.log.isEmpty()) {
+  } else if (!m_logsStay && !m_hasMentionedLogs && !task.log.isEmpty()) {
     report("the output of tasks is removed at the end; --show-output prints it, --keep keeps it");
-    m_hasToldOfLogs = true;
+    m_hasMentionedLogs = true;
   }
 }
 
@@ -111,20 +121,20 @@ bool TaskRunner::startFirstOf(const std::vector<std::string>& names) {
 }
 
 void TaskRunner::begin(const std::string& name, const FileIdentity& identity) {
-  const std::optional<TaskName> taskName = parseTaskName(name);
+  const std::optional<TaskFileName> taskName = parseTaskFileName(name);
   if (!taskName || !identity.isRegular) {
     setAside(name, name + ": not a task file");
     return;
   }
   m_unknownClasses.checkFile(*taskName, name);
-  const std::string description = describe(*taskName);
+  const std::string description = tools::describe(*taskName);
   if (taskName->commandType != "sh") {
     report(description + ": not runnable here");
-    takeOut(name, description);
+    removeFromQueue(name, description);
     return;
   }
   try {
-    const auto contents = parseTaskContents(m_queue.read(name));
+    const auto contents = tools::parseTaskContents(m_queue.read(name));
     if (const auto* fault = std::get_if<Malformed>(&contents)) {
       m_hasFailed |= setAside(name, description + ": malformed, " + *fault);
       return;
@@ -139,13 +149,13 @@ void TaskRunner::start(const std::string& name, const std::string& description,
                        const std::string& command) {
   TaskLog log(m_logDirectory / logName(name));
   const ShellCommand shell = shellCommand(command);
-  const Background background{m_directory, log.descriptor(), shell.input.get()};
+  const tools::Background background{m_directory, log.descriptor(), shell.input.get()};
   m_task.emplace(RunningTask{name, description, std::move(log),
                              std::make_unique<Child>(shell.arguments, m_environment, background)});
 }
 
-// A file that cannot be removed must not be run again and again.
-void TaskRunner::takeOut(const std::string& name, const std::string& description) {
+// A file that cannot be removed must not be run again.
+void TaskRunner::removeFromQueue(const std::string& name, const std::string& description) {
   try {
     m_queue.remove(name);
   } catch (const std::system_error& failure) {
@@ -158,7 +168,7 @@ bool TaskRunner::isSetAside(const std::string& name, const FileIdentity& identit
   return position != m_setAside.end() && position->second == identity;
 }
 
-// @return false when the file is gone, and so there is nothing to report
+// @return false if the file is gone: there is nothing to report
 bool TaskRunner::setAside(const std::string& name, const std::string& text) {
   const std::optional<FileIdentity> identity = m_queue.identify(name);
   if (identity) {
@@ -175,4 +185,4 @@ void TaskRunner::forgetMissing(const std::vector<std::string>& names) {
   }
 }
 
-}  // namespace standin
+}  // namespace velmo::standin

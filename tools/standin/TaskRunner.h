@@ -9,45 +9,45 @@
 #include <vector>
 
 #include "Child.h"
+#include "DirectoryWatch.h"
 #include "Installation.h"
+#include "QueueDirectory.h"
 #include "TaskLog.h"
-#include "TaskQueue.h"
 #include "UnknownClasses.h"
 
-namespace standin {
+namespace velmo::standin {
 
-/// Runs the tasks of an installation's queue, one at a time in the order of their names, and
+/// Runs the tasks in an installation's queue, one at a time in the order of their names, and
 /// reports each.
 ///
-/// A task file leaves the queue once its task has ended, or has been reported as not runnable here;
-/// so the file of a task that was interrupted is still there for the next run. What is no task file
-/// is reported once and left lying, until something else comes under its name.
+/// A task file is removed from the queue when its task has ended, or was reported as not runnable
+/// here. The file of a task that was interrupted stays for the next run. A file that is not a task
+/// file is reported once and stays; if another file replaces it, that one is reported too.
 class TaskRunner {
  public:
   /// @param environment  "NAME=value" texts for the tasks
-  /// @param showOutput  print what a task has written, after its report
+  /// @param showOutput  print the output of a task after its report
   /// @param unknownClasses  outlives this object
-  /// @throws std::system_error  when the queue cannot be watched
+  /// @throws std::system_error  if the queue cannot be watched
   TaskRunner(const Installation& installation, std::vector<std::string> environment,
              bool showOutput, UnknownClasses& unknownClasses);
 
-  /// A descriptor that is readable when proceed() may find something new in the queue. It is so
-  /// until the next proceed().
+  /// A descriptor that is readable if something new may be in the queue, until the next proceed().
   int watchDescriptor() const;
 
-  /// Reports the task that has ended, if one has, and starts the next one if none is running.
-  /// @return whether one is running now; if not, nothing in the queue is left to run
-  /// @throws std::filesystem::filesystem_error  when the queue cannot be read
+  /// If the running task has ended, reports it. If no task is running, starts the next.
+  /// @return whether a task is running now; if not, nothing in the queue is left to run
+  /// @throws std::filesystem::filesystem_error  if the queue cannot be read
   bool proceed();
 
-  /// Whether something has been in the queue.
+  /// Whether proceed() has ever found a file in the queue.
   bool hasSeenFiles() const;
 
-  /// Whether a task has ended otherwise than with the exit status 0, was malformed or could not be
-  /// started. One that is not runnable here has not failed.
+  /// Whether a task has ended with another exit status than 0 or by a signal, was malformed, or
+  /// could not be started. A task that is not runnable here has not failed.
   bool hasFailed() const;
 
-  /// Kills the task that is running, if one is. Its file stays in the queue.
+  /// Kills the running task, if there is one. Its file stays in the queue.
   void abandon();
 
  private:
@@ -55,17 +55,17 @@ class TaskRunner {
     std::string fileName;
     std::string description;
     TaskLog log;
-    std::unique_ptr<Child> process;
+    std::unique_ptr<tools::Child> process;
   };
 
   void finish();
   bool startFirstOf(const std::vector<std::string>& names);
-  void begin(const std::string& name, const FileIdentity& identity);
+  void begin(const std::string& name, const tools::FileIdentity& identity);
   void start(const std::string& name, const std::string& description, const std::string& command);
-  std::string outcomeOf(const RunningTask& task, const ChildEnd& end) const;
+  std::string outcomeOf(const RunningTask& task, const tools::ChildEnd& end) const;
   void reportOutputOf(const RunningTask& task);
-  void takeOut(const std::string& name, const std::string& description);
-  bool isSetAside(const std::string& name, const FileIdentity& identity) const;
+  void removeFromQueue(const std::string& name, const std::string& description);
+  bool isSetAside(const std::string& name, const tools::FileIdentity& identity) const;
   bool setAside(const std::string& name, const std::string& text);
   void forgetMissing(const std::vector<std::string>& names);
 
@@ -75,14 +75,15 @@ class TaskRunner {
   std::vector<std::string> m_environment;
   bool m_showOutput;
   UnknownClasses& m_unknownClasses;
-  TaskQueue m_queue;
-  std::map<std::string, FileIdentity> m_setAside;
+  tools::QueueDirectory m_queue;
+  tools::DirectoryWatch m_watch;
+  std::map<std::string, tools::FileIdentity> m_setAside;
   std::optional<RunningTask> m_task;
   bool m_hasSeenFiles = false;
   bool m_hasFailed = false;
-  bool m_hasToldOfLogs = false;
+  bool m_hasMentionedLogs = false;
 };
 
-}  // namespace standin
+}  // namespace velmo::standin
 
 #endif

@@ -11,7 +11,7 @@
 
 namespace fs = std::filesystem;
 
-namespace standin {
+namespace velmo::standin {
 namespace {
 
 using velmo::test::readFile;
@@ -49,19 +49,19 @@ class TaskRunnerTest : public testing::Test {
       m_installation, {"NAME=value", "PATH=/usr/bin:/bin"}, false, m_unknownClasses};
 };
 
-TEST_F(TaskRunnerTest, EmptyQueueLeavesNothingToRun) {
+TEST_F(TaskRunnerTest, EmptyQueueHasNothingToRun) {
   EXPECT_FALSE(m_runner.proceed());
   EXPECT_FALSE(m_runner.hasSeenFiles());
 }
 
-TEST_F(TaskRunnerTest, WatchIsQuietAfterEachLookSoThatTheLoopDoesNotSpin) {
+TEST_F(TaskRunnerTest, WatchIsQuietAfterTheQueueIsReadSoTheLoopDoesNotSpin) {
   queue(kName, "true\n");
   EXPECT_TRUE(isAwake());
   EXPECT_TRUE(m_runner.proceed());
   EXPECT_FALSE(isAwake());
 }
 
-TEST_F(TaskRunnerTest, RunsATaskWithTheGivenEnvironmentAndThenIsIdle) {
+TEST_F(TaskRunnerTest, TaskRunsWithTheGivenEnvironment) {
   queue(kName, "echo $NAME\n");
   EXPECT_TRUE(m_runner.proceed());
   EXPECT_TRUE(m_runner.hasSeenFiles());
@@ -77,21 +77,21 @@ TEST_F(TaskRunnerTest, TaskThatCannotBeStartedHasFailed) {
   EXPECT_TRUE(m_runner.hasFailed());
 }
 
-TEST_F(TaskRunnerTest, StrayFileIsNotATaskThatHasFailed) {
+TEST_F(TaskRunnerTest, StrayFileIsNotAFailedTask) {
   queue("x", "");
   queue("0060.20250303140509.J12.S0.T20250303140509-732.R0002.java", "Main\n");
   runAll();
   EXPECT_FALSE(m_runner.hasFailed());
 }
 
-TEST_F(TaskRunnerTest, AbandonedTaskIsNotRunningAndItsFileIsStillQueued) {
+TEST_F(TaskRunnerTest, FileOfAnAbandonedTaskStaysInTheQueue) {
   queue(kName, "sleep 600\n");
   EXPECT_TRUE(m_runner.proceed());
   m_runner.abandon();
   EXPECT_TRUE(fs::exists(queued(kName)));
 }
 
-TEST_F(TaskRunnerTest, OutputOfAnAbandonedTaskIsShownToo) {
+TEST_F(TaskRunnerTest, OutputOfAnAbandonedTaskIsShown) {
   TaskRunner runner(m_installation, {"PATH=/usr/bin:/bin"}, true, m_unknownClasses);
   queue(kName, "echo hello; echo >started; sleep 600\n");
   EXPECT_TRUE(runner.proceed());
@@ -106,7 +106,7 @@ TEST_F(TaskRunnerTest, OutputOfAnAbandonedTaskIsShownToo) {
       testing::internal::GetCapturedStderr());
 }
 
-TEST_F(TaskRunnerTest, StrayFileIsForgottenWhenItGoesAndReportedAgainWhenItComesBack) {
+TEST_F(TaskRunnerTest, StrayFileIsReportedOnceAndAgainWhenItReturns) {
   const std::string line = "velmo-standin: x: not a task file, left in the queue\n";
   testing::internal::CaptureStderr();
   queue("x", "");
@@ -123,4 +123,4 @@ TEST_F(TaskRunnerTest, StrayFileIsForgottenWhenItGoesAndReportedAgainWhenItComes
 }
 
 }  // namespace
-}  // namespace standin
+}  // namespace velmo::standin

@@ -5,11 +5,12 @@
 
 #include <system_error>
 
-#include "TaskRequest.h"
+#include "PrivateFile.h"
+#include "Refusal.h"
 
 namespace fs = std::filesystem;
 
-namespace standin {
+namespace velmo::standin {
 
 namespace {
 
@@ -25,11 +26,11 @@ TaskFileDescriptor descriptorOf(const service::velmo::AddTaskRequest& request) {
           nullIfEmpty(request.jobinfo()), request.relpriority()};
 }
 
-// Written aside and moved, so that nobody sees half of it.
+// Writes the file in the temporary directory and moves it, so no program sees a part of it.
 void place(const fs::path& temporaryFile, const fs::path& queueFile, const std::string& contents) {
-  std::error_code unknown;  // then the making of the file tells what is wrong
-  if (fs::exists(fs::symlink_status(queueFile, unknown)) ||
-      !makePrivateFile(temporaryFile, contents)) {
+  std::error_code ignored;  // creating the file then fails with the reason
+  if (fs::exists(fs::symlink_status(queueFile, ignored)) ||
+      !tools::createPrivateFile(temporaryFile, contents)) {
     throw std::system_error(std::make_error_code(std::errc::file_exists),
                             "cannot make the file " + queueFile.string());
   }
@@ -43,7 +44,7 @@ void place(const fs::path& temporaryFile, const fs::path& queueFile, const std::
 
 }  // namespace
 
-TaskSubmitter::TaskSubmitter(const Installation& installation, const Variables& variables,
+TaskSubmitter::TaskSubmitter(const Installation& installation, const tools::Variables& variables,
                              UnknownClasses& unknownClasses)
     : m_unknownClasses(unknownClasses),
       m_temporaryDirectory(installation.directory() / "tmp"),
@@ -54,8 +55,8 @@ TaskSubmitter::TaskSubmitter(const Installation& installation, const Variables& 
   CreateTaskFile().createPriorityMap();
 }
 
-// One request at a time: two that draw a job identifier at once would wait for each other's lock
-// file in pauses of up to a second.
+// One request at a time: two threads that generate a job identifier at once would wait for each
+// other's lock file in pauses of up to a second.
 std::string TaskSubmitter::submit(const service::velmo::AddTaskRequest& request) {
   const std::lock_guard<std::mutex> lock(m_mutex);
   TaskFileDescriptor descriptor = descriptorOf(request);
@@ -64,7 +65,7 @@ std::string TaskSubmitter::submit(const service::velmo::AddTaskRequest& request)
   if (name.empty()) {
     throw Refusal(CloseCode::kInternal, "no task identifier");
   }
-  m_unknownClasses.checkRequest(request.prioritytype(), name);  // before its file can be seen
+  m_unknownClasses.checkRequest(request.prioritytype(), name);  // before its file is visible
   try {
     place(m_temporaryDirectory / name, m_queueDirectory / name,
           library.getTaskContents(descriptor));
@@ -74,4 +75,4 @@ std::string TaskSubmitter::submit(const service::velmo::AddTaskRequest& request)
   return name;
 }
 
-}  // namespace standin
+}  // namespace velmo::standin

@@ -10,28 +10,28 @@
 #include "Installation.h"
 #include "UnknownClasses.h"
 
-namespace standin {
+namespace velmo::standin {
 
-/// Turns requests into task files of an installation's queue. Several threads may submit at once.
+/// Turns requests into task files in an installation's queue. Several threads may submit at once.
 ///
-/// The library names the files and says what is in them; it finds the installation in the
-/// environment of this process.
+/// The library provides the names and the contents of the files. It finds the installation through
+/// the environment of this process.
 class TaskSubmitter {
  public:
-  /// Sets this process's environment and loads the library's priority map, both of which need a
-  /// process that has no second thread yet.
-  /// @param variables  all that lead to the installation, its task counter included
+  /// Sets this process's environment and loads the library's priority map. Neither is safe once the
+  /// process has a second thread.
+  /// @param variables  all those of the installation and its task counter
   /// @param unknownClasses  outlives this object
-  TaskSubmitter(const Installation& installation, const Variables& variables,
+  TaskSubmitter(const Installation& installation, const tools::Variables& variables,
                 UnknownClasses& unknownClasses);
 
   /// Queues the task of a request that parseRequest() made.
   ///
-  /// An empty text stands for one that is not given: no adjustment, a new job, the sub-job "0", no
-  /// job information. The command is queued as it was sent. (The library's createFile, which is not
-  /// used here because it keeps the name to itself, writes two percent signs in a row as one.)
+  /// An empty text counts as absent: no adjustment, a new job, the sub-job "0", no job information.
+  /// The command is queued as it was sent. (The library's createFile is not used here, because it
+  /// does not return the name. It writes two percent signs in a row as one.)
   /// @return the name of the task file
-  /// @throws Refusal  when the file cannot be named or written
+  /// @throws Refusal  if the file cannot be named or written
   std::string submit(const service::velmo::AddTaskRequest& request);
 
  private:
@@ -41,6 +41,6 @@ class TaskSubmitter {
   std::filesystem::path m_queueDirectory;
 };
 
-}  // namespace standin
+}  // namespace velmo::standin
 
 #endif

@@ -7,13 +7,13 @@
 #include <filesystem>
 #include <string>
 
-#include "TaskCounter.h"
-#include "TaskRequest.h"
+#include "Refusal.h"
 #include "TemporaryDirectory.h"
+#include "TemporaryTaskCounter.h"
 
 namespace fs = std::filesystem;
 
-namespace standin {
+namespace velmo::standin {
 namespace {
 
 using velmo::test::namesIn;
@@ -33,8 +33,8 @@ class TaskSubmitterTest : public testing::Test {
     m_request.set_jobid("J12");
   }
 
-  Variables variables() const {
-    Variables all = m_installation.variables();
+  tools::Variables variables() const {
+    tools::Variables all = m_installation.variables();
     for (const auto& variable : m_counter.variables()) {
       all.push_back(variable);
     }
@@ -52,19 +52,19 @@ class TaskSubmitterTest : public testing::Test {
 
   TemporaryDirectory m_directory;
   Installation m_installation{m_directory.path() / "home", false};
-  TaskCounter m_counter;
+  TemporaryTaskCounter m_counter;
   UnknownClasses m_unknownClasses{m_installation};
   service::velmo::AddTaskRequest m_request;
 };
 
-TEST_F(TaskSubmitterTest, FileIsWhereTheAnsweredNameSaysWithTheCommandAsSent) {
+TEST_F(TaskSubmitterTest, FileHasTheReturnedNameAndTheCommandAsSent) {
   TaskSubmitter submitter(m_installation, variables(), m_unknownClasses);
   const std::string name = submitter.submit(m_request);
   EXPECT_THAT(name, MatchesRegex("0050\\.[0-9]+\\.J12\\.S0\\.T[0-9]+-1\\.R0000\\.sh"));
   EXPECT_EQ("echo 100%%\n", readFile(m_installation.queueDirectory() / name));
 }
 
-TEST_F(TaskSubmitterTest, EveryRequestDrawsOneTaskIdentifier) {
+TEST_F(TaskSubmitterTest, EveryRequestUsesOneTaskIdentifier) {
   TaskSubmitter submitter(m_installation, variables(), m_unknownClasses);
   submitter.submit(m_request);
   EXPECT_THAT(submitter.submit(m_request), HasSubstr("-2.R0000."));
@@ -86,4 +86,4 @@ TEST_F(TaskSubmitterTest, FileThatCannotBeWrittenOrMovedIsNamedAndNotQueued) {
 }
 
 }  // namespace
-}  // namespace standin
+}  // namespace velmo::standin

@@ -3,8 +3,9 @@
 #include <fmt/format.h>
 
 #include "Report.h"
+#include "TaskDescription.h"
 
-namespace standin {
+namespace velmo::standin {
 
 namespace {
 
@@ -29,15 +30,15 @@ void UnknownClasses::checkRequest(const std::string& priorityClass, const std::s
   }
 }
 
-void UnknownClasses::checkFile(const TaskName& name, const std::string& taskFile) {
+void UnknownClasses::checkFile(const brix::velmo::TaskFileName& name, const std::string& taskFile) {
   const std::lock_guard<std::mutex> lock(m_mutex);
   const bool isChecked = m_checked.erase(taskFile) > 0;
   if (!isChecked && name.priority == kUnknownClassPriority) {
     report(
         fmt::format("warning: {}: a priority class that is not in priorities.cfg gets the "
                     "priority {}",
-                    describe(name), kUnknownClassPriority));
+                    tools::describe(name), kUnknownClassPriority));
   }
 }
 
-}  // namespace standin
+}  // namespace velmo::standin

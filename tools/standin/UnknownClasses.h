@@ -8,24 +8,24 @@
 #include <string>
 
 #include "Installation.h"
-#include "TaskName.h"
+#include "TaskFileName.h"
 
-namespace standin {
+namespace velmo::standin {
 
-/// Warns of tasks whose priority class is in none of an installation's "priorities.cfg", once for
-/// each task. Several threads may use it at once.
+/// Warns about tasks whose priority class is in neither "priorities.cfg" of an installation, once
+/// for each task. Several threads may use it at once.
 ///
-/// A task file does not tell its class. Its priority does: that of an unknown class is 9999.
+/// A task file does not contain its class, but the priority of an unknown class is always 9999.
 class UnknownClasses {
  public:
   /// Reads the two files, as the library does at its first submission.
   explicit UnknownClasses(const Installation& installation);
 
-  /// Warns if the class that a request names is unknown. The task file is then not warned of.
+  /// Warns if the class that a request names is unknown. checkFile() then ignores the task file.
   void checkRequest(const std::string& priorityClass, const std::string& taskFile);
 
   /// Warns if a task file has the priority of an unknown class.
-  void checkFile(const TaskName& name, const std::string& taskFile);
+  void checkFile(const brix::velmo::TaskFileName& name, const std::string& taskFile);
 
  private:
   std::mutex m_mutex;
@@ -33,6 +33,6 @@ class UnknownClasses {
   std::set<std::string> m_checked;  ///< task files of requests
 };
 
-}  // namespace standin
+}  // namespace velmo::standin
 
 #endif

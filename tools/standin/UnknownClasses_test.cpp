@@ -7,7 +7,7 @@
 
 #include "TemporaryDirectory.h"
 
-namespace standin {
+namespace velmo::standin {
 namespace {
 
 using velmo::test::TemporaryDirectory;
@@ -23,7 +23,7 @@ class UnknownClassesTest : public testing::Test {
   }
 
   std::string reportsOfFile(const char* file) {
-    return reportsOf([&] { m_classes.checkFile(*parseTaskName(file), file); });
+    return reportsOf([&] { m_classes.checkFile(*brix::velmo::parseTaskFileName(file), file); });
   }
 
   TemporaryDirectory m_directory;
@@ -31,7 +31,7 @@ class UnknownClassesTest : public testing::Test {
   UnknownClasses m_classes{m_installation};
 };
 
-TEST_F(UnknownClassesTest, ClassOfARequestMayBeInEitherFile) {
+TEST_F(UnknownClassesTest, ClassOfARequestIsLookedUpInBothFiles) {
   EXPECT_EQ("", reportsOf([&] {
               m_classes.checkRequest("Urgent", "a");
               m_classes.checkRequest("Nightly", "b");
@@ -55,10 +55,10 @@ TEST_F(UnknownClassesTest, FileWithThePriorityOfAnUnknownClassIsDescribed) {
   EXPECT_EQ("", reportsOfFile("10000.20250303140509.J12.S0.T20250303140509-731.R0002.sh"));
 }
 
-TEST_F(UnknownClassesTest, FileOfARequestIsNotWarnedOfAgain) {
+TEST_F(UnknownClassesTest, FileOfARequestCausesNoSecondWarning) {
   reportsOf([&] { m_classes.checkRequest("urgent", kFile); });
   EXPECT_EQ("", reportsOfFile(kFile));
 }
 
 }  // namespace
-}  // namespace standin
+}  // namespace velmo::standin

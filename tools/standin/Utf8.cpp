@@ -1,11 +1,11 @@
 #include "Utf8.h"
 
-namespace standin {
+namespace velmo::standin {
 
 namespace {
 
-// The size of a character by its first byte, with the range of the byte that may follow. The
-// narrower ranges exclude characters written too long, surrogates, and what is beyond U+10FFFF.
+// The size of a character by its first byte, and the range of its second byte. The narrower ranges
+// exclude overlong characters, surrogates, and characters beyond U+10FFFF.
 struct Lead {
   std::size_t size;
   unsigned char first;
@@ -40,7 +40,8 @@ bool hasCharacter(std::string_view text, const Lead& lead) {
   return true;
 }
 
-// @return the size of the character at the beginning of a text that is not empty; 0: there is none
+// @param text  not empty
+// @return the size of the character at its beginning; 0: there is none
 std::size_t characterSize(std::string_view text) {
   for (const Lead& lead : kLeads) {
     if (isWithin(text.front(), lead.first, lead.last)) {
@@ -77,4 +78,4 @@ std::string utf8Prefix(std::string_view text, std::size_t limit) {
   return prefix;
 }
 
-}  // namespace standin
+}  // namespace velmo::standin

@@ -5,15 +5,15 @@
 #include <string>
 #include <string_view>
 
-namespace standin {
+namespace velmo::standin {
 
 /// Whether a text is well-formed UTF-8.
 bool isUtf8(std::string_view text);
 
 /// The beginning of a text as well-formed UTF-8: as many whole characters as fit into `limit`
-/// bytes, with a question mark in place of every byte that belongs to no character.
+/// bytes. Every byte that is not part of a character becomes a question mark.
 std::string utf8Prefix(std::string_view text, std::size_t limit);
 
-}  // namespace standin
+}  // namespace velmo::standin
 
 #endif

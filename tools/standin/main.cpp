@@ -14,14 +14,14 @@ constexpr int kOwnFailure = 125;
 
 int main(int argc, char** argv) {
   try {
-    const auto parsed = standin::parseOptions(argc, argv);
+    const auto parsed = velmo::standin::parseOptions(argc, argv);
     if (const int* status = std::get_if<int>(&parsed)) {
       return *status;
     }
-    standin::SignalQueue signals;
-    return standin::StandIn(std::get<standin::Options>(parsed), signals).run();
+    velmo::tools::SignalQueue signals;
+    return velmo::standin::StandIn(std::get<velmo::standin::Options>(parsed), signals).run();
   } catch (const std::exception& failure) {
-    standin::report(failure.what());
+    velmo::standin::report(failure.what());
     return kOwnFailure;
   }
 }

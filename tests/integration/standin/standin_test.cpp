@@ -141,11 +141,11 @@ TEST(StandinTest, WrongUsageEndsWith2AndSaysWhatIsWrong) {
     const char* text;
   };
   const std::vector<Row> rows{
-      {{"--bad", "--"}, "COMMAND behind -- is required"},
+      {{"--bad", "--"}, "COMMAND after -- is required"},
       {{"--bad", "a b", "--keep", "--", "true"},
-       "not an option of velmo-standin: --bad 'a b' --keep; only options stand before --"},
+       "not an option of velmo-standin: --bad 'a b' --keep; only options may come before --"},
       {{"true", "--", "true"},
-       "not an option of velmo-standin: true; only options stand before --"},
+       "not an option of velmo-standin: true; only options may come before --"},
       {{"--home", "--", "true"}, "--home: 1 required TEXT missing"},
       {{"--home", "", "--", "true"}, "--home: the directory is empty"},
   };

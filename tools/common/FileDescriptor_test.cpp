@@ -1,0 +1,75 @@
+#include "FileDescriptor.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <string>
+#include <utility>
+
+namespace velmo::tools {
+namespace {
+
+bool isOpenHere(int descriptor) {
+  return fcntl(descriptor, F_GETFD) >= 0;
+}
+
+TEST(FileDescriptorTest, DescriptorIsClosedWithTheObject) {
+  const int number = dup(0);
+  {
+    const FileDescriptor descriptor(number);
+    EXPECT_TRUE(descriptor.isOpen());
+    EXPECT_EQ(number, descriptor.get());
+  }
+  EXPECT_FALSE(isOpenHere(number));
+}
+
+TEST(FileDescriptorTest, MovedDescriptorBelongsToTheNewObjectAlone) {
+  FileDescriptor first(dup(0));
+  const int number = first.get();
+  {
+    const FileDescriptor second(std::move(first));
+    EXPECT_EQ(number, second.get());
+  }
+  EXPECT_FALSE(isOpenHere(number));
+  EXPECT_FALSE(first.isOpen());  // NOLINT(bugprone-use-after-move): that is the rule
+}
+
+TEST(FileDescriptorTest, NegativeNumberIsNotOpen) {
+  EXPECT_FALSE(FileDescriptor(-1).isOpen());
+}
+
+TEST(FileDescriptorTest, TextIsWrittenUnchanged) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(0, pipe2(ends.data(), O_CLOEXEC));
+  const FileDescriptor reader(ends[0]);
+  const FileDescriptor writer(ends[1]);
+  EXPECT_TRUE(writeWhole(writer.get(), "a\nb"));
+  std::array<char, 8> buffer{};
+  EXPECT_EQ(3, read(reader.get(), buffer.data(), buffer.size()));
+  EXPECT_STREQ("a\nb", buffer.data());
+}
+
+TEST(FileDescriptorTest, RestIsWrittenAfterACallThatTookAPart) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(0, pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK));
+  const FileDescriptor reader(ends[0]);
+  const FileDescriptor writer(ends[1]);
+  const int capacity = fcntl(writer.get(), F_GETPIPE_SZ);
+  const std::string tooMuch(static_cast<std::size_t>(capacity) + 4096, 'x');
+  EXPECT_FALSE(writeWhole(writer.get(), tooMuch));  // the second call finds the pipe full
+  EXPECT_EQ(EAGAIN, errno);
+}
+
+TEST(FileDescriptorTest, WriteThatFailsReportsItsErrorNumber) {
+  const FileDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+  EXPECT_FALSE(writeWhole(full.get(), "x"));
+  EXPECT_EQ(ENOSPC, errno);
+  EXPECT_TRUE(writeWhole(full.get(), ""));
+}
+
+}  // namespace
+}  // namespace velmo::tools

@@ -1,0 +1,45 @@
+#ifndef VELMO_STANDIN_FRAME_H
+#define VELMO_STANDIN_FRAME_H
+
+#include <cstddef>
+#include <string>
+
+#include "Refusal.h"
+
+namespace velmo::standin {
+
+/// The most bytes that a message, and so a frame, may have. No valid request comes near it.
+constexpr std::size_t kLongestMessage = 1048576;
+
+// The first byte of a frame.
+constexpr int kFinalFrame = 0x80;
+constexpr int kReservedBits = 0x70;
+constexpr int kOpcodeBits = 0x0f;
+
+// Opcodes. Those from kClose on are of control frames.
+constexpr int kContinuation = 0x0;
+constexpr int kText = 0x1;
+constexpr int kBinary = 0x2;
+constexpr int kClose = 0x8;
+constexpr int kPing = 0x9;
+constexpr int kPong = 0xa;
+
+/// A frame as a client sent it, without the mask.
+struct Frame {
+  int flags = 0;  ///< first byte: the final bit, the reserved bits, the opcode
+  std::string payload;
+};
+
+inline int opcodeOf(int flags) {
+  return flags & kOpcodeBits;
+}
+
+/// The refusal of a frame whose opcode or reserved bits are not allowed.
+Refusal unexpectedFlags(int flags);
+
+/// The refusal of a message that is longer than kLongestMessage.
+Refusal tooLong();
+
+}  // namespace velmo::standin
+
+#endif
