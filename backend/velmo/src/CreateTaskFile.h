@@ -217,7 +217,7 @@ VELMO_EXPORT int createChildTask(const char* priorityType, const char* command,
 ///
 /// @par Caveats
 /// - If the counter file does not exist or cannot be opened, the number is 0. If it cannot be
-///   replaced, the next call returns the same identifier. Neither is logged: see velmo-jobid(5).
+///   replaced, the next call returns the same identifier. Neither is logged.
 /// - If the lock file cannot be removed, the process ends.
 ///
 /// @return a new character array, which the caller frees with `delete[]`. On failure, an empty

@@ -44,7 +44,7 @@ struct VELMO_EXPORT JobInfo {
   ///
   /// Failures are neither reported nor logged. A file that cannot be written whole is removed.
   /// Nothing is escaped: a text that is too long, or has a double quote, a line end or another
-  /// character that job files do not allow, reads back differently. A NUL ends it.
+  /// character that job files do not allow, reads back differently: see formats.md.
   void createFile();
 
   std::string m_id;        ///< job identifier, for createTaskFile(); empty if there is none

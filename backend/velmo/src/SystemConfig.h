@@ -110,7 +110,7 @@ class VELMO_EXPORT SystemConfig {
   /// @throws Poco::PoolOverflowException   the elements and attributes have more than 509 different
   ///                                       names. A name under another prefix or namespace counts
   ///                                       as another name. Derives from the same two.
-  /// @throws std::bad_alloc                memory runs out
+  /// @throws std::bad_alloc                memory runs out; the parser may then leak memory
   SystemConfig(const std::string& path);
 
   /// The machines in document order. The reference lives as long as the object.
