@@ -1,6 +1,5 @@
 #!/bin/sh
-# The tables of libvelmo.7 have what the sources have, and nothing else; the pages of calls show no
-# other lines:
+# The tables of libvelmo.7 have what the sources have, and nothing else:
 # - the variables of the environment that programs of this tree read;
 # - the lines that the library writes to the system log, by identity.
 # usage: libvelmo_tables_test.sh SOURCE_DIR
@@ -56,7 +55,6 @@ texts_of "$backend/velmo/src/byfile/SubmissionLog.cpp" >"$directory/texts"
 sed -n 's/.*snprintf(line.*, "\(.*\)\\n".*/\1/p' "$backend/imutils/src/internal/SystemLog.cpp" \
   >>"$directory/texts"
 sort -u "$directory/texts" >"$directory/sources"
-cp "$directory/sources" "$directory/all"
 section '.Ss Lines with the identity CreateTaskFile' | items >"$directory/page"
 compare 'identity CreateTaskFile'
 
@@ -64,21 +62,6 @@ compare 'identity CreateTaskFile'
 texts_of "$backend/imutils/src/internal/SemaphoreLog.cpp" | sed 's/$/%d/' | sort -u >"$directory/sources"
 section '.Ss Lines with the identity IMMemSemaphore' | items >"$directory/page"
 compare 'identity IMMemSemaphore'
-
-echo '== lines in the pages of calls =='
-sort -u "$directory/all" "$directory/sources" -o "$directory/all"
-for name in createTaskFile CreateTaskFile generateJobID IMMemSemaphore; do
-  page=$source/docs/man/$name.3
-  # Where the general page has any variable, these name it.
-  section '.Sh DIAGNOSTICS' | items | sed -E 's/getenv\([A-Z_]+\)/getenv(%s)/' | sort -u \
-    >"$directory/shown"
-  [ -s "$directory/shown" ] || { echo "$name.3: no lines"; touch "$directory/failed"; }
-  if comm -13 "$directory/all" "$directory/shown" | grep .; then
-    echo "$name.3: no such line is written"
-    touch "$directory/failed"
-  fi
-done
-page=$source/docs/man/libvelmo.7
 
 echo '== nothing else writes there =='
 cd "$backend"

@@ -1,6 +1,7 @@
 #!/bin/sh
-# Configures the tree while a needed package is hidden. The message names its Debian package and the
-# option that makes it unnecessary.
+# Configures the tree with something that it needs hidden: the message names the Debian package that
+# has it, and the option that does without. Without Doxygen the library alone is configured, and its
+# installation says what is missing.
 # usage: missing_packages_test.sh SOURCE_DIR COMPILER GENERATOR
 set -eu
 source_dir=$1
@@ -39,3 +40,10 @@ expect 'without a package of the benchmarks' 'Not found: benchmark.
 On Debian: apt install libbenchmark-dev
 Or do without: cmake -DVELMO_BUILD_BENCHMARKS=OFF ...' \
   "$(configured_with -DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON)"
+
+quietly cmake -S "$source_dir" -B "$directory/library" -G "$generator" \
+  -DCMAKE_CXX_COMPILER="$compiler" -DBUILD_TESTING=OFF -DVELMO_BUILD_TOOLS=OFF \
+  -DVELMO_BUILD_BENCHMARKS=OFF -DCMAKE_DISABLE_FIND_PACKAGE_Doxygen=ON
+expect 'without Doxygen, the installation of the pages' \
+  '-- Doxygen or Python 3 was not found: no manual pages of section 3' \
+  "$(DESTDIR=$directory/root cmake --install "$directory/library/docs" | tail -1)"

@@ -15,47 +15,63 @@
 
 namespace brix::imutils {
 
-/// Base of a configuration that is fed from a list of properties files and reloaded as a whole when
-/// the newest of them has changed.
+/// A configuration that reloads its properties files when one of them has changed.
 ///
-/// A subclass fills `m_files`, sets `m_checkInterval`, overrides reset() (call the base, then
-/// restore the defaults) and load() (call the base, then take the values out of `m_properties`),
-/// and has check() called before its values are used. Nothing is loaded before the first check().
+/// A subclass fills `m_files`, sets `m_checkInterval`, and calls check() before it uses a value. It
+/// overrides reset() to call the base and restore its defaults, and load() to call the base and
+/// take its values out of `m_properties`. Nothing is loaded before the first check().
 ///
-/// A copy is independent of the original. It takes no lock: check() may replace `m_properties`
-/// while another thread reads a value.
+/// A copy is independent of the original. The object takes no lock: check() may replace
+/// `m_properties` while another thread reads a value. velmo-properties(5) describes the files.
+///
+/// @par Examples
+/// @code
+/// class LevelConfig : private brix::imutils::Config {
+///  public:
+///   LevelConfig() : Config("demo.cfg") {}
+///   int level() { check(); return m_level; }
+///
+///  private:
+///   void reset() override { Config::reset(); m_level = 1; }
+///   void load() override {
+///     Config::load();
+///     if (const char* text = m_properties.getProperty("level")) {
+///       m_level = std::atoi(text);
+///     }
+///   }
+///   int m_level = 1;
+/// };
+/// @endcode
 class VELMO_EXPORT Config {
  public:
   /// No files.
   Config();
 
-  /// The files of the list, in load order. An empty name is a file that cannot be examined.
+  /// The files of the list, in load order. An empty name counts as a file that does not exist.
   Config(const std::vector<std::string>& fileNames);
 
-  /// One file; an empty name as above.
+  /// One file.
   Config(const std::string& file);
 
   /// Empties `m_properties`.
   virtual void reset();
 
-  /// Loads every file of `m_files`, in order, into `m_properties`; where two files know a name, the
-  /// later one counts. A file that cannot be opened is named on the standard error stream
-  /// ("Warning: error loading " and its name); an exception from a file is dropped. Either way the
-  /// next file follows.
+  /// Loads the files of `m_files`, in order, into `m_properties`. If several files have a name, the
+  /// last one counts. A file that cannot be opened is named on the standard error stream, "Warning:
+  /// error loading NAME". An exception from a file is dropped. Then the next file follows.
   virtual void load();
 
   virtual ~Config();
 
-  /// Looks at the files, at most once in `m_checkInterval` seconds of `time`, and calls reset() and
-  /// load() when the newest of them is newer than at the last reload. When none can be examined,
-  /// calls reset() alone.
+  /// Calls reset() and load() if the newest file is newer than at the last reload, and reset()
+  /// alone if no file can be examined. Returns at once if the last look at the files was less than
+  /// `m_checkInterval` seconds ago. Files that cannot be examined are skipped.
   ///
   /// Modification times count in whole seconds. A file that changes again within the same second,
   /// or is replaced by an older one, is not reloaded until some file becomes newer. If the newest
-  /// time is 0 (the epoch) or before, nothing is loaded: it is not newer than "nothing loaded".
+  /// time is 0 (the epoch) or before, nothing is loaded.
   ///
-  /// Empty file names and files that cannot be examined are passed over. What an overridden reset()
-  /// or load() throws passes; the look at the files then counts as done.
+  /// Exceptions of an overridden reset() or load() pass through; the files then count as examined.
   void check();
 
  protected:

@@ -10,72 +10,75 @@
 
 #include "Export.h"
 
-/// A flag for the programs that load the library, false until a program sets it. The library
-/// neither reads nor writes it: no behaviour of it depends on its value.
+/// A flag for programs, false until a program sets it. The library neither reads nor writes it.
 extern VELMO_EXPORT bool g_imVerbose;
 
-/// Another flag of the same kind.
+/// Another flag for programs, like g_imVerbose.
 extern VELMO_EXPORT bool g_imDebug;
 
 /// Common utilities, which know nothing of the service.
 namespace brix::imutils {
 
-/// What the common utilities throw: a numeric code, a message, and a rendering that names the kind
-/// of failure.
+/// An error of the common utilities: a numeric code and a message.
 ///
-/// The family is a root of its own: it does not derive from std::exception, so a handler for
-/// standard exceptions does not catch it. Catch it by reference. Copies are independent; one object
-/// is used by one thread at a time.
+/// The family does not derive from std::exception, so a handler for standard exceptions does not
+/// catch it. Catch it by reference. One object is used by one thread at a time. A null text counts
+/// as an empty one. The only exception thrown by its functions is std::bad_alloc.
 ///
-/// Nothing here fails on its own account; running out of memory leaves as std::bad_alloc. A null
-/// text given to a constructor counts as an empty one.
+/// A `format` and its arguments are formatted as by printf(3) and cut to 1023 bytes. If printf
+/// fails, as it does above 2 GB, the text is the part written before the failure.
+///
+/// @par Examples
+/// @code
+/// try {
+///   brix::imutils::IMSemaphore semaphore("report", "/run/lock", true);
+///   semaphore.lock(10);
+/// } catch (brix::imutils::IMTimeoutException& timeout) {
+///   std::cerr << "somebody else has it: " << timeout.getMessage() << '\n';
+/// } catch (brix::imutils::IMException& failure) {
+///   failure.print(stderr);
+/// }
+/// @endcode
 class VELMO_EXPORT IMException {
  public:
   /// Code 1, message "Unknown exception".
   IMException();
 
-  /// The given code and an empty message: the default text is not applied here.
+  /// The given code, empty message.
   IMException(int code);
 
-  /// Code 1 and a message formatted as printf does, cut to 1023 bytes. If printf fails, as it does
-  /// for a text above 2 GB, the message is the part that printf wrote before.
+  /// Code 1, formatted message.
   [[gnu::format(printf, 2, 3)]] IMException(const char* format, ...);
 
-  /// The given code and a message formatted as printf does, cut to 1023 bytes, also if printf fails
-  /// (see above). `IMException(2, "text")` calls this constructor: put a text that is not a format,
-  /// and may contain a percent sign, into a std::string.
+  /// The given code, formatted message. `IMException(2, "text")` calls this constructor: pass a
+  /// text that may contain a percent sign as a std::string.
   [[gnu::format(printf, 3, 4)]] IMException(int code, const char* format, ...);
 
   /// The given code and a copy of the whole message.
   IMException(int code, const std::string& message);
 
-  /// An independent copy.
-  IMException(const IMException&) = default;
-
-  /// Becomes an independent copy.
-  IMException& operator=(const IMException&) = default;
+  IMException(const IMException&) = default;             ///< An independent copy.
+  IMException& operator=(const IMException&) = default;  ///< An independent copy.
 
   virtual ~IMException();
 
-  /// Replaces `out` with the rendered text: a prefix for the kind, the code in square brackets, a
-  /// blank and the message, for example "IO Exception: [2] Creating semaphore failed: x [No such
-  /// file or directory]".
+  /// Replaces `out` with the rendered text: a prefix for the class, the code in square brackets, a
+  /// blank and the message. The prefix of this class is "Unknown Exception: ".
   virtual void toString(std::string& out);
 
-  /// The rendered text in a new character array, which the caller releases with `delete[]`. Never
-  /// null. Read as a C string it ends at the first NUL of the message.
+  /// Renders the exception into a new character array, which the caller frees with `delete[]`.
+  /// Never null. As a C string, it ends at the first NUL of the message.
   char* toString();
 
-  /// Writes the rendered text, up to its first NUL, and a line feed to `stream`; the outcome is
-  /// left in the stream's error indicator. A null stream is left alone. The stream stays the
-  /// caller's.
+  /// Writes the rendered text, up to its first NUL, and a line feed. Errors are left in the
+  /// stream's error indicator. Does nothing with a null stream.
   void print(FILE* stream);
 
-  /// Writes the rendered text and an end of line, and flushes. The stream comes by value, so only a
-  /// stream made in the call itself can be passed: `e.print(std::ostream(buffer))`.
+  /// Writes the rendered text and an end of line, and flushes. The stream is passed by value, so
+  /// make it in the call: `e.print(std::ostream(buffer))`.
   void print(std::ostream stream);
 
-  /// The message alone, without prefix and code. It lives as long as this object.
+  /// The message alone. It lives as long as the exception.
   const std::string& getMessage() const;
 
  private:
@@ -87,17 +90,14 @@ class VELMO_EXPORT IMException {
   int m_code;
 };
 
-/// A wait that ran out. Renders with the prefix "Timeout Exception: ".
+/// A wait that reached its time limit. Renders with the prefix "Timeout Exception: ".
 class VELMO_EXPORT IMTimeoutException : public IMException {
  public:
   /// The given code and a copy of the whole message.
   IMTimeoutException(int code, const std::string& message);
 
-  /// An independent copy.
-  IMTimeoutException(const IMTimeoutException&) = default;
-
-  /// Becomes an independent copy.
-  IMTimeoutException& operator=(const IMTimeoutException&) = default;
+  IMTimeoutException(const IMTimeoutException&) = default;             ///< An independent copy.
+  IMTimeoutException& operator=(const IMTimeoutException&) = default;  ///< An independent copy.
 
   ~IMTimeoutException() override;
 
@@ -105,17 +105,14 @@ class VELMO_EXPORT IMTimeoutException : public IMException {
   void toString(std::string& out) override;
 };
 
-/// A system call that failed; the code is its `errno`. Renders with the prefix "IO Exception: ".
+/// A failed system call, whose `errno` is the code. Renders with the prefix "IO Exception: ".
 class VELMO_EXPORT IMIOException : public IMException {
  public:
   /// The given code and a copy of the whole message.
   IMIOException(int code, const std::string& message);
 
-  /// An independent copy.
-  IMIOException(const IMIOException&) = default;
-
-  /// Becomes an independent copy.
-  IMIOException& operator=(const IMIOException&) = default;
+  IMIOException(const IMIOException&) = default;             ///< An independent copy.
+  IMIOException& operator=(const IMIOException&) = default;  ///< An independent copy.
 
   ~IMIOException() override;
 
@@ -123,33 +120,28 @@ class VELMO_EXPORT IMIOException : public IMException {
   void toString(std::string& out) override;
 };
 
-/// A condition that the caller had to meet and did not. The code is always 1 and is never shown;
-/// the rendering has no prefix.
+/// A condition that the caller had to meet and did not. Renders as "ASSERT (EXPRESSION) in FILE at
+/// line N."; the code is 1 and is not shown.
 class VELMO_EXPORT IMAssertionException : public IMException {
  public:
-  /// The message is the assertion line itself: "ASSERT (expression) in file at line N.".
+  /// The message is the assertion line.
   /// @param expression  the condition that failed, as text
   /// @param line        source line of the check
   /// @param file        source file of the check
   IMAssertionException(const char* expression, long line, const char* file);
 
-  /// The message is a separate detail, formatted as printf does and cut to 1023 bytes. If printf
-  /// fails, the detail is the part that printf wrote before.
+  /// The message is a detail, formatted as IMException does.
   [[gnu::format(printf, 5, 6)]] IMAssertionException(const char* expression, long line,
                                                      const char* file, const char* format, ...);
 
-  /// An independent copy.
-  IMAssertionException(const IMAssertionException&) = default;
-
-  /// Becomes an independent copy.
-  IMAssertionException& operator=(const IMAssertionException&) = default;
+  IMAssertionException(const IMAssertionException&) = default;             ///< An independent copy.
+  IMAssertionException& operator=(const IMAssertionException&) = default;  ///< An independent copy.
 
   ~IMAssertionException() override;
 
   using IMException::toString;
 
-  /// Replaces `out` with the assertion line and, where there is a detail, a line feed and the
-  /// detail.
+  /// Replaces `out` with the assertion line and, if there is a detail, a line feed and the detail.
   void toString(std::string& out) override;
 
  private:

@@ -10,12 +10,12 @@
 
 namespace brix::imutils {
 
-/// One name and its value. The entry owns copies of both texts; neither is ever null. Running out
-/// of memory leaves as std::bad_alloc.
+/// One name of a properties file, and its value. The entry owns copies of both texts; neither is
+/// ever null. The only exceptions are IMAssertionException for a null argument and std::bad_alloc.
 class VELMO_EXPORT IMProperty {
  public:
   /// Copies both texts.
-  /// @throws IMAssertionException  expression "str", line 58, when either is null
+  /// @throws IMAssertionException  expression "str", line 58: either is null
   IMProperty(const char* name, const char* value);
 
   /// Copies both texts of the other entry.
@@ -25,19 +25,19 @@ class VELMO_EXPORT IMProperty {
 
   ~IMProperty();
 
-  /// A copy of `str` in a new character array, which the caller releases with `delete[]`.
-  /// @throws IMAssertionException  expression "str", line 58, when `str` is null
+  /// Copies a text into a new character array, which the caller frees with `delete[]`.
+  /// @throws IMAssertionException  expression "str", line 58: `str` is null
   static char* copy(const char* str);
 
   /// Replaces the value by a copy of `value`, which may point into the old one.
-  /// @throws IMAssertionException  expression "value", line 48, when `value` is null; the entry
-  ///                               keeps its old value
+  /// @throws IMAssertionException  expression "value", line 48: `value` is null; the entry keeps
+  ///                               its old value
   void setValue(const char* value);
 
-  /// The name; it lives as long as the entry.
+  /// The name. It lives as long as the entry.
   const char* getName() const;
 
-  /// The value; it lives until the next setValue or the end of the entry.
+  /// The value. It lives until the next setValue(), or the end of the entry.
   const char* getValue() const;
 
  private:
@@ -45,19 +45,20 @@ class VELMO_EXPORT IMProperty {
   char* m_value = nullptr;
 };
 
-/// The contents of a properties file: names and values in the order in which the names were first
-/// added.
+/// Names and values of a properties file, in the order in which the names were first added.
 ///
-/// A file holds one `name = value` a line. White space around the name and around the value does
-/// not count; the first equals sign separates them, further ones belong to the value, as do number
-/// signs. Every double quote of a value reads as a blank, so `a = "x y"` gives `x y`. A line whose
-/// first visible character is '#', a line without an equals sign and a line without a name are
-/// passed over. There are no escapes, continuation lines or sections. A line of more than 65535
-/// bytes is read in pieces of that length, each a line of its own.
+/// velmo-properties(5) describes the file. Names are compared byte by byte, and searched for one
+/// after the other. The object owns its entries. It takes no lock: one object is used by one thread
+/// at a time. If memory runs out, its functions throw std::bad_alloc.
 ///
-/// Names are compared byte by byte. Look-ups are linear. The object owns its entries. It takes no
-/// lock: one object is used by one thread at a time, and a file that is replaced while it is read
-/// may be seen in part. Running out of memory leaves as std::bad_alloc.
+/// @par Examples
+/// Set a name in a file, and keep the others:
+/// @code
+/// brix::imutils::IMProperties properties;
+/// properties.load("demo.cfg");  // false if there is no such file
+/// properties.setProperty("level", "5");
+/// properties.write("demo.cfg");
+/// @endcode
 class VELMO_EXPORT IMProperties {
  public:
   /// No entries.
@@ -70,60 +71,56 @@ class VELMO_EXPORT IMProperties {
 
   ~IMProperties();
 
-  /// Adds the entries of a file to those already here: a name that is known takes the newer value
-  /// and keeps its place.
-  /// @return false when the file cannot be opened; the entries are then as they were. A directory
-  ///         opens and reads as an empty file, and a read that fails counts as the file's end.
-  /// @throws IMAssertionException  expression "filename", line 84, when `filename` is null
+  /// Adds the entries of a file. A name that is already there takes the new value and keeps its
+  /// place. A file that is replaced during the call may be read in part.
+  /// @return false if the file cannot be opened; nothing is added. A directory opens and reads as
+  ///         an empty file. A read that fails counts as the end of the file.
+  /// @throws IMAssertionException  expression "filename", line 84: `filename` is null
   bool load(const char* filename);
 
-  /// Replaces a file by these entries, one `name="value"` a line. Nothing is escaped: a double
-  /// quote in a value reads back as a blank.
-  ///
-  /// Mind that only the opening is checked. When the disk fills up while the entries are written,
-  /// the file is cut short and the result is true all the same.
+  /// Replaces a file by the entries, one `name="value"` a line. Nothing is escaped: a double quote
+  /// in a value reads back as a blank. Errors after opening are ignored: on a full disk the file is
+  /// truncated, and the call still returns true.
   /// @return true, always
-  /// @throws IMAssertionException  expression "filename", line 120, when `filename` is null;
-  ///                               expression "f", line 122, with the detail "could not open %s in
-  ///                               IMProperties::write", when the file cannot be opened
+  /// @throws IMAssertionException  expression "filename", line 120: `filename` is null. Expression
+  ///                               "f", line 122, detail "could not open FILE in
+  ///                               IMProperties::write": the file cannot be opened.
   bool write(const char* filename);
 
-  /// The value of the first entry of that name, or null when there is none. The text belongs to the
-  /// entry and lives until its value is changed or the entry is removed or cleared.
-  /// @throws IMAssertionException  expression "name", line 140, when `name` is null
+  /// The value of the first entry of that name, or null if there is none. The text belongs to the
+  /// entry. It lives until the value is changed, or the entry is removed or cleared.
+  /// @throws IMAssertionException  expression "name", line 140: `name` is null
   const char* getProperty(const char* name) const;
 
-  /// Changes the value of the first entry of that name, or appends a new entry. `value` may be a
-  /// text that getProperty returned.
-  /// @throws IMAssertionException  expression "name", line 155, when `name` is null; expression
-  ///                               "value", line 156, when `value` is null; nothing is changed
+  /// Changes the value of the first entry of that name, or appends an entry. `value` may be a text
+  /// that getProperty() returned.
+  /// @throws IMAssertionException  expression "name", line 155: `name` is null. Expression "value",
+  ///                               line 156: `value` is null. Nothing is changed.
   void setProperty(const char* name, const char* value);
 
-  /// Takes the first entry of that name out of the list; without one, does nothing.
-  ///
-  /// Mind that the entry itself is not destroyed: its memory stays allocated until the process
-  /// ends. A program that removes entries over and over grows; clear() does not have this trait.
-  /// @throws IMAssertionException  expression "name", line 172, when `name` is null
+  /// Takes the first entry of that name, if there is one, out of the list. The entry is not freed:
+  /// a program that keeps removing entries leaks memory. clear() frees its entries.
+  /// @throws IMAssertionException  expression "name", line 172: `name` is null
   void remove(const char* name);
 
-  /// Removes and destroys all entries.
+  /// Removes and frees all entries.
   void clear();
 
-  /// The first position at or after `p` that holds no white space, at the latest the terminating
-  /// NUL. Null gives null.
+  /// Finds the first character at or after `p` that is not white space, at the latest the
+  /// terminating NUL. Null for null.
   static char* skipWhiteSpaces(char* p);
 
-  /// Cuts white space at both ends: what stands at the end is overwritten with NUL, and the
-  /// position of the first other character is returned. Null gives null.
+  /// Removes white space at both ends, in place: overwrites the end with NUL, and returns the first
+  /// other character. Null for null.
   static char* trim(char* p);
 
-  /// Turns every `from` in the text `s` into `to`. A null text is left alone.
+  /// Replaces every `from` in the text by `to`, in place. Does nothing with a null text.
   static void replace(char* s, char from, char to);
 
-  /// Splits a text at the first `separator` at or after `cursor`: overwrites it with NUL, moves
-  /// `cursor` behind it and returns the trimmed text before it.
-  /// @return null, `cursor` and text unchanged, when there is no separator, `cursor` is null, or
-  ///         the separator is NUL
+  /// Splits a text in place at the first `separator` at or after `cursor`. Overwrites the separator
+  /// with NUL and moves `cursor` behind it.
+  /// @return the trimmed text before the separator. Null, and nothing is changed, if there is no
+  ///         separator, the separator is NUL, or `cursor` is null.
   static char* getNextValue(char*& cursor, char separator);
 
  private:

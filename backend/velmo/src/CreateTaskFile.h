@@ -8,183 +8,223 @@
 
 #include "Export.h"
 
-/// One task, as plain texts that stay the caller's. An empty text is taken as it is, except as the
-/// job identifier.
+/// One task, as the arguments of createTaskFile(). The texts stay the caller's. An empty text is
+/// used as it is, except as the job identifier.
 struct TaskFileDescriptor {
-  const char* priorityType;  ///< priority class, looked up in "priorities.cfg"; null is refused
+  const char* priorityType;  ///< priority class; null is refused
   const char* command;       ///< command to run; null is refused
   const char* commandType;   ///< kind of command; null is set to "sh"
-  const char* deltaType;     ///< priority adjustment, looked up as the class is; null: none
-  const char* jobId;         ///< job identifier; null or empty: a new one is generated
+  const char* deltaType;     ///< priority adjustment; null: none
+  const char* jobId;         ///< job identifier; null or empty: a new one
   const char* subJobId;      ///< sub-job identifier; null is set to "0"
-  const char* jobInfo;       ///< second line of the task file; null: no second line
+  const char* jobInfo;       ///< job information; null: none
   int relPriority;           ///< relative priority within the class
 };
 
-/// Names and writes task files, and issues the identifiers that their names carry.
+/// Names and contents of task files, and the identifiers in them. createTaskFile() performs these
+/// steps; use them one by one if you want a name or the contents without submitting the task.
 ///
-/// Failures come back as a status or an empty text, and are told in the system log (identity
-/// "CreateTaskFile", LOG_PID, LOG_LOCAL3, LOG_ERR); what is told nowhere is said below. The
-/// variables of the environment are read at every call. An unset VAR, TMP or DATA reads as
-/// "(null)", which fails as a missing directory does. A failed allocation leaves as the standard
-/// exception.
+/// The object holds no data. Environment variables are read at each call. If VAR, TMP or DATA is
+/// not set, its path starts with "(null)", so the call fails with ENOENT. A failure returns a
+/// status or an empty text and is logged, unless the text below says otherwise; libvelmo(7) lists
+/// the lines.
 ///
-/// The object holds no data, and several threads may issue identifiers at once. The priority map is
-/// shared by the whole process and loaded at the first use without a lock: a program that submits
-/// from several threads calls createPriorityMap, or submits, once before it starts them. The map is
-/// destroyed when the process exits: end the threads that submit before that.
+/// Several threads may use one object, each with its own descriptor, once the priorities are
+/// loaded: see createPriorityMap().
+///
+/// @par Examples
+/// Show what would be submitted:
+/// @code
+/// TaskFileDescriptor task{"Normal", "echo hello", nullptr, nullptr,
+///                         "J12",    nullptr,      nullptr, 2};
+/// const CreateTaskFile file;
+/// std::cout << file.getFileName(task) << '\n'
+///           << file.getTaskContents(task);
+/// @endcode
 class VELMO_EXPORT CreateTaskFile {
  public:
-  /// Loads the priority map from VELMO_HOME/priorities.cfg and CONF/priorities.cfg, where the
-  /// second counts for a name that both know. Only the first call in a process does anything: the
-  /// map is never loaded again, even if that load failed or the files change. A missing file is no
-  /// failure. An IMException from the first file is told in the system log ("No file in
-  /// CreateTaskFile::createPriorityMap(), :PATH"), one from the second nowhere.
+  /// Loads the numbers of the priority classes and adjustments from VELMO_HOME/priorities.cfg and
+  /// CONF/priorities.cfg. If both files have a name, the one in CONF counts.
+  ///
+  /// Only the first call in a process loads the files. They are not loaded again, even if that call
+  /// failed or a file changes. A missing file counts as empty and is not logged. An IMException
+  /// from the first file is logged, one from the second is not.
+  ///
+  /// The call takes no lock. If several threads submit, call it before you start them, and end them
+  /// before the process exits: exit(3) destroys the priorities.
   /// @return true, always
-  /// @throws std::logic_error  "basic_string::_M_construct null not valid", when VELMO_HOME or CONF
-  ///                           is not set at the first call; the map then stays empty for good
+  /// @throws std::logic_error  "basic_string::_M_construct null not valid": VELMO_HOME or CONF is
+  ///                           not set at the first call. No class is configured from then on.
   bool createPriorityMap() const;
 
-  /// A new job identifier: the next number of the machine's job counter (0 to 999999, then 0 again)
-  /// behind a "J", and in front of that the server's identity and a hyphen if one is configured:
-  /// "J17" or "node2-J17".
-  ///
-  /// Counts in DATA/velmo/jobid under the lock file "semaphore_velmo_jobid" in LOCK_VAR (unset: the
-  /// current directory). Waits up to 30 seconds for the lock file, less if signals interrupt the
-  /// wait: see brix::imutils::IMSemaphore::lock(). The identity is SELF_SERVER_ID of
-  /// CONF/serverid.cfg. The counter has no lower bound: a file that holds -7 gives "J-6".
-  ///
-  /// If the counter file does not exist or cannot be opened, for whatever reason, the number is 0.
-  /// This is not logged. A user who may not read the file, but may replace it, restarts the numbers
-  /// for everyone. A counter file that cannot be replaced is not logged either: the next call
-  /// returns the same number. If the lock file cannot be removed afterwards, the process ends.
-  /// @return the identifier; an empty text if the lock cannot be taken or the new number cannot be
-  ///         written
+  /// Generates a job identifier: see ::generateJobID().
+  /// @return the identifier; empty on failure
   std::string generateJobID() const;
 
-  /// A new task identifier (0 to 2147483646, then 0 again): the service's counter in the shared
-  /// memory with the key SHARED_VELMO_TASKID, advanced under the semaphore with the key
-  /// SEMAPHORE_VELMO_TASKID.
+  /// Takes the next task identifier, 0 to 2147483646 and then 0 again, from the service's counter.
   ///
-  /// Blocks without limit while the semaphore is 0. Objects that do not exist, or no longer, are
-  /// created, the semaphore with the value 0: a client that outlives the service blocks until some
-  /// process sets its semaphore to 1. A key that is not a number counts as 0, which names a new,
-  /// private object at every call: nobody can raise that semaphore.
+  /// The counter is the shared memory with the key SHARED_VELMO_TASKID. The semaphore with the key
+  /// SEMAPHORE_VELMO_TASKID guards it. The call blocks without limit while the semaphore is 0.
+  /// - An object that does not exist is created, the semaphore with the value 0. A client that
+  ///   outlives the service blocks until some process sets the semaphore to 1.
+  /// - A key that is not a number counts as 0, which names a new, private object at each call. With
+  ///   such a semaphore the call blocks for ever; with such a counter it always returns 1.
+  /// - If the semaphore cannot be released, the identifier is lost, and later calls may block: see
+  ///   brix::imutils::IMMemSemaphore::unlock().
   ///
-  /// If the semaphore cannot be released, the identifier is lost, and later calls may block: see
-  /// brix::imutils::IMMemSemaphore::unlock().
-  /// @return the identifier. -1 if a key is not set, a system call failed, or a signal handler
-  ///         interrupted the wait, with SA_RESTART or without. -1 or less if somebody else set the
-  ///         counter to 2147483647 or below -1: each call adds one, and none gives an identifier
-  ///         until the counter reaches 0. That case is not logged.
+  /// @return the identifier. -1 if a key is not set, a system call fails, or a signal handler
+  ///         interrupts the wait, with SA_RESTART or without. -1 or less, without a log line, if
+  ///         another program has set the counter to 2147483647 or below -1: each call adds one, and
+  ///         none returns an identifier until the counter reaches 0.
   int generateTaskID() const;
 
-  /// The name of a new task file, for example
-  /// "0050.20250303140509.J12.S0.T20250303140509-731.R0002.sh". Draws a new task identifier, and a
-  /// new job identifier where none is given, so two calls give two names.
+  /// Generates the name of a new task file, for example
+  /// "0050.20250303140509.J12.S0.T20250303140509-731.R0002.sh"; velmo-taskfile(5) explains its
+  /// parts.
   ///
-  /// A class or an adjustment that is not configured is told in the system log: the class counts as
-  /// 9999, the adjustment as none. The adjustment of such a class is neither looked up nor told.
-  /// @param descriptor  `commandType` and `subJobId` are set to "sh" and "0" where they are null
-  /// @return an empty text when no task identifier could be had
+  /// Takes a new task identifier and, if no job is given, a new job identifier, so two calls return
+  /// two names. The first call loads the priorities. A class that is not configured is logged and
+  /// counts as 9999, without adjustment. An adjustment that is not configured is logged and counts
+  /// as none.
+  /// @param descriptor  the task; a null `commandType` is set to "sh", a null `subJobId` to "0"
+  /// @return the name; empty if there is no task identifier
   /// @throws std::logic_error                     as createPriorityMap()
-  /// @throws brix::imutils::IMAssertionException  when `priorityType` is null
+  /// @throws brix::imutils::IMAssertionException  `priorityType` is null
   std::string getFileName(TaskFileDescriptor& descriptor) const;
 
-  /// The contents of the task file before percent signs are paired: the command and, where there is
-  /// one, the job information, each with a line feed. Empty when the command is null.
+  /// Makes the contents of the task file, before "%%" is replaced: the command and, unless it is
+  /// null, the job information, each with a line feed. Empty if the command is null.
   std::string getTaskContents(TaskFileDescriptor& descriptor) const;
 
-  /// Writes the task file in the directory TMP, then moves it into the queue VAR/taskqueue, which
-  /// has to be on the same file system. The file is readable and writable for all, less the umask.
-  /// Generates the identifiers that getFileName() needs, with their waits.
-  ///
-  /// A file or symbolic link of that name in TMP is written through: only trusted users may write
-  /// to TMP and to the queue. Nothing is synced to disk: after a power cut a queued file may be
-  /// missing or incomplete.
-  ///
-  /// Two percent signs in a row in the command or the job information are written as one. A single
-  /// one is written as it is.
-  /// @return 0: the task is in the queue. 1: `priorityType` or `command` is null; or the file could
-  ///         not be written whole, and was removed again; or the queue has a file of that name, or
-  ///         the move failed, and the file stays in TMP. -1: no task identifier, see
-  ///         generateTaskID().
+  /// Submits the task: see createTaskFile(). If the queue has a file of the task's name, or the
+  /// file cannot be moved there, it stays in TMP. A file that cannot be written whole is removed.
+  /// @param descriptor  the task; null members are set as getFileName() does
+  /// @return 0, 1 or -1, as createTaskFile()
   /// @throws std::logic_error  as createPriorityMap()
   int createFile(TaskFileDescriptor& descriptor);
 };
 
 extern "C" {
 
-/// Hands a task to the service of this machine: writes its task file into the queue.
+/// Submits a task to the service of this machine, by file.
 ///
-/// Files and variables: VAR/taskqueue and TMP (the file), VELMO_HOME/priorities.cfg and
-/// CONF/priorities.cfg (read at the first call of the process), SHARED_VELMO_TASKID and
-/// SEMAPHORE_VELMO_TASKID (the task counter; the call blocks without limit while its semaphore is
-/// 0), and where no job identifier is given those of generateJobID(). Only trusted users may write
-/// to these files and directories. Nothing is synced to disk: a task that is queued may be lost or
-/// incomplete after a power cut.
+/// Writes a task file in the directory TMP and moves it with rename(2) into the queue,
+/// VAR/taskqueue, which has to be on the same file system. Does not wait for the task to run.
+/// Nothing checks the texts for slashes, line feeds or length; they are not used after the return.
+/// velmo-taskfile(5) describes the file.
 ///
-/// @param priorityType  priority class; one that is not configured counts as 9999
-/// @param command       command to run; "%%" in it is written as "%"
+/// The first call in a process that is not refused loads the priorities: see
+/// CreateTaskFile::createPriorityMap(). Each call takes a task identifier, and blocks without limit
+/// while the semaphore of the counter is 0: see CreateTaskFile::generateTaskID(). If no job is
+/// given, the call generates a job identifier, with the wait of generateJobID(). libvelmo(7) lists
+/// the environment variables, the lines in the system log, and the files that only trusted users
+/// may write to.
+///
+/// @par Examples
+/// @code
+/// const int result =
+///     createTaskFile("Normal", "echo hello", "sh", nullptr, nullptr,
+///                    nullptr, "#1USE=me#1JNA=demo", 0);
+/// if (result != 0) {
+///   std::cerr << "not queued: " << result << ", see the system log\n";
+/// }
+/// @endcode
+///
+/// @par Caveats
+/// - If several threads submit, call CreateTaskFile::createPriorityMap() or submit once before you
+///   start them.
+/// - Nothing is synced to disk: a queued task may be lost or incomplete after a power cut.
+/// - If no job is given and the lock file of the job counter cannot be removed, the process ends.
+/// - An exception that reaches C, or a foreign-function interface such as Python's ctypes, ends the
+///   process. Such a caller sets VELMO_HOME and CONF before its first call. It passes
+///   createChildTask() a `subJobId` that is null or contains an underscore. std::bad_alloc cannot
+///   be prevented.
+///
+/// @param priorityType  priority class, a name in "priorities.cfg". One that is not configured
+///                      counts as 9999; the smaller number runs first. Null is refused.
+/// @param command       command to run; "%%" in it is written as "%". Null is refused.
 /// @param commandType   kind of command; null: "sh"
-/// @param deltaType     priority adjustment; null: none. It does not count, and is not looked up,
-///                      when the class is not configured
-/// @param jobId         job identifier; null or empty: a new one, "EMPTYJOB" if that fails
+/// @param deltaType     priority adjustment, a name in the same file, added to the number of the
+///                      class; null: none. Not looked up if the class is not configured.
+/// @param jobId         job identifier; null or empty: a new one, or "EMPTYJOB" if that fails
 /// @param subJobId      sub-job identifier; null: "0"
-/// @param jobInfo       job information; null: none
-/// @param relPriority   relative priority within the class
-/// @return 0: the task is in the queue; 1: `priorityType` or `command` is null, or the file could
-///         not be written or moved; -1: no task identifier, also if a signal handler interrupted
-///         the wait for the task counter, with SA_RESTART or without: submit again. The reason is
-///         logged, unless somebody else set the task counter to 2147483647 or below -1.
-/// @throws std::logic_error  when VELMO_HOME or CONF is not set at the first call of the process
-///                           that is not refused
-/// @throws std::bad_alloc    when memory runs out
-///
-/// Nothing else is thrown. An exception that reaches a caller who cannot catch it, in C or through
-/// a foreign-function interface such as Python's ctypes, ends the process. Such a caller meets the
-/// conditions first:
-/// - VELMO_HOME and CONF are set, before the first call of createTaskFile() or createChildTask();
-/// - the `subJobId` of createChildTask() is null or contains an underscore.
-///
-/// Against memory that runs out it can do nothing.
+/// @param jobInfo       job information, the second line of the file, with "%%" as in the command;
+///                      null: no second line
+/// @param relPriority   relative priority within the class, any number
+/// @return 0: the task is in the queue. 1: `priorityType` or `command` is null, or the file could
+///         not be written or moved. -1: there is no task identifier, and no file was written. If a
+///         signal handler interrupts the wait for the task counter, the call returns -1 too: submit
+///         again. A result other than 0 is logged, unless another program has set the task counter
+///         to 2147483647 or below -1.
+/// @throws std::logic_error  VELMO_HOME or CONF is not set at the first call that is not refused
+/// @throws std::bad_alloc    memory runs out
 VELMO_EXPORT int createTaskFile(const char* priorityType, const char* command,
                                 const char* commandType, const char* deltaType, const char* jobId,
                                 const char* subJobId, const char* jobInfo, int relPriority);
 
-/// Hands a task to the service as the child of another: its sub-job identifier is that of the
-/// parent with the number before the first underscore raised by one, and "_" and the suffix
-/// appended. The parent "3_x" and the suffix "y" give "4_x_y".
+/// Submits the child of a task to the service of this machine, by file. Differs from
+/// createTaskFile() in the sub-job identifier only.
+///
+/// That is the identifier of the parent, with the number before its first underscore raised by one,
+/// then an underscore and the suffix: the parent "3_x" and the suffix "y" give "4_x_y".
+///
+/// @par Examples
+/// Submit a task and its child, with the sub-jobs "0_report" and "1_report_print":
+/// @code
+/// const char* parent = "0_report";
+/// createTaskFile("Normal", "echo collect", "sh", nullptr, "J12",
+///                parent, nullptr, 0);
+/// createChildTask("Normal", "echo print", "sh", nullptr, "J12",
+///                 parent, "print", nullptr, 0);
+/// @endcode
 ///
 /// @param priorityType,command,commandType,deltaType,jobId  as createTaskFile()
-/// @param subJobId     the parent's sub-job identifier, which must contain an underscore. Text in
-///                     front of it that is no number counts as 0. Null: the child gets just "0".
-/// @param childSuffix  what tells this child from its siblings; null: nothing is appended
+/// @param subJobId     sub-job identifier of the parent, with an underscore. Text before the
+///                     underscore that is not a number counts as 0. Null: the child gets "0", and
+///                     `childSuffix` does not count.
+/// @param childSuffix  distinguishes the child from its siblings; null: nothing is appended
 /// @param jobInfo,relPriority  as createTaskFile()
-/// @return as createTaskFile(), which also describes the other arguments, files and variables
-/// @throws std::out_of_range  when `subJobId` contains no underscore, whatever the other arguments.
-///                            It is a std::logic_error: catch it first.
+/// @return the same as createTaskFile()
+/// @throws std::out_of_range  `subJobId` contains no underscore. Nothing was written or logged. It
+///                            derives from std::logic_error: catch it first.
 /// @throws std::logic_error   as createTaskFile()
-/// @throws std::bad_alloc     when memory runs out
-///
-/// Nothing else is thrown. A caller in C meets the conditions first: see createTaskFile().
+/// @throws std::bad_alloc     memory runs out
 VELMO_EXPORT int createChildTask(const char* priorityType, const char* command,
                                  const char* commandType, const char* deltaType, const char* jobId,
                                  const char* subJobId, const char* childSuffix, const char* jobInfo,
                                  int relPriority);
 
-/// A new job identifier, for tasks that belong together: "J17", or "node2-J17" on a server that has
-/// an identity.
+/// Generates a job identifier, for tasks that belong together. It is "J" and the next number of the
+/// job counter, for example "J17".
 ///
-/// Files and variables: DATA/velmo/jobid (the counter), LOCK_VAR (directory of its lock file, for
-/// which it waits up to 30 seconds), CONF/serverid.cfg. If the counter cannot be opened, the number
-/// is 0. If the lock file cannot be removed afterwards, the process ends. See
-/// CreateTaskFile::generateJobID().
-/// @return a new character array, which the caller releases with `delete[]`; never null, an empty
-///         text on failure. A caller in C, which has no `delete[]` (and for which free() is the
-///         wrong function), finds `operator delete[](void*)` with dlsym, under the name "_ZdaPv",
-///         through the handle that it has of the library; or it keeps the text.
-/// @throws std::bad_alloc  when memory runs out; nothing else
+/// The counter is the file DATA/velmo/jobid: 0 to 999999, then 0 again. If CONF/serverid.cfg has
+/// the key SELF_SERVER_ID, its value and a hyphen precede the identifier: "node2-J17". Several
+/// threads may call the function at once. velmo-jobid(5) describes the files, libvelmo(7) the lines
+/// in the system log.
+///
+/// The call takes the lock file "semaphore_velmo_jobid" in the directory LOCK_VAR (not set: the
+/// current directory). It waits up to 30 seconds for the lock, less if signals interrupt the wait:
+/// see brix::imutils::IMSemaphore::lock().
+///
+/// @par Examples
+/// @code
+/// const std::unique_ptr<char[]> job(generateJobID());
+/// for (const char* command : {"echo collect", "echo print"}) {
+///   createTaskFile("Normal", command, "sh", nullptr, job.get(),
+///                  nullptr, nullptr, 0);
+/// }
+/// @endcode
+///
+/// @par Caveats
+/// - If the counter file does not exist or cannot be opened, the number is 0. If it cannot be
+///   replaced, the next call returns the same identifier. Neither is logged.
+/// - If the lock file cannot be removed, the process ends.
+///
+/// @return a new character array, which the caller frees with `delete[]`. On failure, an empty
+///         text; never null. C has no `delete[]`, and free(3) is the wrong function: find `operator
+///         delete[](void*)` with dlsym(3), as "_ZdaPv", through the handle of the library, or keep
+///         the text.
+/// @throws std::bad_alloc  memory runs out; nothing else is thrown
 VELMO_EXPORT char* generateJobID();
 
 }  // extern "C"

@@ -9,34 +9,31 @@
 
 #include "Export.h"
 
-/// The kinds of module that the reader knows, and the number of each. Any other name in the file
-/// counts as no module.
+/// A kind of module in "modules.xml". Any other name in the file is ignored.
 enum ModuleType : int {
   Velmo = 0,    ///< "velmo"
   Fennick = 1,  ///< "fennick"
   Hollard = 2   ///< "hollard"
 };
 
-/// One host, which is a service process of a machine: a plain value. References that it returns
-/// live as long as it does, unchanged by anything but an assignment to it.
+/// One host of a machine: a service process. A plain value. The references that it returns live as
+/// long as it does; only an assignment to it changes them.
 class VELMO_EXPORT HostConfig {
  public:
-  /// Takes the values as they are; checks nothing.
+  /// Takes the values unchecked.
   /// @param name           name of the host; may be empty
   /// @param webSocketPort  any number; -1: none
-  /// @param modules        modules that the host runs; may be empty, and hold one several times
-  /// @throws std::bad_alloc  when memory runs out
+  /// @param modules        modules that the host runs; may be empty or repeat one
+  /// @throws std::bad_alloc  memory runs out
   HostConfig(const std::string& name, int webSocketPort, std::vector<ModuleType> modules);
 
-  /// The name, empty when the file has none. It is not the name by which the network knows the
-  /// machine; see MachineConfig::getHostname().
+  /// The name; empty if the file has none. The network name is MachineConfig::getHostname().
   const std::string& getName() const;
 
-  /// The port on which the host takes WebSocket connections, or -1 when the file has none, no
-  /// number, or -1 itself. Any other int is possible: the range of ports is not checked.
+  /// The port for WebSocket connections; -1 if the file has no number. The range is not checked.
   int getWebSocketPort() const;
 
-  /// The modules in document order, each as often as the file lists it.
+  /// The modules in document order, repeated ones included.
   const std::vector<ModuleType>& getModules() const;
 
  private:
@@ -45,29 +42,29 @@ class VELMO_EXPORT HostConfig {
   std::vector<ModuleType> m_modules;
 };
 
-/// One machine: a plain value. References that it returns live as long as it does, unchanged by
-/// anything but an assignment to it.
+/// One machine of the installation. A plain value. The references that it returns live as long as
+/// it does; only an assignment to it changes them.
 class VELMO_EXPORT MachineConfig {
  public:
-  /// Takes the values as they are; checks nothing. Mind the order of the two texts.
+  /// Takes the values unchecked.
   /// @param id               identifier of the machine; may be empty
   /// @param hostname         name by which the network knows the machine; may be empty
   /// @param rmiRegistryPort  any number; -1: none
   /// @param hosts            hosts of the machine; may be empty
-  /// @throws std::bad_alloc  when memory runs out
+  /// @throws std::bad_alloc  memory runs out
   MachineConfig(const std::string& id, const std::string& hostname, int rmiRegistryPort,
                 std::vector<HostConfig> hosts);
 
-  /// The identifier, empty when the file has none.
+  /// The identifier; empty if the file has none.
   const std::string& getId() const;
 
-  /// The name by which the network knows the machine, empty when the file has none.
+  /// The name by which the network knows the machine; empty if the file has none.
   const std::string& getHostname() const;
 
-  /// The port of the machine's RMI registry, or -1, as HostConfig::getWebSocketPort().
+  /// The port of the RMI registry; -1 if the file has no number. The range is not checked.
   int getRmiRegistryPort() const;
 
-  /// The hosts in document order, those without modules included.
+  /// The hosts in document order, also those without modules.
   const std::vector<HostConfig>& getHosts() const;
 
  private:
@@ -77,68 +74,50 @@ class VELMO_EXPORT MachineConfig {
   std::vector<HostConfig> m_hosts;
 };
 
-/// What "modules.xml" says: which machines the installation has, which hosts each machine carries,
-/// and which modules each host runs.
+/// The machines, hosts and modules of the installation, as "modules.xml" lists them.
+/// velmo-modules(5) describes the file.
 ///
-///     <system>
-///       <machine id="m1" hostname="m1.example.com" rmi-port="1099">
-///         <host name="backend" websocket-port="8080">
-///           <module name="velmo"/>
-///         </host>
-///       </machine>
-///     </system>
+/// The constructor reads the file. A copy is independent. Several threads may construct objects at
+/// the same time, and read one object.
 ///
-/// Each element counts only as a direct child of the one above it and under exactly this name, a
-/// namespace prefix making it another; the same goes for attributes. Anything else in the file is
-/// ignored, unknown modules included. Texts are kept as the parser gives them, blanks at their ends
-/// included.
+/// @par Examples
+/// @code
+/// const SystemConfig config(SystemConfig::s_szModulesXml);
+/// for (const MachineConfig& machine : config.getMachines()) {
+///   for (const HostConfig& host : machine.getHosts()) {
+///     std::cout << machine.getHostname() << ':'
+///               << host.getWebSocketPort() << '\n';
+///   }
+/// }
+/// @endcode
 ///
-/// `system` has to be the very first node: with a comment, a processing instruction or a document
-/// type declaration in front of it, or under another name, there are no machines, and that is no
-/// error. The XML declaration is no node.
-///
-/// A port is a decimal int, in which commas count for nothing ("8,080" is 8080) and white space or
-/// a sign may stand in front; anything else, a missing attribute or a number beyond an int is -1. A
-/// sign or commas without a digit are 0.
-///
-/// The file is read in the constructor, and never again. A copy is independent. Objects may be made
-/// on several threads at a time.
+/// @par Caveats
+/// - If the path is a pipe, the constructor blocks until it finds a fault or the last writer closes
+///   the pipe.
+/// - The whole file is held in memory during the call. A very long chain of entities, each defined
+///   by the next, overflows the stack and ends the process: see host-safety.md.
+/// - The time for one tag or comment grows with the square of its length: see velmo-modules(5).
 class VELMO_EXPORT SystemConfig {
  public:
-  /// Reads the file. Other files that it names are not fetched; one that uses the text of such a
-  /// file counts as not well-formed.
-  ///
-  /// The file is parsed while it is read: the constructor throws at the first fault and reads no
-  /// further. If the path is a pipe, the call blocks until a fault has arrived or the last writer
-  /// has closed the pipe.
-  ///
-  /// Holds all nodes of the file in memory meanwhile. Elements may be nested to any depth. Entities
-  /// that are defined by one another the parser follows on the stack: on a stack of 8 MB a chain of
-  /// 20,000 is read, and one of 40,000 ends the process.
-  ///
-  /// The time for one tag or comment grows with the square of its length: the parser scans it anew
-  /// with every block of 4 KB. A tag of 5 MB took 5 s, one of 10 MB 17 s, one of 20 MB 65 s. Texts
-  /// between tags are not affected.
-  /// @param path  path of the file; empty: no such file
-  /// @throws Poco::XML::SAXParseException  when the file is missing, cannot be read, is empty, a
-  ///                                       directory or not well-formed: what the parser throws,
-  ///                                       unchanged. It is a Poco::Exception and a std::exception;
-  ///                                       what() tells its name alone, displayText() the reason.
-  /// @throws Poco::PoolOverflowException   when the elements and attributes of the file have more
-  ///                                       than 509 different names, the parser's limit. A name
-  ///                                       under another prefix, or in another namespace, is
-  ///                                       another name. A Poco::Exception too.
-  /// @throws std::bad_alloc                when memory runs out, in the parser too, which may then
-  ///                                       lose some memory of its own
+  /// Reads the file, but no other file that it names. Stops at the first fault. If `system` is not
+  /// the very first node, there are no machines, and that is not an error.
+  /// @param path  path of the file; empty: the file is missing
+  /// @throws Poco::XML::SAXParseException  the file is missing, unreadable, empty, a directory, not
+  ///                                       well-formed, or uses text of another file. It derives
+  ///                                       from Poco::Exception and std::exception; `what()`
+  ///                                       returns its name, `displayText()` the reason and the
+  ///                                       place.
+  /// @throws Poco::PoolOverflowException   the elements and attributes have more than 509 different
+  ///                                       names. A name under another prefix or namespace counts
+  ///                                       as another name. Derives from the same two.
+  /// @throws std::bad_alloc                memory runs out; the parser may then leak memory
   SystemConfig(const std::string& path);
 
   /// The machines in document order. The reference lives as long as the object.
   const std::vector<MachineConfig>& getMachines() const;
 
-  /// Where the file lies: at first "/home/dorvan/var/conf/modules.xml". A SystemConfig is given its
-  /// path and does not look here; a VelmoFacade reads it whenever one is constructed. A program may
-  /// set it to a text of its own, which it keeps as long as it is set, before it starts threads
-  /// that use it.
+  /// Path of the file that VelmoFacade reads: "/home/dorvan/var/conf/modules.xml" unless a program
+  /// sets another one, which stays the program's. Set it before you start threads that use it.
   static const char* s_szModulesXml;
 
  private:

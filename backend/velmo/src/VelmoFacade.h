@@ -10,57 +10,56 @@
 #include "Export.h"
 #include "VelmoFacadeWS.h"
 
-/// Submits tasks to the service by message, without the caller knowing where the service runs: it
-/// looks that up in the installation's "modules.xml" and keeps a VelmoFacadeWS connected there.
+/// A client of the velmo service of the installation, by message. It finds the service in
+/// "modules.xml" and keeps a VelmoFacadeWS connected to it.
 ///
-/// The facade owns its connection, which it never renews: after a network failure, or to look the
-/// service up anew, construct another. One facade is used by one thread at a time; its calls take
-/// their turns on the one connection. Writes and logs nothing.
+/// It never reconnects: after a network failure, or to look up the service again, construct another
+/// one. One object is used by one thread at a time. It writes and logs nothing. The caveats of
+/// VelmoFacadeWS apply.
+///
+/// @par Examples
+/// @code
+/// try {
+///   VelmoFacade service;
+///   std::cout << service.addTask("Normal", "echo hello",
+///                                TASK_SHELL_SCRIPT, "", "J12", "0",
+///                                "#1USE=me#1JNA=demo", 0);
+/// } catch (const VelmoException& failure) {
+///   std::cerr << "no service: " << failure.what() << '\n';
+/// } catch (const std::exception& failure) {
+///   std::cerr << "no modules.xml: " << failure.what() << '\n';
+/// }
+/// @endcode
 class VELMO_EXPORT VelmoFacade {
  public:
-  /// Reads the file that SystemConfig::s_szModulesXml names at this moment, and connects to the
-  /// service there. The endpoint is the `hostname` of the machine and the `websocket-port` of the
-  /// host that run the module "velmo"; of several such hosts it is the last one in the file, even
-  /// if that one has no host name or port. The lower 16 bits of the port count: 70000 is 4464.
-  ///
-  /// Opens no connection before the file has been read. Blocks while it connects, as
-  /// VelmoFacadeWS::VelmoFacadeWS() does.
-  /// @throws std::logic_error              "basic_string::_M_construct null not valid", when
+  /// Reads the file that SystemConfig::s_szModulesXml names, then connects to the service. The
+  /// service is the last host in the file with the module "velmo"; velmo-modules(5) describes the
+  /// file.
+  /// @throws std::logic_error              "basic_string::_M_construct null not valid":
   ///                                       SystemConfig::s_szModulesXml is null
-  /// @throws Poco::XML::SAXParseException  when the file is missing, cannot be read or is not
-  ///                                       well-formed; see SystemConfig::SystemConfig()
-  /// @throws Poco::PoolOverflowException   when the file has more than 509 different names; see
-  ///                                       SystemConfig::SystemConfig()
-  /// @throws VelmoException                "Velmo not configured in modules.xml", when no host runs
-  ///                                       the module, when the last one has no port (or -1) or
-  ///                                       its machine no host name, and when `system` is not the
-  ///                                       first node of the file
-  /// @throws VelmoException                when the connection fails, in the words of
-  ///                                       VelmoFacadeWS::VelmoFacadeWS()
-  /// @throws std::bad_alloc                when memory runs out
+  /// @throws Poco::XML::SAXParseException  as SystemConfig::SystemConfig()
+  /// @throws Poco::PoolOverflowException   as SystemConfig::SystemConfig()
+  /// @throws VelmoException                "Velmo not configured in modules.xml": no host runs the
+  ///                                       module, the last one has no port (or -1), its machine
+  ///                                       has no host name, or the file has no machines. Otherwise
+  ///                                       as VelmoFacadeWS::VelmoFacadeWS().
+  /// @throws std::bad_alloc                memory runs out
   VelmoFacade();
 
   VelmoFacade(const VelmoFacade&) = delete;
   VelmoFacade& operator=(const VelmoFacade&) = delete;
 
-  /// Takes the connection over. The other facade is left without one: it may be destroyed and
-  /// assigned to, and nothing else.
+  /// Takes over the connection. The other object has none then: only destroy it or assign to it.
   VelmoFacade(VelmoFacade&& other) noexcept;
 
-  /// The same; the connection held until now is closed first, as by the destructor. Does nothing
-  /// when the other is this object.
+  /// Closes its own connection, as the destructor does, then takes over the other one. Does nothing
+  /// if the other is this object.
   VelmoFacade& operator=(VelmoFacade&& other) noexcept;
 
-  /// Closes the connection, if the facade has one, and with it ends the use of protocol buffers in
-  /// the process; see VelmoFacadeWS::~VelmoFacadeWS(), which may also wait, and may end the
-  /// process.
+  /// Destroys the connection, if there is one: see VelmoFacadeWS::~VelmoFacadeWS().
   ~VelmoFacade();
 
-  /// Submits one task: VelmoFacadeWS::addTask() of the connection, with the same arguments. Checks
-  /// and changes nothing.
-  /// @return the name of the task that the service made
-  ///
-  /// Throws what VelmoFacadeWS::addTask() throws.
+  /// Submits one task: VelmoFacadeWS::addTask() with the same arguments, results and exceptions.
   std::string addTask(const std::string& priorityType, const std::string& command,
                       TaskType taskType, const std::string& deltaType, const std::string& jobId,
                       const std::string& subJobId, const std::string& jobInfo, int relPriority);

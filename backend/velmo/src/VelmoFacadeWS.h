@@ -19,126 +19,130 @@ namespace service::velmo {
 enum TaskType : int;  // defined in velmo.pb.h
 }
 
-/// What a task is. Only TASK_SHELL_SCRIPT is told apart: every other value, out of range included,
-/// is a Java class.
+/// A kind of task. Every value other than TASK_SHELL_SCRIPT, out of range included, counts as a
+/// Java class.
 enum TaskType : int {
   TASK_JAVA_CLASS = 0,
   TASK_SHELL_SCRIPT = 1,
 };
 
-/// What the service client throws: the text of the networking library, or one of its own.
+/// An error of the service client. The text is that of the networking library, or one of the
+/// library's own; velmo-protocol(7) lists them.
 class VELMO_EXPORT VelmoException : public std::runtime_error {
  public:
-  /// @param message  what what() returns; may be empty, and what() ends at its first NUL
+  /// @param message  the text of `what()`, which ends at its first NUL; may be empty
   VelmoException(const std::string& message);
 
-  /// An independent copy.
-  VelmoException(const VelmoException&) = default;
-
-  /// Becomes an independent copy.
-  VelmoException& operator=(const VelmoException&) = default;
+  VelmoException(const VelmoException&) = default;             ///< An independent copy.
+  VelmoException& operator=(const VelmoException&) = default;  ///< An independent copy.
 
   ~VelmoException() override;
 };
 
-/// Submits tasks to the velmo service over one WebSocket connection, one after the other.
+/// A client of the velmo service at a host and port, by message. It submits tasks over one
+/// WebSocket connection, one after the other.
 ///
-/// The object owns the connection, from the constructor to the destructor. It never connects again:
-/// after an addTask() that failed the connection may be broken or out of step, so discard the
-/// object. One object is used by one thread at a time; objects are independent of each other but
-/// for the destructor's last step.
+/// The object owns the connection and never reconnects. Discard it after a VelmoException of
+/// addTask(): the connection may be broken, or hold the reply to an earlier request. One object is
+/// used by one thread at a time. velmo-protocol(7) describes the exchange.
 ///
-/// Mind, before you load this into a program:
-/// - the destructor ends the process (std::terminate) when closing the connection fails: after a
-///   reset, after a reply that was too large, when the service is silent for 60 seconds;
-/// - the first client that is destroyed shuts the protocol-buffer library down, for the whole
-///   process and for good. Clients may be destroyed in several threads at a time. The shutdown does
-///   not wait for threads that use protocol buffers otherwise: from then on no thread may use
-///   descriptors, reflection or debug texts of any message;
-/// - the calls block. The client sets no limit; the networking library's are 30 seconds for
-///   connecting and 60 for every send and every receive, and the destructor waits once more.
-///   Looking up the host's name has the resolver's limit;
-/// - a peer that has gone never raises SIGPIPE, in whichever thread. The calls leave dispositions
-///   and signal masks as they are. Loading the library blocks SIGPIPE in the loading thread;
-/// - fork() copies the object, and parent and child share the connection: if the child destroys its
-///   copy, it closes the parent's connection. Leave such a child with _exit(): exit() destroys
-///   static objects;
-/// - a control frame (ping, pong, close) counts as the reply, or a part of it, and pings are not
-///   answered. An empty frame ends the reply. Both leave the real reply for the next call. A frame
-///   above 8192 bytes is refused, and its payload is then taken for frames;
-/// - in a build without NDEBUG, the protocol-buffer library writes lines to standard error about
-///   texts that are not UTF-8, which are sent all the same.
+/// The calls block. The networking library limits connecting to 30 seconds, and every send and
+/// every receive to 60 seconds. The resolver limits the look-up of the host name. Nothing limits
+/// the sum.
+///
+/// @par Examples
+/// @code
+/// VelmoFacadeWS service("127.0.0.1", 8080);
+/// std::cout << service.addTask("Normal", "echo hello", TASK_SHELL_SCRIPT,
+///                              "", "J12", "0", "#1USE=me#1JNA=demo", 0);
+/// @endcode
+///
+/// @par Caveats
+/// The file host-safety.md of the documentation describes each of these:
+/// - The destructor ends the process (std::terminate) if closing the connection fails, and may do
+///   so after an addTask() that threw. A program that must survive a lost service uses the client
+///   in a separate process.
+/// - The first client that is destroyed shuts protocol buffers down for the whole process. From
+///   then on, no thread may use descriptors, reflection or debug texts of any message. Keep one
+///   client, and destroy it last.
+/// - After fork(2), parent and child share the connection. If the child destroys its copy, it
+///   closes the connection. Leave such a child with _exit(2), since exit(3) destroys static
+///   objects.
+/// - A control frame (ping, pong, close) or an empty frame in place of the reply makes the call
+///   fail or return a wrong name. The next call then reads the real reply. Pings are not answered.
+/// - Loading the library blocks SIGPIPE in the thread that loads it. The calls change neither the
+///   signal mask nor dispositions, and never raise SIGPIPE.
+/// - If the library was built without NDEBUG, protocol buffers write a line to standard error for
+///   each text that is not UTF-8. The text is sent anyway.
 class VELMO_EXPORT VelmoFacadeWS {
  public:
-  /// Connects, without TLS, and upgrades to a WebSocket on the path `s_serviceUrl`. Blocks: see the
-  /// class comment. A protocol-buffer library that does not go with the messages ends the process.
+  /// Connects without TLS and upgrades to a WebSocket on the path `s_serviceUrl`. If the protocol
+  /// buffers library does not match the messages, the process ends.
   /// @param host  name or address of the service's machine; empty fails to resolve
-  /// @param port  its WebSocket port; 0 is refused by the system
-  /// @throws VelmoException    the networking library's text: no such host, nobody listening, a
-  ///                           peer that does not upgrade, goes away or is silent for 60 seconds
-  /// @throws std::logic_error  "basic_string::_M_construct null not valid", when `s_serviceUrl` is
-  ///                           null
-  /// @throws std::bad_alloc    when memory runs out
+  /// @param port  its WebSocket port; the system refuses 0
+  /// @throws VelmoException    the networking library's text: the host is unknown, nobody listens,
+  ///                           or the peer does not upgrade, goes away or is silent for too long
+  /// @throws std::logic_error  "basic_string::_M_construct null not valid": `s_serviceUrl` is null
+  /// @throws std::bad_alloc    memory runs out
   VelmoFacadeWS(const std::string& host, unsigned short port);
 
   VelmoFacadeWS(const VelmoFacadeWS&) = delete;
   VelmoFacadeWS& operator=(const VelmoFacadeWS&) = delete;
 
-  /// Sends a close frame, reads what still comes up to the end of one message, closes the
-  /// connection and, once in a process, shuts the protocol-buffer library down. Blocks for as long as a send and each
-  /// receive may, 60 seconds. When any of this throws, the process ends.
+  /// Sends a close frame, reads up to the end of one message, closes the connection and, the first
+  /// time in a process, shuts protocol buffers down. If any of this throws, the process ends.
   ~VelmoFacadeWS();  // NOLINT(bugprone-exception-escape): see the definition
 
-  /// Sends one request and waits for its reply. All texts may be empty and are sent as they are, of
-  /// any length up to a request of 2 GB; one that does not fit is not sent, and the call waits for
-  /// a reply all the same. The reply may have any number of frames and any size.
+  /// Sends one request and waits for its reply. Texts are sent unchanged and may be empty; the
+  /// service decides what an empty one means. A request above 2 GB is not sent, but the call still
+  /// waits for a reply. The reply may have any number of frames.
   ///
-  /// A reply that breaks off or is malformed behind a valid beginning counts as far as it goes. Of
-  /// a name that breaks off, the missing bytes are filled up with any.
+  /// A reply that is truncated or malformed after a valid beginning counts as far as it goes. A
+  /// truncated name is padded with unspecified bytes.
   /// @param priorityType  name of the priority class
-  /// @param command       class name or script, by `taskType`
-  /// @param taskType      kind of task: see TaskType
+  /// @param command       class name or script, depending on `taskType`
+  /// @param taskType      kind of task
   /// @param deltaType     name of the priority adjustment
   /// @param jobId         job that the task belongs to
   /// @param subJobId      sub-job within the job
   /// @param jobInfo       free text about the job
   /// @param relPriority   relative priority, any number
-  /// @return the name that the service gave the task; empty when the reply has none
-  /// @throws VelmoException  "Wrong type of message is returned!" when the reply is anything else,
-  ///                         or the connection ended before one; the networking library's text when
-  ///                         the connection breaks, the service is silent for 60 seconds, or a
-  ///                         frame of the reply has more than 8192 bytes
-  /// @throws std::bad_alloc  when memory runs out
+  /// @return the name that the service gave the task; empty if the reply has none
+  /// @throws VelmoException  "Wrong type of message is returned!": the reply is not the reply to a
+  ///                         request, or the connection ended before it. The networking library's
+  ///                         text: the connection broke, the service was silent for too long, or a
+  ///                         frame of the reply is larger than `s_frameSize`.
+  /// @throws std::bad_alloc  memory runs out
   std::string addTask(const std::string& priorityType, const std::string& command,
                       TaskType taskType, const std::string& deltaType, const std::string& jobId,
                       const std::string& subJobId, const std::string& jobInfo, int relPriority);
 
-  /// Most bytes of payload in one frame, sent or received.
+  /// The most bytes of payload in one frame, sent or received.
   static const std::size_t s_frameSize = 8192;
 
-  /// Path of the WebSocket handshake, "/velmo"; the text stays the program's. Read by every
-  /// constructor without a lock: change it before threads construct clients. Not null.
+  /// Path of the WebSocket handshake, "/velmo" unless a program sets another one, which stays the
+  /// program's. Not null. Constructors read it without a lock: set it before you start threads.
   static const char* s_serviceUrl;
 
  private:
   std::unique_ptr<Poco::Net::WebSocket> m_ws;
 };
 
-/// The kind of task as the messages have it: ShellScript (2) for TASK_SHELL_SCRIPT, JavaClass (1)
-/// for every other value. Never fails.
+/// Converts a kind of task to that of the messages. The result is ShellScript (2) for
+/// TASK_SHELL_SCRIPT, JavaClass (1) for every other value. Never fails. The values are declared in
+/// `velmo.pb.h`.
 VELMO_EXPORT service::velmo::TaskType convertTaskType(TaskType type);
 
-/// Sends `length` bytes as one binary WebSocket message, in frames of at most `frameSize` bytes.
-/// Blocks for as long as the connection's limit for sending, for each frame. A peer that has gone
-/// raises no SIGPIPE.
+/// Sends one binary message over a WebSocket, in frames. Each frame may block for as long as the
+/// connection's limit for sending. Never raises SIGPIPE. velmo-protocol(7) describes the frames.
 /// @param ws         the connection, which stays the caller's
-/// @param data       null with a `length` above 0 sends nothing, and the result is false
-/// @param length     0: nothing is sent, and the result is true
-/// @param frameSize  above 2147483633 counts as that; 0: one empty frame goes out, and the
-///                   result is false
-/// @return whether all bytes went out; false as soon as a frame could not be sent, with those in
-///         front of it on their way
-/// @throws Poco::Exception  what the networking library throws, unchanged
+/// @param data       the bytes. Null with a `length` above 0: nothing is sent, and the result is
+///                   false.
+/// @param length     number of bytes. 0: nothing is sent, and the result is true.
+/// @param frameSize  most bytes of payload in a frame; above 2147483633 it counts as that. 0: one
+///                   empty frame is sent, and the result is false.
+/// @return true if all bytes were sent; false as soon as a frame could not be sent
+/// @throws Poco::Exception  any exception of the networking library, unchanged
 VELMO_EXPORT bool sendBytes(Poco::Net::WebSocket& ws, const char* data, std::size_t length,
                             std::size_t frameSize);
 

@@ -56,10 +56,15 @@ ldd "$standin" | grep -q " => /lib/${library_dir##*/}/libvelmo\.so\.1 " ||
   fail 'velmo-standin loads another library'
 readelf -V "$standin" | grep -q ' VELMO_1 ' || fail 'velmo-standin asks for no version'
 
-step 'the manual pages of the tree are there, and no other'
-find "$tree/docs/man" -name '*.[1-9]' -printf '%f\n' | sort >"$directory/pages"
-sed -n 's,^/usr/share/man/man[1-9]/\(.*\)\.gz$,\1,p' "$directory/installed" | sort |
-  diff "$directory/pages" -
+step 'the manual pages of the tree are there, those of section 3 too, and no other'
+sed -n 's,^/usr/share/man/man[1-9]/\(.*\)\.gz$,\1,p' "$directory/installed" | sort \
+  >"$directory/pages"
+find "$tree/docs/man" -name '*.[1-9]' -printf '%f\n' | sort >"$directory/written"
+grep -v '\.3$' "$directory/pages" | diff "$directory/written" -
+# One of a function, of a class, of an enumeration, of a variable.
+for page in createTaskFile JobManager TaskType g_imVerbose; do
+  grep -qx "$page.3" "$directory/pages" || fail "no $page.3"
+done
 for page in html/index.html docs/formats.md; do
   [ -e "/usr/share/doc/libvelmo-doc/$page" ] || fail "no $page"
 done
