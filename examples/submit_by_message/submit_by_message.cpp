@@ -17,6 +17,7 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <string>
 
 namespace {
@@ -83,9 +84,12 @@ int main() {
   } catch (const VelmoException& failure) {  // not configured, not reachable, or not answered
     std::cerr << "cannot submit: " << failure.what() << " (" << path << " names " << endpoint
               << ")\n";
+  } catch (const std::bad_alloc&) {
+    std::cerr << "out of memory\n";
   } catch (const std::exception& failure) {
-    // The reason is in Poco::Exception::displayText(), for programs that use the POCO headers.
-    std::cerr << path << " is not well-formed XML (" << failure.what() << "); try: xmllint --noout "
+    // Programs that use the POCO headers find the reason in Poco::Exception::displayText(): the
+    // file is not well-formed XML, is a directory, or has too many names.
+    std::cerr << "cannot use " << path << " (" << failure.what() << "); try: xmllint --noout "
               << path << '\n';
   }
   return 1;

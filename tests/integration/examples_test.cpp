@@ -101,7 +101,7 @@ TEST_F(SubmitByMessageTest, MissingFileIsNamedWithTheSystemsReason) {
 
 TEST_F(SubmitByMessageTest, FileThatIsNotWellFormedIsNamed) {
   EXPECT_EQ(
-      "DIR/modules.xml is not well-formed XML (SAXParseException); "
+      "cannot use DIR/modules.xml (SAXParseException); "
       "try: xmllint --noout DIR/modules.xml\nexit 1",
       outcomeWith("<system><machine>", {}));
 }

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <string>
@@ -49,17 +50,28 @@ int TaskLog::descriptor() const {
 }
 
 bool TaskLog::isEmpty() const {
+  return size() == 0;
+}
+
+off_t TaskLog::size() const {
   struct stat status {};
-  return fstat(m_file.get(), &status) == 0 && status.st_size == 0;
+  return fstat(m_file.get(), &status) == 0 ? status.st_size : 0;
 }
 
 void TaskLog::show() const {
   std::array<char, kLongestLine> buffer{};
   std::string pending;
-  off_t position = 0;
-  // With pread, because processes that the task started may still write at the file's position.
-  for (ssize_t count = 0; (count = pread(m_file.get(), buffer.data(), buffer.size(), position)) > 0;
-       position += count) {
+  // Processes that the task started may still write: what they add from now on is not shown, and
+  // pread leaves the position at which they write alone.
+  const off_t end = size();
+  for (off_t position = 0; position < end;) {
+    const auto wanted = std::min<off_t>(end - position, buffer.size());
+    const ssize_t count =
+        pread(m_file.get(), buffer.data(), static_cast<std::size_t>(wanted), position);
+    if (count <= 0) {
+      break;
+    }
+    position += count;
     pending.append(buffer.data(), static_cast<std::size_t>(count));
     showCompleteLines(pending);
   }

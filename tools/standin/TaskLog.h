@@ -1,6 +1,8 @@
 #ifndef VELMO_STANDIN_TASKLOG_H
 #define VELMO_STANDIN_TASKLOG_H
 
+#include <sys/types.h>
+
 #include <filesystem>
 
 #include "FileDescriptor.h"
@@ -20,11 +22,13 @@ class TaskLog {
   /// Whether nothing has been written.
   bool isEmpty() const;
 
-  /// Writes the contents to standard error: each line with "velmo-standin: | " before it, its bytes
-  /// unchanged.
+  /// Writes the contents of this moment to standard error: each line with "velmo-standin: | "
+  /// before it, its bytes unchanged.
   void show() const;
 
  private:
+  off_t size() const;
+
   tools::FileDescriptor m_file;
 };
 

@@ -1,8 +1,10 @@
 #include "TaskLog.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -54,6 +56,23 @@ TEST_F(TaskLogTest, LinesOfALogThatTakesSeveralReadsAreShownWhole) {
     expected += "velmo-standin: | line " + std::to_string(i) + "\n";
   }
   EXPECT_EQ(expected, shown());
+}
+
+// A process that the task has left behind may write for ever. Here the lines that are shown are
+// themselves appended to the log.
+TEST_F(TaskLogTest, LogThatGrowsWhileItIsShownIsShownAsFarAsItWentBefore) {
+  write("one\ntwo\n");
+  std::fflush(stderr);
+  const int before = dup(STDERR_FILENO);
+  const int log = open((m_directory.path() / "log").c_str(), O_WRONLY | O_APPEND);
+  ASSERT_GE(dup2(log, STDERR_FILENO), 0);
+  m_log.show();
+  std::fflush(stderr);
+  dup2(before, STDERR_FILENO);
+  close(before);
+  close(log);
+  EXPECT_EQ("one\ntwo\nvelmo-standin: | one\nvelmo-standin: | two\n",
+            readFile(m_directory.path() / "log"));
 }
 
 TEST_F(TaskLogTest, LineOfMoreThan64KiBIsShownAsSeveral) {

@@ -4,7 +4,6 @@
 
 #include <string>
 
-#include "CancellationGuard.h"
 #include "SemaphoreLog.h"
 
 namespace brix::imutils {
@@ -36,7 +35,6 @@ IMMemSemaphore::IMMemSemaphore(int key, bool autoUnlock)
 
 IMMemSemaphore::~IMMemSemaphore() {
   if (m_autoUnlock) {
-    const CancellationGuard guard;  // logs a failure; nothing may leave a destructor
     unlock();
   }
 }

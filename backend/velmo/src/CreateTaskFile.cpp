@@ -92,7 +92,6 @@ class HeldTaskCounter {
     if (m_counter == nullptr) {
       return;
     }
-    const CancellationGuard guard;  // logs a failure; nothing may leave a destructor
     if (const Outcome failure = m_counter->unlock()) {
       brix::velmo::logSemaphore(*failure);
     }

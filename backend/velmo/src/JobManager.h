@@ -51,7 +51,7 @@ struct VELMO_EXPORT JobInfo {
   std::string m_user;      ///< user name; may be empty
   std::string m_name;      ///< job name; may be empty
   std::string m_jobInfo;   ///< job information, for createTaskFile(): "#1USE=u#1JNA=n", without the
-                           /// < part whose text is empty
+                           ///< part whose text is empty
   int m_priority;          ///< priority, any number
   std::string m_fileName;  ///< path of the job file
   time_t m_lastUsed;       ///< last use known to the manager, in seconds since the epoch

@@ -8,6 +8,7 @@
 
 #include "ModulesFile.h"
 #include "NamedPipe.h"
+#include "ParserOutcome.h"
 #include "SystemConfig.h"
 
 namespace {
@@ -16,12 +17,13 @@ using velmo::test::NamedPipe;
 
 class SystemConfigCancelledThreadTest : public velmo::test::ModulesFileTest {};
 
-TEST_F(SystemConfigCancelledThreadTest, ThreadCanBeCancelledWhileItWaitsForAPipe) {
-  const NamedPipe pipe(directory.path("pipe"));
+TEST_F(SystemConfigCancelledThreadTest, CancellationWaitsUntilADeepFileIsReadAndReleased) {
+  NamedPipe pipe(directory.path("pipe"));
   pipe.write("<system>");
   const std::size_t before = velmo::test::openDescriptors();
   const auto readPipe = [](void* path) -> void* {
     const SystemConfig config(*static_cast<std::string*>(path));
+    pthread_testcancel();
     return nullptr;
   };
   std::string path = pipe.path();
@@ -29,6 +31,14 @@ TEST_F(SystemConfigCancelledThreadTest, ThreadCanBeCancelledWhileItWaitsForAPipe
   ASSERT_EQ(0, pthread_create(&reader, nullptr, readPipe, &path));
   pipe.waitUntilRead();
   EXPECT_EQ(0, pthread_cancel(reader));
+  for (int i = 0; i < 100; ++i) {
+    pipe.write(velmo::test::repeated("<a>", 3000));
+  }
+  for (int i = 0; i < 100; ++i) {
+    pipe.write(velmo::test::repeated("</a>", 3000));
+  }
+  pipe.write("</system>");
+  pipe.closeWriter();
   void* result = nullptr;
   EXPECT_EQ(0, pthread_join(reader, &result));
   EXPECT_EQ(PTHREAD_CANCELED, result);

@@ -10,12 +10,14 @@
 #include <optional>
 
 #include <velmo/velmo.pb.h>
+#include "CancellationGuard.h"
 #include "CloseOnExecSession.h"
 #include "GivenText.h"
 #include "ReplyReader.h"
 #include "RequestFrames.h"
 #include "SigPipeGuard.h"
 
+using brix::imutils::CancellationGuard;
 using brix::imutils::givenText;
 using brix::velmo::CloseOnExecSession;
 using brix::velmo::ReplyReader;
@@ -30,14 +32,15 @@ using service::velmo::BaseMessage;
 
 namespace {
 
-// The session may end here: the WebSocket takes over its socket.
+// The session may end here: the WebSocket takes over its socket. The networking library does not
+// survive a cancellation of the thread while it sends the handshake.
 std::unique_ptr<WebSocket> openWebSocket(const std::string& host, unsigned short port) {
   CloseOnExecSession session(host, port);
   HTTPRequest request(HTTPRequest::HTTP_GET, givenText(VelmoFacadeWS::s_serviceUrl),
                       HTTPRequest::HTTP_1_1);
-  // Deliberate: the same origin on every machine. Services expect it from clients of this library,
-  // and can tell them from pages in a browser by it.
+  // Deliberate: the same origin from every machine, whatever its name.
   request.set("origin", "localhost");
+  const CancellationGuard uncancelled;
   try {
     HTTPResponse response;
     const SigPipeGuard guard(SigPipeGuard::FailedSend::MayBeRepeated);
@@ -103,6 +106,7 @@ VelmoFacadeWS::VelmoFacadeWS(const std::string& host, unsigned short port) : m_w
 // Deliberate: the first client that is destroyed shuts protocol buffers down for the whole process.
 // Programs that check for memory leaks at their end rely on it.
 VelmoFacadeWS::~VelmoFacadeWS() {  // NOLINT(bugprone-exception-escape): the reason is above
+  const CancellationGuard uncancelled;
   {
     const SigPipeGuard guard;
     m_ws->shutdown();

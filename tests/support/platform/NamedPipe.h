@@ -12,7 +12,7 @@
 
 namespace velmo::test {
 
-/// A named pipe whose writing end stays open until the object is destroyed.
+/// A named pipe whose writing end stays open until closeWriter() or the end of the object.
 class NamedPipe {
  public:
   explicit NamedPipe(const std::string& path) : m_path(path) {
@@ -21,7 +21,7 @@ class NamedPipe {
     EXPECT_GE(m_descriptor, 0);
   }
   ~NamedPipe() {
-    close(m_descriptor);
+    closeWriter();
   }
   NamedPipe(const NamedPipe&) = delete;
   NamedPipe& operator=(const NamedPipe&) = delete;
@@ -32,6 +32,14 @@ class NamedPipe {
 
   void write(const std::string& text) const {
     EXPECT_EQ(static_cast<ssize_t>(text.size()), ::write(m_descriptor, text.data(), text.size()));
+  }
+
+  /// After that, readers find the end of the file.
+  void closeWriter() {
+    if (m_descriptor >= 0) {
+      close(m_descriptor);
+      m_descriptor = -1;
+    }
   }
 
   /// Waits until everything written has been read.

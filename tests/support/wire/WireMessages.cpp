@@ -1,7 +1,5 @@
 #include "WireMessages.h"
 
-#include <cstdint>
-
 namespace velmo::test {
 
 namespace {
@@ -15,15 +13,14 @@ std::string varint(std::uint64_t number) {
   return bytes + static_cast<char>(number);
 }
 
-// A negative number takes ten bytes.
-std::string numberField(unsigned number, std::int64_t value) {
-  return varint(number << 3U) + varint(static_cast<std::uint64_t>(value));
-}
-
 }  // namespace
 
 std::string textField(unsigned number, const std::string& bytes) {
   return varint(number << 3U | 2U) + varint(bytes.size()) + bytes;
+}
+
+std::string numberField(unsigned number, std::int64_t value) {
+  return varint(number << 3U) + varint(static_cast<std::uint64_t>(value));
 }
 
 std::string envelopeOf(const WireRequest& request) {

@@ -2,6 +2,7 @@
 #define VELMO_TEST_WIREMESSAGES_H
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace velmo::test {
@@ -10,6 +11,9 @@ namespace velmo::test {
 
 /// A field with a length: its key, the length, the bytes.
 std::string textField(unsigned number, const std::string& bytes);
+
+/// A field with a number; a negative one takes ten bytes.
+std::string numberField(unsigned number, std::int64_t value);
 
 /// The fields of a request, in their order.
 struct WireRequest {

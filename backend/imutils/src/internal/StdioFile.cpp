@@ -6,7 +6,13 @@
 
 namespace brix::imutils {
 
-InputFile::InputFile(const char* path) : m_stream(std::fopen(path, "rb")) {
+// A thread cancelled in fopen would lose the descriptor.
+Stream openStream(const char* path, const char* mode) {
+  const CancellationGuard guard;
+  return Stream(std::fopen(path, mode));
+}
+
+InputFile::InputFile(const char* path) : m_stream(openStream(path, "rb")) {
   if (m_stream != nullptr) {
     std::setvbuf(m_stream.get(), m_buffer.data(), _IOFBF, m_buffer.size());
   }

@@ -21,6 +21,10 @@ struct StreamCloser {
 /// A stream that is closed at the end of its scope. The result of the close is ignored.
 using Stream = std::unique_ptr<FILE, StreamCloser>;
 
+/// Opens a file; a cancellation of the thread is held back meanwhile. If that fails, the stream is
+/// null and errno gives the reason.
+Stream openStream(const char* path, const char* mode);
+
 /// A file that is read from its start ("rb"). The buffer in the object saves the fstat and the
 /// allocation that a stream makes at its first read.
 class InputFile {

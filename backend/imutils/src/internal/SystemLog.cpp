@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "CancellationGuard.h"
+
 namespace brix::imutils {
 
 namespace {
@@ -14,7 +16,10 @@ constexpr std::size_t kErrnoLineSize = 256;  // the platform's texts have some 5
 
 }  // namespace
 
+// A thread cancelled in syslog would lose the descriptor of its socket, and callers log in
+// destructors, where a cancellation ends the process.
 void logError(const char* identity, const char* text) {
+  const CancellationGuard guard;
   openlog(identity, LOG_PID, LOG_LOCAL3);
   syslog(LOG_ERR, "%s", text);
   closelog();

@@ -12,6 +12,8 @@
 #include <istream>
 #include <new>
 
+#include "CancellationGuard.h"
+
 namespace brix::velmo {
 
 namespace {
@@ -84,8 +86,10 @@ class Reader final : public Poco::XML::XMLFilterImpl {
   std::exception_ptr m_failure;
 };
 
-// Does not test whether the file could be opened: the parser throws if it reads nothing.
+// Does not test whether the file could be opened: the parser throws if it reads nothing. A thread
+// that is cancelled here would release a partial tree recursively, and lose the descriptor.
 ModulesDocument parse(const std::string& path) {
+  const imutils::CancellationGuard uncancelled;
   std::ifstream file(path);
   InputSource source(file);
   Poco::XML::SAXParser parser;

@@ -50,7 +50,7 @@ void createJobFile(const std::string& path, const std::string& id, const std::st
 }
 
 std::optional<JobFileFields> readJobFile(const std::string& path) {
-  const Stream file(std::fopen(path.c_str(), "r"));
+  const Stream file = imutils::openStream(path.c_str(), "r");
   if (file == nullptr) {
     return std::nullopt;
   }

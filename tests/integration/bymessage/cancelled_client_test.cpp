@@ -1,0 +1,96 @@
+// A thread of the program is cancelled while it uses a client. A cancellation is not a C++
+// exception, but it unwinds the same frames.
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <velmo/VelmoFacadeWS.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "ClientProcess.h"
+#include "ScriptedPeer.h"
+#include "TemporaryDirectory.h"
+#include "WebSocketFrame.h"
+
+namespace {
+
+using velmo::test::ClientOutcome;
+using velmo::test::frame;
+using velmo::test::openDescriptors;
+using velmo::test::PeerConnection;
+using velmo::test::PeerScript;
+using velmo::test::runAgainst;
+using velmo::test::Tell;
+
+// Runs `body` in a thread, which then comes to a cancellation point. Returns what became of it.
+std::string inThread(const std::function<void()>& body) {
+  std::function<void()> copy = body;
+  const auto run = [](void* argument) -> void* {
+    (*static_cast<std::function<void()>*>(argument))();
+    pthread_testcancel();
+    return nullptr;
+  };
+  pthread_t thread{};
+  pthread_create(&thread, nullptr, run, &copy);
+  void* result = nullptr;
+  pthread_join(thread, &result);
+  return result == PTHREAD_CANCELED ? "cancelled" : "ended";
+}
+
+const PeerScript kClosesInOrder = [](PeerConnection& peer) {
+  peer.upgrade();
+  peer.readMessage();
+  peer.send(frame(136, ""));
+  peer.drain();
+};
+
+TEST(CancelledClientTest, CancellationWaitsForTheEndOfTheHandshake) {
+  const ClientOutcome outcome =
+      runAgainst({kClosesInOrder}, [](unsigned short port, const Tell& tell) {
+        const std::size_t before = openDescriptors();
+        tell(inThread([port, &tell] {
+          pthread_cancel(pthread_self());
+          const VelmoFacadeWS client("127.0.0.1", port);
+          tell("connected");
+        }));
+        tell(std::to_string(openDescriptors() - before));
+      });
+  EXPECT_EQ("connected; cancelled; 0; ", outcome.report) << outcome.errors;
+  EXPECT_EQ("exit 0", outcome.end) << outcome.errors;
+}
+
+TEST(CancelledClientTest, CancellationWaitsForTheEndOfTheDestructor) {
+  const ClientOutcome outcome =
+      runAgainst({kClosesInOrder}, [](unsigned short port, const Tell& tell) {
+        const std::size_t before = openDescriptors();
+        tell(inThread([port, &tell] {
+          auto client = std::make_unique<VelmoFacadeWS>("127.0.0.1", port);
+          pthread_cancel(pthread_self());
+          client.reset();
+          tell("destroyed");
+        }));
+        tell(std::to_string(openDescriptors() - before));
+      });
+  EXPECT_EQ("destroyed; cancelled; 0; ", outcome.report) << outcome.errors;
+  EXPECT_EQ("exit 0", outcome.end) << outcome.errors;
+}
+
+TEST(CancelledClientTest, SubmissionCanBeCancelledAndTheClientStillDestroyed) {
+  const ClientOutcome outcome =
+      runAgainst({kClosesInOrder}, [](unsigned short port, const Tell& tell) {
+        const std::size_t before = openDescriptors();
+        tell(inThread([port, &tell] {
+          VelmoFacadeWS client("127.0.0.1", port);
+          pthread_cancel(pthread_self());
+          client.addTask("", "", TASK_JAVA_CLASS, "", "", "", "", 0);
+          tell("replied");
+        }));
+        tell(std::to_string(openDescriptors() - before));
+      });
+  EXPECT_EQ("cancelled; 0; ", outcome.report) << outcome.errors;
+  EXPECT_EQ("exit 0", outcome.end) << outcome.errors;
+}
+
+}  // namespace
