@@ -50,9 +50,10 @@ TEST_F(ModulesDocumentTest, NodesKeepTheirOrderAndTheirTexts) {
   EXPECT_EQ("t", root->lastChild()->nodeValue());
 }
 
-TEST_F(ModulesDocumentTest, NamesKeepTheirPrefixes) {
+TEST_F(ModulesDocumentTest, NamesKeepTheirPrefixesAndHaveNamespaces) {
   const ModulesDocument document = parse("<n:a xmlns:n='urn:x'/>");
   EXPECT_EQ("n:a", document->firstChild()->nodeName());
+  EXPECT_EQ("urn:x", document->firstChild()->namespaceURI());
 }
 
 TEST_F(ModulesDocumentTest, FileIsClosedWhileTheDocumentLives) {

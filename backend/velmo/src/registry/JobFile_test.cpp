@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstddef>
+#include <cstdio>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -159,6 +161,21 @@ TEST_F(JobFileTest, FileThatCannotBeWrittenWholeIsRemovedAgain) {
     EXPECT_THAT(namesIn(directory.path()), IsEmpty());
   }
   EXPECT_EQ(before, openDescriptors());
+}
+
+// As on a disk that is full for a moment.
+TEST_F(JobFileTest, FileWithAFailedWriteIsRemovedEvenIfTheCloseSucceeds) {
+  directory.writeFile("job", "");
+  platform().fopen.setFake([](const char*, const char*) -> FILE* {
+    static bool hasFailed = false;
+    cookie_io_functions_t stream{};
+    stream.write = [](void*, const char*, std::size_t size) -> ssize_t {
+      return std::exchange(hasFailed, true) ? static_cast<ssize_t>(size) : 0;
+    };
+    return fopencookie(nullptr, "w", stream);
+  });
+  createJobFile(file, "J17", std::string(100000, 'u'), "", 50);
+  EXPECT_FALSE(exists(file));
 }
 
 TEST_F(JobFileTest, FileWhoseCloseFailsIsRemovedAgain) {
