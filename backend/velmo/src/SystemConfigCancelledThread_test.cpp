@@ -18,9 +18,9 @@ using velmo::test::NamedPipe;
 class SystemConfigCancelledThreadTest : public velmo::test::ModulesFileTest {};
 
 TEST_F(SystemConfigCancelledThreadTest, CancellationWaitsUntilADeepFileIsReadAndReleased) {
+  const std::size_t before = velmo::test::openDescriptors();
   NamedPipe pipe(directory.path("pipe"));
   pipe.write("<system>");
-  const std::size_t before = velmo::test::openDescriptors();
   const auto readPipe = [](void* path) -> void* {
     const SystemConfig config(*static_cast<std::string*>(path));
     pthread_testcancel();

@@ -50,14 +50,16 @@ TEST(CancelledClientTest, CancellationWaitsForTheEndOfTheHandshake) {
   const ClientOutcome outcome =
       runAgainst({kClosesInOrder}, [](unsigned short port, const Tell& tell) {
         const std::size_t before = openDescriptors();
-        tell(inThread([port, &tell] {
+        bool isDone = false;
+        tell(inThread([port, &isDone] {
           pthread_cancel(pthread_self());
           const VelmoFacadeWS client("127.0.0.1", port);
-          tell("connected");
+          isDone = true;  // telling is a cancellation point itself
         }));
+        tell(isDone ? "done" : "not done");
         tell(std::to_string(openDescriptors() - before));
       });
-  EXPECT_EQ("connected; cancelled; 0; ", outcome.report) << outcome.errors;
+  EXPECT_EQ("cancelled; done; 0; ", outcome.report) << outcome.errors;
   EXPECT_EQ("exit 0", outcome.end) << outcome.errors;
 }
 
@@ -65,15 +67,17 @@ TEST(CancelledClientTest, CancellationWaitsForTheEndOfTheDestructor) {
   const ClientOutcome outcome =
       runAgainst({kClosesInOrder}, [](unsigned short port, const Tell& tell) {
         const std::size_t before = openDescriptors();
-        tell(inThread([port, &tell] {
+        bool isDone = false;
+        tell(inThread([port, &isDone] {
           auto client = std::make_unique<VelmoFacadeWS>("127.0.0.1", port);
           pthread_cancel(pthread_self());
           client.reset();
-          tell("destroyed");
+          isDone = true;
         }));
+        tell(isDone ? "done" : "not done");
         tell(std::to_string(openDescriptors() - before));
       });
-  EXPECT_EQ("destroyed; cancelled; 0; ", outcome.report) << outcome.errors;
+  EXPECT_EQ("cancelled; done; 0; ", outcome.report) << outcome.errors;
   EXPECT_EQ("exit 0", outcome.end) << outcome.errors;
 }
 
@@ -81,15 +85,17 @@ TEST(CancelledClientTest, SubmissionCanBeCancelledAndTheClientStillDestroyed) {
   const ClientOutcome outcome =
       runAgainst({kClosesInOrder}, [](unsigned short port, const Tell& tell) {
         const std::size_t before = openDescriptors();
-        tell(inThread([port, &tell] {
+        bool isDone = false;
+        tell(inThread([port, &isDone] {
           VelmoFacadeWS client("127.0.0.1", port);
           pthread_cancel(pthread_self());
           client.addTask("", "", TASK_JAVA_CLASS, "", "", "", "", 0);
-          tell("replied");
+          isDone = true;
         }));
+        tell(isDone ? "done" : "not done");
         tell(std::to_string(openDescriptors() - before));
       });
-  EXPECT_EQ("cancelled; 0; ", outcome.report) << outcome.errors;
+  EXPECT_EQ("cancelled; not done; 0; ", outcome.report) << outcome.errors;
   EXPECT_EQ("exit 0", outcome.end) << outcome.errors;
 }
 
