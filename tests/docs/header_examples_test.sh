@@ -1,6 +1,6 @@
 #!/bin/sh
 # Compiles the examples in the comments of the public headers, which the manual pages show: each text
-# between @code and @endcode is the body of a function of its own.
+# between @code and @endcode is the body of a function.
 # usage: header_examples_test.sh INCLUDE_DIR COMPILER HEADER...
 set -eu
 include_dir=$1
