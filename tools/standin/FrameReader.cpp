@@ -61,7 +61,7 @@ struct Header {
   int flags = 0;
   std::size_t size = 0;  ///< where the payload begins
   std::size_t payloadSize = 0;
-  std::string_view mask;
+  std::string_view mask;  // cppcheck-suppress unusedStructMember
 };
 
 // @return nothing until the header is complete

@@ -27,11 +27,11 @@ std::string PeerConnection::upgrade() {
 }
 
 std::vector<WebSocketFrame> PeerConnection::readMessage() {
-  std::vector<WebSocketFrame> frames;
+  std::vector<WebSocketFrame> message;
   do {
-    frames.push_back(readFrame());
-  } while ((frames.back().flags & kFinal) == 0);
-  return frames;
+    message.push_back(readFrame());
+  } while ((message.back().flags & kFinal) == 0);
+  return message;
 }
 
 void PeerConnection::closeInOrder() {

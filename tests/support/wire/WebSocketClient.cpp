@@ -42,20 +42,20 @@ std::optional<WebSocketFrame> WebSocketClient::receiveFrame() {
   if (hasEnded()) {
     return std::nullopt;
   }
-  WebSocketFrame frame = readFrame();
-  if (frame.isMasked) {
+  WebSocketFrame received = readFrame();
+  if (received.isMasked) {
     throw std::runtime_error("a masked frame");
   }
-  return frame;
+  return received;
 }
 
 std::string WebSocketClient::ask(const std::string& message) {
   sendFrame(kFinal | kBinary, message);
-  const std::optional<WebSocketFrame> frame = receiveFrame();
-  if (!frame || frame->flags != (kFinal | kBinary)) {
-    throw std::runtime_error("no answer: " + (frame ? frame->payload : std::string("the end")));
+  const std::optional<WebSocketFrame> answer = receiveFrame();
+  if (!answer || answer->flags != (kFinal | kBinary)) {
+    throw std::runtime_error("no answer: " + (answer ? answer->payload : std::string("the end")));
   }
-  return frame->payload;
+  return answer->payload;
 }
 
 }  // namespace velmo::test

@@ -24,7 +24,8 @@ class SigPipeGuard {
     Throws,
     /// Possibly not at all: the networking library repeats the first write of a handshake on a new
     /// connection, and the exception ends there. The guard looks for a SIGPIPE in any case. In a
-    /// thread that blocks SIGPIPE already, it takes it back only if none was pending before.
+    /// thread that blocks SIGPIPE already, it takes it back only if none was pending before. If one
+    /// was pending for the whole process, one for the thread may be pending besides it afterwards.
     MayBeRepeated,
   };
 
