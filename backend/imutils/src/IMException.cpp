@@ -25,7 +25,9 @@ const char* textOrEmpty(const char* text) {
 [[gnu::format(printf, 1, 0)]] MessageBuffer formatMessage(const char* format,
                                                           va_list arguments) noexcept {
   MessageBuffer buffer{};
-  std::vsnprintf(buffer.data(), buffer.size(), textOrEmpty(format), arguments);
+  if (format != nullptr) {
+    std::vsnprintf(buffer.data(), buffer.size(), format, arguments);
+  }
   buffer.back() = '\0';
   return buffer;
 }

@@ -130,7 +130,7 @@ class VELMO_EXPORT IMAssertionException : public IMException {
   /// @param file        source file of the check
   IMAssertionException(const char* expression, long line, const char* file);
 
-  /// The message is a detail, formatted as IMException does.
+  /// The message is a detail, formatted and cut as the message of IMException(const char*, ...).
   [[gnu::format(printf, 5, 6)]] IMAssertionException(const char* expression, long line,
                                                      const char* file, const char* format, ...);
 

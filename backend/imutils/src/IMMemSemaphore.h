@@ -12,7 +12,7 @@ namespace brix::imutils {
 
 /// A lock between processes, made of a System V semaphore.
 ///
-/// The semaphore is the only one of a set with a numeric key; 1 is free, 0 is taken. The destructor
+/// It is a set of one semaphore, found by a numeric key; 1 is free, 0 is taken. The destructor
 /// never removes the set. Taking and releasing carry SEM_UNDO, so the kernel releases the lock of a
 /// process that dies. One object is used by one thread at a time; threads that exclude each other
 /// have one each.
@@ -60,7 +60,7 @@ class VELMO_EXPORT IMMemSemaphore {
   ///         removed.
   bool lock();
 
-  /// Releases the lock. The caller must hold it: otherwise the semaphore rises above 1.
+  /// Releases the lock. The caller must hold it: otherwise the call lets a second holder in.
   ///
   /// If the call fails while the set still exists, the semaphore stays at 0. Every lock() then
   /// blocks, in this process too, until this process ends and the kernel releases the lock.

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <optional>
 
 #include "IMException.h"
 #include "LockFile.h"
@@ -64,12 +65,12 @@ IMSemaphore::~IMSemaphore() {  // NOLINT(bugprone-exception-escape): the reason 
 }
 
 bool IMSemaphore::lockResource() {
-  const int error = createLockFile(m_directory, m_name);
+  const std::optional<int> error = createLockFile(m_directory, m_name);
   if (error == EEXIST) {
     return false;
   }
-  if (error != 0) {
-    throw failure("Creating semaphore failed: ", m_name, error);
+  if (error) {
+    throw failure("Creating semaphore failed: ", m_name, *error);
   }
   m_locked = true;
   return true;

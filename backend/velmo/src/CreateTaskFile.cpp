@@ -8,6 +8,7 @@
 #include "CancellationGuard.h"
 #include "Failure.h"
 #include "IMException.h"
+#include "IMMemSemaphore.h"
 #include "IMSemaphore.h"
 #include "JobCounter.h"
 #include "PriorityMap.h"
@@ -22,6 +23,7 @@
 
 using brix::imutils::CancellationGuard;
 using brix::imutils::IMException;
+using brix::imutils::IMMemSemaphore;
 using brix::imutils::IMSemaphore;
 using brix::velmo::directoryFromEnvironment;
 using brix::velmo::Failure;
@@ -29,7 +31,6 @@ using brix::velmo::JobCounter;
 using brix::velmo::logged;
 using brix::velmo::Outcome;
 using brix::velmo::Step;
-using brix::velmo::TaskCounter;
 
 namespace {
 
@@ -82,27 +83,24 @@ std::string givenOrNewJobId(const CreateTaskFile& identifiers, const char* jobId
 
 // Holds the semaphore of the task counter, and releases it also if an exception or a cancellation
 // leaves the scope. Otherwise nobody on the machine could submit until this process ends.
-class HeldTaskCounter {
+class HeldSemaphore {
  public:
-  explicit HeldTaskCounter(TaskCounter& counter) : m_counter(&counter) {}
-  HeldTaskCounter(const HeldTaskCounter&) = delete;
-  HeldTaskCounter& operator=(const HeldTaskCounter&) = delete;
+  explicit HeldSemaphore(IMMemSemaphore& semaphore) : m_semaphore(&semaphore) {}
+  HeldSemaphore(const HeldSemaphore&) = delete;
+  HeldSemaphore& operator=(const HeldSemaphore&) = delete;
 
-  ~HeldTaskCounter() {
-    if (m_counter == nullptr) {
-      return;
-    }
-    if (const Outcome failure = m_counter->unlock()) {
-      brix::velmo::logSemaphore(*failure);
+  ~HeldSemaphore() {
+    if (m_semaphore != nullptr) {
+      m_semaphore->unlock();
     }
   }
 
-  Outcome release() {
-    return std::exchange(m_counter, nullptr)->unlock();
+  bool release() {
+    return std::exchange(m_semaphore, nullptr)->unlock();
   }
 
  private:
-  TaskCounter* m_counter;
+  IMMemSemaphore* m_semaphore;
 };
 
 }  // namespace
@@ -145,17 +143,21 @@ int CreateTaskFile::generateTaskID() const {
     return kNoTaskId;
   }
 
-  TaskCounter counter(semaphoreKey.number);
-  logged(counter.openFailure());
-  if (logged(counter.lock())) {
+  IMMemSemaphore semaphore(semaphoreKey.number, false);  // the service sets its value
+  if (!semaphore.lock()) {
+    logged(Failure{Step::LockSemaphore});
     return kNoTaskId;
   }
-  HeldTaskCounter held(counter);
-  const TaskCounter::Issued issued = counter.advance(segmentKey.number);
+  HeldSemaphore held(semaphore);
+  const brix::velmo::IssuedTaskId issued = brix::velmo::advanceTaskCounter(segmentKey.number);
   const bool hasFailed = logged(issued.failure);
   // An identifier issued under a semaphore that cannot be released is not used: another process
   // might get the same one.
-  if (logged(held.release()) || hasFailed) {
+  if (!held.release()) {
+    logged(Failure{Step::UnlockSemaphore});
+    return kNoTaskId;
+  }
+  if (hasFailed) {
     return kNoTaskId;
   }
   return issued.taskId;

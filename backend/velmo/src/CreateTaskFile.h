@@ -24,10 +24,11 @@ struct TaskFileDescriptor {
 /// Names and contents of task files, and the identifiers in them. createTaskFile() performs these
 /// steps; use them one by one if you want a name or the contents without submitting the task.
 ///
-/// The object holds no data. Environment variables are read at each call. If VAR, TMP or DATA is
-/// not set, its path starts with "(null)", so the call fails with ENOENT. A failure returns a
-/// status or an empty text and is logged, unless the text below says otherwise; libvelmo(7) lists
-/// the lines.
+/// The object holds no data. Environment variables are read at each call. An unset VAR, TMP
+/// or DATA counts as the directory "(null)", which normally does not exist: the file is not moved
+/// or not written, or there is no job identifier. A failure returns a status or an empty text and
+/// is logged, unless the text below says otherwise; libvelmo(7) lists the lines. If memory runs
+/// out, the functions throw std::bad_alloc.
 ///
 /// Several threads may use one object, each with its own descriptor, once the priorities are
 /// loaded: see createPriorityMap().
@@ -68,7 +69,8 @@ class VELMO_EXPORT CreateTaskFile {
   /// - An object that does not exist is created, the semaphore with the value 0. A client that
   ///   outlives the service blocks until some process sets the semaphore to 1.
   /// - A key that is not a number counts as 0, which names a new, private object at each call. With
-  ///   such a semaphore the call blocks for ever; with such a counter it always returns 1.
+  ///   such a semaphore the call blocks for ever; with such a counter it returns 1. Each object
+  ///   stays until it is removed with ipcrm.
   /// - If the semaphore cannot be released, the identifier is lost, and later calls may block: see
   ///   brix::imutils::IMMemSemaphore::unlock().
   ///
@@ -180,8 +182,8 @@ VELMO_EXPORT int createTaskFile(const char* priorityType, const char* command,
 ///
 /// @param priorityType,command,commandType,deltaType,jobId  as createTaskFile()
 /// @param subJobId     sub-job identifier of the parent, with an underscore. Text before the
-///                     underscore that is not a number counts as 0. Null: the child gets "0", and
-///                     `childSuffix` does not count.
+///                     underscore that does not begin with a number counts as 0. Null: the child
+///                     gets "0", and `childSuffix` does not count.
 /// @param childSuffix  distinguishes the child from its siblings; null: nothing is appended
 /// @param jobInfo,relPriority  as createTaskFile()
 /// @return the same as createTaskFile()

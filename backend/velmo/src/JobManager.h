@@ -121,8 +121,8 @@ class VELMO_EXPORT JobManager {
   /// Finds the job of a key, in memory or by its file, or creates it. Sets the times of its file to
   /// now.
   ///
-  /// A job in memory that has expired is dropped. Its file, if it has expired too, is removed, and
-  /// the job gets a new identifier. When the memory is full, expired jobs are dropped and their
+  /// A job in memory that has expired is dropped. A file that has expired is removed, and the key
+  /// gets a new identifier. When the memory is full, expired jobs are dropped and their
   /// files removed. Then the least recently used jobs are dropped; their files stay.
   /// @param jobKey  name of the file below the job directory, taken unchanged: it may contain
   ///                slashes. If it is empty, the path is the directory itself, and only this
@@ -149,8 +149,9 @@ class VELMO_EXPORT JobManager {
   ///         changed then, but an identifier was used if the file has none or cannot be opened.
   JobInfo* readJobFile(const std::string& fileName, const std::string& jobKey);
 
-  /// Writes a job with the identifier and the priority 0 to JOBDIR/KEY/KEY.tmp and moves that file
-  /// to JOBDIR/KEY. Reports nothing, and does not register the job.
+  /// Writes a job with the identifier, the manager's user and name and the priority 0 to
+  /// JOBDIR/KEY/KEY.tmp and moves that file to JOBDIR/KEY. Reports nothing, and does not register
+  /// the job.
   ///
   /// This does not give the key a job file. If JOBDIR/KEY is not a directory, nothing can be
   /// written; if it is one, the move fails and the file stays in it. Only a symbolic link to a

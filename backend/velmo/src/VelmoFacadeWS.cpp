@@ -35,12 +35,12 @@ namespace {
 // The session may end here: the WebSocket takes over its socket. The networking library does not
 // survive a cancellation of the thread while it sends the handshake.
 std::unique_ptr<WebSocket> openWebSocket(const std::string& host, unsigned short port) {
+  const CancellationGuard uncancelled;  // first: the session may close its socket at its end
   CloseOnExecSession session(host, port);
   HTTPRequest request(HTTPRequest::HTTP_GET, givenText(VelmoFacadeWS::s_serviceUrl),
                       HTTPRequest::HTTP_1_1);
   // Deliberate: the same origin from every machine, whatever its name.
   request.set("origin", "localhost");
-  const CancellationGuard uncancelled;
   try {
     HTTPResponse response;
     const SigPipeGuard guard(SigPipeGuard::FailedSend::MayBeRepeated);
@@ -123,16 +123,19 @@ std::string VelmoFacadeWS::addTask(const std::string& priorityType, const std::s
                                    TaskType taskType, const std::string& deltaType,
                                    const std::string& jobId, const std::string& subJobId,
                                    const std::string& jobInfo, int relPriority) {
+  // Owned until it is complete: an envelope that runs out of memory while it creates its content
+  // releases a pointer that it has not set.
+  auto task = std::make_unique<AddTaskRequest>();
+  task->set_prioritytype(priorityType);
+  task->set_command(command);
+  task->set_tasktype(convertTaskType(taskType));
+  task->set_deltatype(deltaType);
+  task->set_jobid(jobId);
+  task->set_subjobid(subJobId);
+  task->set_jobinfo(jobInfo);
+  task->set_relpriority(relPriority);
   BaseMessage request;
-  AddTaskRequest& task = *request.mutable_addtaskrequest();
-  task.set_prioritytype(priorityType);
-  task.set_command(command);
-  task.set_tasktype(convertTaskType(taskType));
-  task.set_deltatype(deltaType);
-  task.set_jobid(jobId);
-  task.set_subjobid(subJobId);
-  task.set_jobinfo(jobInfo);
-  task.set_relpriority(relPriority);
+  request.set_allocated_addtaskrequest(task.release());
 
   std::optional<std::string> taskName;
   try {

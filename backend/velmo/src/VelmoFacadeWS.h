@@ -42,7 +42,7 @@ class VELMO_EXPORT VelmoException : public std::runtime_error {
 /// A client of the velmo service at a host and port, by message. It submits tasks over one
 /// WebSocket connection, one after the other.
 ///
-/// The object owns the connection and never reconnects. Discard it after a VelmoException of
+/// The object owns the connection and never reconnects. Discard it after any exception of
 /// addTask(): the connection may be broken, or hold the reply to an earlier request. One object is
 /// used by one thread at a time. velmo-protocol(7) describes the exchange.
 ///
@@ -70,8 +70,9 @@ class VELMO_EXPORT VelmoException : public std::runtime_error {
 ///   objects.
 /// - A control frame (ping, pong, close) or an empty frame in place of the reply makes the call
 ///   fail or return a wrong name. The next call then reads the real reply. Pings are not answered.
-/// - Loading the library blocks SIGPIPE in the thread that loads it. The calls change neither the
-///   signal mask nor dispositions, and never raise SIGPIPE.
+///   After a frame above 8192 bytes the connection is unusable.
+/// - Loading the library blocks SIGPIPE in the thread that loads it. The calls never raise
+///   SIGPIPE: they block it while they send, and restore the mask. Dispositions stay as they are.
 /// - If the library was built without NDEBUG, protocol buffers write a line to standard error for
 ///   each text that is not UTF-8. The text is sent anyway.
 class VELMO_EXPORT VelmoFacadeWS {
@@ -90,7 +91,8 @@ class VELMO_EXPORT VelmoFacadeWS {
   VelmoFacadeWS& operator=(const VelmoFacadeWS&) = delete;
 
   /// Sends a close frame, reads up to the end of one message, closes the connection and, the first
-  /// time in a process, shuts protocol buffers down. If any of this throws, the process ends.
+  /// time in a process, shuts protocol buffers down. Blocks as the other calls do. If any of this
+  /// throws, the process ends.
   ~VelmoFacadeWS();  // NOLINT(bugprone-exception-escape): see the definition
 
   /// Sends one request and waits for its reply. Texts are sent unchanged and may be empty; the
@@ -134,7 +136,8 @@ class VELMO_EXPORT VelmoFacadeWS {
 VELMO_EXPORT service::velmo::TaskType convertTaskType(TaskType type);
 
 /// Sends one binary message over a WebSocket, in frames. Each frame may block for as long as the
-/// connection's limit for sending. Never raises SIGPIPE. velmo-protocol(7) describes the frames.
+/// connection's limit for sending. Never raises SIGPIPE. The file formats.md of the
+/// documentation describes the frames.
 /// @param ws         the connection, which stays the caller's
 /// @param data       the bytes. Null with a `length` above 0: nothing is sent, and the result is
 ///                   false.

@@ -63,6 +63,28 @@ TEST(CancelledClientTest, CancellationWaitsForTheEndOfTheHandshake) {
   EXPECT_EQ("exit 0", outcome.end) << outcome.errors;
 }
 
+TEST(CancelledClientTest, CancellationWaitsForTheEndOfAHandshakeThatIsRefused) {
+  const PeerScript refuses = [](PeerConnection& peer) {
+    peer.readHead();
+    peer.send("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n");
+    peer.drain();
+  };
+  const ClientOutcome outcome = runAgainst({refuses}, [](unsigned short port, const Tell& tell) {
+    bool isDone = false;
+    tell(inThread([port, &isDone] {
+      pthread_cancel(pthread_self());
+      try {
+        const VelmoFacadeWS client("127.0.0.1", port);
+      } catch (const VelmoException&) {
+        isDone = true;
+      }
+    }));
+    tell(isDone ? "refused" : "not refused");
+  });
+  EXPECT_EQ("cancelled; refused; ", outcome.report) << outcome.errors;
+  EXPECT_EQ("exit 0", outcome.end) << outcome.errors;
+}
+
 TEST(CancelledClientTest, CancellationWaitsForTheEndOfTheDestructor) {
   const ClientOutcome outcome =
       runAgainst({kClosesInOrder}, [](unsigned short port, const Tell& tell) {

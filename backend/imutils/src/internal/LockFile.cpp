@@ -29,7 +29,7 @@ Path lockFile(const std::string& directory, const std::string& name) {
 
 // If the thread were cancelled in open or close, it would leave a lock file that no object
 // releases.
-int createLockFile(const std::string& directory, const std::string& name) {
+std::optional<int> createLockFile(const std::string& directory, const std::string& name) {
   const CancellationGuard guard;
   const Path path = lockFile(directory, name);
   errno = 0;
@@ -38,7 +38,7 @@ int createLockFile(const std::string& directory, const std::string& name) {
     return errno;
   }
   close(descriptor);
-  return 0;
+  return std::nullopt;
 }
 
 int removeLockFile(const std::string& directory, const std::string& name) {

@@ -1,6 +1,7 @@
 #ifndef VELMO_LOCKFILE_H
 #define VELMO_LOCKFILE_H
 
+#include <optional>
 #include <string>
 
 namespace brix::imutils {
@@ -8,8 +9,10 @@ namespace brix::imutils {
 /// Tries once to create the lock file of a lock: "semaphore_" and the name, in the directory. Its
 /// mode is 0660 less the umask. Each call forms the path again. A cancellation of the thread is
 /// held back during the call.
-/// @return 0: the lock is taken. EEXIST: another holder has it. Otherwise the errno of the failure.
-int createLockFile(const std::string& directory, const std::string& name);
+/// @return nothing: the lock is taken. EEXIST: somebody holds it. Otherwise the errno of the
+/// failure,
+///         0 if none was set.
+std::optional<int> createLockFile(const std::string& directory, const std::string& name);
 
 /// Removes the lock file. Allocates nothing: a lock is released even if memory has run out.
 /// @return 0 if the file does not exist any more, otherwise the errno of the failure

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,7 +29,7 @@ using velmo::test::UnprivilegedFiles;
 
 class LockFileTest : public testing::Test {
  protected:
-  int create(const std::string& name = "x") const {
+  std::optional<int> create(const std::string& name = "x") const {
     return createLockFile(directory.path(), name);
   }
 
@@ -43,6 +44,12 @@ class LockFileTest : public testing::Test {
 
 // --- createLockFile ---
 
+TEST_F(LockFileTest, FailureWithoutAnErrorNumberIsNoLock) {
+  platform().open.setFake([](const char*, int, mode_t) { return -1; });
+  errno = EPERM;
+  EXPECT_EQ(std::optional<int>(0), create());
+}
+
 TEST_F(LockFileTest, LockIsAnEmptyFileCreatedExclusively) {
   std::vector<int> arguments;
   platform().open.setFake([&](const char* path, int flags, mode_t mode) {
@@ -52,7 +59,7 @@ TEST_F(LockFileTest, LockIsAnEmptyFileCreatedExclusively) {
     return platform().open.real(path, flags, mode);
   });
   errno = EPERM;
-  EXPECT_EQ(0, create());
+  EXPECT_EQ(std::nullopt, create());
   EXPECT_THAT(arguments, ElementsAre(0xC0, 0660));
   EXPECT_EQ(O_RDONLY | O_CREAT | O_EXCL, arguments.at(0));
   EXPECT_EQ(0U, std::filesystem::file_size(lockFile));
@@ -61,7 +68,7 @@ TEST_F(LockFileTest, LockIsAnEmptyFileCreatedExclusively) {
 TEST_F(LockFileTest, ModeIs0660LessTheUmask) {
   for (const mode_t mask : {mode_t{0}, mode_t{0027}}) {
     const mode_t before = umask(mask);
-    EXPECT_EQ(0, create());
+    EXPECT_EQ(std::nullopt, create());
     umask(before);
     struct stat status {};
     ASSERT_EQ(0, stat(lockFile.c_str(), &status));
@@ -72,7 +79,7 @@ TEST_F(LockFileTest, ModeIs0660LessTheUmask) {
 
 TEST_F(LockFileTest, DescriptorIsClosed) {
   const std::size_t before = openDescriptors();
-  EXPECT_EQ(0, create());
+  EXPECT_EQ(std::nullopt, create());
   EXPECT_EQ(before, openDescriptors());
 }
 
@@ -83,9 +90,9 @@ TEST_F(LockFileTest, LockThatIsHeldIsEexistAndStays) {
 }
 
 TEST_F(LockFileTest, NamesAreDifferentLocks) {
-  EXPECT_EQ(0, create("x"));
-  EXPECT_EQ(0, create("y"));
-  EXPECT_EQ(0, create(""));
+  EXPECT_EQ(std::nullopt, create("x"));
+  EXPECT_EQ(std::nullopt, create("y"));
+  EXPECT_EQ(std::nullopt, create(""));
   EXPECT_TRUE(exists(directory.path("semaphore_")));
 }
 
@@ -118,7 +125,7 @@ TEST_F(LockFileTest, PathThatIsTooLongIsRefusedAndNotCut) {
 
 TEST_F(LockFileTest, LongestPathIsTaken) {
   const std::string start(4095 - lockFile.size(), '/');  // as many as the platform allows
-  EXPECT_EQ(0, createLockFile(start + directory.path().string(), "x"));
+  EXPECT_EQ(std::nullopt, createLockFile(start + directory.path().string(), "x"));
   EXPECT_TRUE(exists(lockFile));
   EXPECT_EQ(0, removeLockFile(start + directory.path().string(), "x"));
   EXPECT_FALSE(exists(lockFile));
@@ -127,8 +134,8 @@ TEST_F(LockFileTest, LongestPathIsTaken) {
 // --- removeLockFile ---
 
 TEST_F(LockFileTest, RemovalTakesThatFileAlone) {
-  EXPECT_EQ(0, create("x"));
-  EXPECT_EQ(0, create("y"));
+  EXPECT_EQ(std::nullopt, create("x"));
+  EXPECT_EQ(std::nullopt, create("y"));
   EXPECT_EQ(0, remove("x"));
   EXPECT_FALSE(exists(lockFile));
   EXPECT_TRUE(exists(directory.path("semaphore_y")));
@@ -164,7 +171,7 @@ TEST_F(LockFileTest, CancellationIsHeldBackDuringBothCalls) {
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &duringUnlink);
     return platform().unlink.real(path);
   });
-  EXPECT_EQ(0, create());
+  EXPECT_EQ(std::nullopt, create());
   EXPECT_EQ(0, remove());
   EXPECT_EQ(PTHREAD_CANCEL_DISABLE, duringOpen);
   EXPECT_EQ(PTHREAD_CANCEL_DISABLE, duringUnlink);

@@ -19,9 +19,8 @@ enum class Step {
   ParseJobCounter,     ///< the counter file
   WriteJobCounter,     ///< the new copy of the counter file
   ReadServerIdentity,  ///< the message of the exception
-  GetSemaphore,        ///< the key
-  LockSemaphore,       ///< the identifier of the set
-  UnlockSemaphore,     ///< the identifier of the set
+  LockSemaphore,       ///< none
+  UnlockSemaphore,     ///< none
   GetSegment,          ///< the key
   AttachSegment,       ///< the identifier of the segment
   DetachSegment,       ///< the identifier of the segment

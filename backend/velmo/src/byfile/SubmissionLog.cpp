@@ -1,17 +1,14 @@
 #include "SubmissionLog.h"
 
 #include <cstddef>
-#include <optional>
+#include <cstring>
 #include <string>
 
-#include "SemaphoreLog.h"
 #include "SystemLog.h"
 
 namespace brix::velmo {
 
 namespace {
-
-using imutils::SemaphoreCall;
 
 constexpr const char* kLogIdentity = "CreateTaskFile";
 
@@ -57,27 +54,12 @@ const char* logLineOf(Step step) {
       return "CreateTaskFile error: %s already existed! (possibly same task ID)\n";
     case Step::MoveIntoQueue:
       return "CreateTaskFile error: couldn't rename file: %s to file %s\n";
-    case Step::GetSemaphore:
-      break;  // has only the semaphore's line
   }
-  return nullptr;
+  return "";
 }
 
 bool isFollowedByErrno(Step step) {
   return step == Step::WriteJobCounter || step == Step::WriteTemporaryFile;
-}
-
-std::optional<SemaphoreCall> semaphoreCallOf(Step step) {
-  switch (step) {
-    case Step::GetSemaphore:
-      return SemaphoreCall::Get;
-    case Step::LockSemaphore:
-      return SemaphoreCall::Lock;
-    case Step::UnlockSemaphore:
-      return SemaphoreCall::Unlock;
-    default:
-      return std::nullopt;
-  }
 }
 
 std::string filled(const char* format, const std::string& subject, const std::string& target) {
@@ -96,20 +78,15 @@ std::string filled(const char* format, const std::string& subject, const std::st
 
 }  // namespace
 
-void logSemaphore(const Failure& failure) {
-  if (const auto call = semaphoreCallOf(failure.step)) {
-    imutils::logSemaphoreFailure(*call, failure.subject.c_str());
-  }
-}
-
 bool logged(const Outcome& outcome) {
   if (!outcome) {
     return false;
   }
-  logSemaphore(*outcome);
-  if (const char* format = logLineOf(outcome->step)) {
-    const std::string line = filled(format, outcome->subject, outcome->target);
-    imutils::logError(kLogIdentity, line.c_str());
+  const char* format = logLineOf(outcome->step);
+  if (std::strstr(format, "%s") == nullptr) {
+    imutils::logError(kLogIdentity, format);
+  } else {
+    imutils::logError(kLogIdentity, filled(format, outcome->subject, outcome->target).c_str());
   }
   if (isFollowedByErrno(outcome->step)) {
     imutils::logErrno(kLogIdentity, outcome->error);

@@ -5,13 +5,10 @@
 
 namespace brix::velmo {
 
-/// Writes the lines of a failure to the system log: that of the semaphore if a call on it failed,
-/// the step's own with the identity "CreateTaskFile", and the error number where the step has one.
+/// Writes the line of a failure to the system log, with the identity "CreateTaskFile", and then the
+/// error number where the step has one. A line without a subject takes no memory.
 /// @return whether there was a failure
 bool logged(const Outcome& outcome);
-
-/// Writes the line of the semaphore alone, if a call on it failed. Allocates nothing.
-void logSemaphore(const Failure& failure);
 
 }  // namespace brix::velmo
 

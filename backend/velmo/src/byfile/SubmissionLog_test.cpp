@@ -15,7 +15,6 @@ namespace {
 
 using brix::velmo::Failure;
 using brix::velmo::logged;
-using brix::velmo::logSemaphore;
 using brix::velmo::Step;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
@@ -25,10 +24,6 @@ using velmo::test::LogCycle;
 
 LogCycle line(const std::string& text) {
   return LogCycle{"CreateTaskFile", 1, 152, 3, text};
-}
-
-LogCycle semaphoreLine(const std::string& text) {
-  return LogCycle{"IMMemSemaphore", 1, 152, 3, text};
 }
 
 TEST(SubmissionLogTest, SuccessIsNotLogged) {
@@ -56,14 +51,8 @@ TEST(SubmissionLogTest, EachStepHasItsLines) {
        {line("Job ID file cannot be created!\n"),
         line("Errno: 2 Strerror: No such file or directory\n")}},
       {{Step::ReadServerIdentity, "no"}, {line("Exception at adding servername: no\n")}},
-      {{Step::GetSemaphore, "4711", EACCES},
-       {semaphoreLine("Semaphore constructor - semget failed for key4711")}},
-      {{Step::LockSemaphore, "5", EIDRM},
-       {semaphoreLine("Semaphore lock - semop failed for id:5"),
-        line("Couldn't lock the semaphore")}},
-      {{Step::UnlockSemaphore, "5", EIDRM},
-       {semaphoreLine("Semaphore unlock - semop failed for id:5"),
-        line("Couldn't unlock the semaphore")}},
+      {{Step::LockSemaphore}, {line("Couldn't lock the semaphore")}},
+      {{Step::UnlockSemaphore}, {line("Couldn't unlock the semaphore")}},
       {{Step::GetSegment, "4711", EINVAL}, {line("createTaskFile shmget error")}},
       {{Step::AttachSegment, "6", EACCES}, {line("createTaskFile shmat error")}},
       {{Step::DetachSegment, "6", EINVAL}, {line("createTaskFile shmdt error")}},
@@ -111,18 +100,6 @@ TEST(SubmissionLogTest, LongSubjectIsNotCut) {
   const std::string name(20000, 'x');
   EXPECT_TRUE(logged(Failure{Step::FindClass, name}));
   EXPECT_THAT(log.lines(), ElementsAre("Velmo unknown priority:" + name));
-}
-
-TEST(SubmissionLogTest, LineOfTheSemaphoreCanBeWrittenAlone) {
-  const CapturedLog log;
-  logSemaphore({Step::UnlockSemaphore, "5", EIDRM});
-  EXPECT_THAT(log.cycles(), ElementsAre(semaphoreLine("Semaphore unlock - semop failed for id:5")));
-}
-
-TEST(SubmissionLogTest, StepThatCallsNoSemaphoreHasNoLineOfIt) {
-  const CapturedLog log;
-  logSemaphore({Step::DetachSegment, "6", EINVAL});
-  EXPECT_THAT(log.cycles(), IsEmpty());
 }
 
 }  // namespace

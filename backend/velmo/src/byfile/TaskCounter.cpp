@@ -24,36 +24,7 @@ std::int32_t followingTaskId(std::int32_t last) {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(last) + 1U);
 }
 
-TaskCounter::TaskCounter(int semaphoreKey)
-    : m_key(semaphoreKey),
-      m_semaphore(semget(semaphoreKey, 1, kCreateForAll)),
-      m_openError(errno),
-      m_operation{0, 0, SEM_UNDO} {}
-
-Outcome TaskCounter::openFailure() const {
-  if (m_semaphore >= 0) {
-    return std::nullopt;
-  }
-  return Failure{Step::GetSemaphore, std::to_string(m_key), m_openError};
-}
-
-Outcome TaskCounter::lock() {
-  return operate(-1, Step::LockSemaphore);
-}
-
-Outcome TaskCounter::unlock() {
-  return operate(1, Step::UnlockSemaphore);
-}
-
-Outcome TaskCounter::operate(short change, Step step) {
-  m_operation.sem_op = change;
-  if (semop(m_semaphore, &m_operation, 1) == -1) {
-    return Failure{step, std::to_string(m_semaphore), errno};
-  }
-  return std::nullopt;
-}
-
-TaskCounter::Issued TaskCounter::advance(int segmentKey) {
+IssuedTaskId advanceTaskCounter(int segmentKey) {
   const int segment = shmget(segmentKey, sizeof(std::int32_t), kCreateForAll);
   if (segment < 0) {
     return {0, Failure{Step::GetSegment, std::to_string(segmentKey), errno}};

@@ -5,10 +5,13 @@
 
 #include <algorithm>
 #include <limits>
+#include <memory>
 
 namespace brix::velmo {
 
 namespace {
+
+using service::velmo::BaseMessage;
 
 constexpr int kFinalFragment = 0x80;
 
@@ -36,16 +39,23 @@ bool ReplyReader::take(const char* payload, int size, int flags) {
 std::optional<std::string> ReplyReader::taskName() const {
   const int size = static_cast<int>(std::min(m_bytes.size(), kMostParsed));
   google::protobuf::io::ArrayInputStream stream(m_bytes.data(), size, kBlockSize);
-  service::velmo::BaseMessage reply;
+  auto reply = std::make_unique<BaseMessage>();
   // Deliberate: the result is ignored. Of a malformed reply, the part that was parsed counts:
   // callers get the name if it arrived. Required fields are not checked: that would change nothing,
   // and after a client of this process has shut protocol buffers down, the message about a missing
   // field would read released memory.
-  static_cast<void>(reply.ParsePartialFromZeroCopyStream(&stream));
-  if (reply.theMessage_case() != service::velmo::BaseMessage::kAddTaskResponse) {
+  try {
+    static_cast<void>(reply->ParsePartialFromZeroCopyStream(&stream));
+  } catch (...) {
+    // Not destroyed: an envelope that runs out of memory while it creates its content would release
+    // a pointer that it has not set.
+    static_cast<void>(reply.release());
+    throw;
+  }
+  if (reply->theMessage_case() != BaseMessage::kAddTaskResponse) {
     return std::nullopt;
   }
-  return reply.addtaskresponse().taskname();
+  return reply->addtaskresponse().taskname();
 }
 
 }  // namespace brix::velmo
