@@ -59,7 +59,8 @@ section '.Ss Lines with the identity CreateTaskFile' | items >"$directory/page"
 compare 'identity CreateTaskFile'
 
 # A number is appended to each.
-texts_of "$backend/imutils/src/internal/SemaphoreLog.cpp" | sed 's/$/%d/' | sort -u >"$directory/sources"
+sed -nE 's/.*logNumber\("([^"]+)",.*/\1%d/p' "$backend/imutils/src/IMMemSemaphore.cpp" |
+  sort -u >"$directory/sources"
 section '.Ss Lines with the identity IMMemSemaphore' | items >"$directory/page"
 compare 'identity IMMemSemaphore'
 
@@ -67,7 +68,7 @@ echo '== nothing else writes there =='
 cd "$backend"
 find . -name '*.cpp' ! -name '*_test.cpp' -exec grep -lE '\b(syslog|logError|logErrno)\(' {} + |
   sort >"$directory/sources"
-printf '%s\n' ./imutils/src/internal/SemaphoreLog.cpp ./imutils/src/internal/SystemLog.cpp \
+printf '%s\n' ./imutils/src/IMMemSemaphore.cpp ./imutils/src/internal/SystemLog.cpp \
   ./velmo/src/byfile/SubmissionLog.cpp >"$directory/page"
 compare 'units that write to the system log'
 find . -name '*.cpp' -exec grep -oh 'kLogIdentity = "[A-Za-z]*"' {} + | sed 's/.* "//; s/"//' |

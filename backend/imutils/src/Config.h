@@ -56,9 +56,10 @@ class VELMO_EXPORT Config {
   /// Empties `m_properties`.
   virtual void reset();
 
-  /// Loads the files of `m_files`, in order, into `m_properties`. If several files have a name, the
-  /// last one counts. A file that cannot be opened is named on the standard error stream, "Warning:
-  /// error loading NAME". An exception from a file is dropped. Then the next file follows.
+  /// Loads the files of `m_files`, in order, into `m_properties`. If a name occurs in several
+  /// files, the last file wins. If a file cannot be opened, "Warning: error loading NAME" is
+  /// written to standard error. An exception from a file is dropped. In both cases loading
+  /// continues with the next file.
   virtual void load();
 
   virtual ~Config();

@@ -4,6 +4,8 @@
 #include <cstdarg>
 #include <cstring>
 
+#include "CancellationGuard.h"
+
 bool g_imVerbose = false;
 bool g_imDebug = false;
 
@@ -90,6 +92,7 @@ void IMException::print(FILE* stream) {
   if (stream == nullptr) {
     return;
   }
+  const CancellationGuard guard;
   std::string text;
   toString(text);
   std::fprintf(stream, "%s\n", text.c_str());

@@ -2,7 +2,7 @@
 #define VELMO_IMEXCEPTION_H
 
 /// @file
-/// What the common utilities throw, and two flags.
+/// Exceptions of the common utilities, and two flags.
 
 #include <cstdio>
 #include <ostream>

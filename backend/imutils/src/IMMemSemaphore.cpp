@@ -2,14 +2,17 @@
 
 #include <sys/ipc.h>
 
-#include <string>
+#include <array>
+#include <cstdio>
 
-#include "SemaphoreLog.h"
+#include "SystemLog.h"
 
 namespace brix::imutils {
 
 namespace {
 
+constexpr const char* kLogIdentity = "IMMemSemaphore";
+constexpr std::size_t kLogLineSize = 96;  // the longest line has 60 characters
 constexpr int kCreateForAll = IPC_CREAT | 0666;
 
 // The fourth argument of semctl, which every program declares for itself.
@@ -19,9 +22,11 @@ union SemaphoreArgument {
   unsigned short* array;  // cppcheck-suppress unusedStructMember
 };
 
-// Nothing may throw here: the text of a number is so short that its string does not allocate.
-void logFailure(SemaphoreCall call, int number) {
-  logSemaphoreFailure(call, std::to_string(number).c_str());
+// Allocates nothing, because nothing may throw here.
+void logNumber(const char* text, int number) {
+  std::array<char, kLogLineSize> line{};
+  std::snprintf(line.data(), line.size(), "%s%d", text, number);
+  logError(kLogIdentity, line.data());
 }
 
 }  // namespace
@@ -29,7 +34,7 @@ void logFailure(SemaphoreCall call, int number) {
 IMMemSemaphore::IMMemSemaphore(int key, bool autoUnlock)
     : m_semId(semget(key, 1, kCreateForAll)), m_op{0, 0, SEM_UNDO}, m_autoUnlock(autoUnlock) {
   if (m_semId < 0) {
-    logFailure(SemaphoreCall::Get, key);
+    logNumber("Semaphore constructor - semget failed for key", key);
   }
 }
 
@@ -43,7 +48,7 @@ bool IMMemSemaphore::init() {
   SemaphoreArgument argument{};
   argument.val = 1;
   if (semctl(m_semId, 0, SETVAL, argument) < 0) {
-    logFailure(SemaphoreCall::Init, m_semId);
+    logNumber("Semaphore init - semctl failed for id:", m_semId);
     return false;
   }
   return true;
@@ -51,7 +56,7 @@ bool IMMemSemaphore::init() {
 
 bool IMMemSemaphore::lock() {
   if (!operate(-1)) {
-    logFailure(SemaphoreCall::Lock, m_semId);
+    logNumber("Semaphore lock - semop failed for id:", m_semId);
     return false;
   }
   return true;
@@ -59,7 +64,7 @@ bool IMMemSemaphore::lock() {
 
 bool IMMemSemaphore::unlock() {
   if (!operate(1)) {
-    logFailure(SemaphoreCall::Unlock, m_semId);
+    logNumber("Semaphore unlock - semop failed for id:", m_semId);
     return false;
   }
   return true;
@@ -69,7 +74,7 @@ bool IMMemSemaphore::close() {
   // Deliberate: the set has no semaphore 1. The kernel ignores the number when it removes a set;
   // programs that interpose semctl see the call that they know.
   if (semctl(m_semId, 1, IPC_RMID) == -1) {
-    logFailure(SemaphoreCall::Close, m_semId);
+    logNumber("Semaphore close - semctl failed for id:", m_semId);
     return false;
   }
   return true;

@@ -14,8 +14,8 @@ namespace brix::imutils {
 ///
 /// It is a set of one semaphore, found by a numeric key; 1 is free, 0 is taken. The destructor
 /// never removes the set. Taking and releasing carry SEM_UNDO, so the kernel releases the lock of a
-/// process that dies. One object is used by one thread at a time; threads that exclude each other
-/// have one each.
+/// process that dies. Use an object from one thread at a time; threads that exclude each other need
+/// separate objects.
 ///
 /// Nothing is thrown. An operation that fails returns false and writes a line with the identity
 /// "IMMemSemaphore" to the system log: see libvelmo(7).
@@ -55,8 +55,9 @@ class VELMO_EXPORT IMMemSemaphore {
   bool init();
 
   /// Takes the lock. Blocks without limit while the semaphore is 0.
-  /// @return true: the lock is taken. False, among others: a signal handler interrupted the wait,
-  ///         with SA_RESTART or without; the process was stopped and continued; the set was
+  /// @return whether the lock was taken. The call fails, for example, if a signal handler
+  /// interrupts
+  ///         the wait (even with SA_RESTART), the process is stopped and continued, or the set is
   ///         removed.
   bool lock();
 

@@ -176,6 +176,13 @@ TEST_F(IMMemSemaphoreTest, SetThatCannotBeCreatedIsLoggedAndEveryOperationFails)
                                         line("Semaphore close - semctl failed for id:-1")));
 }
 
+TEST_F(IMMemSemaphoreTest, LongestNumberIsLoggedWhole) {
+  platform().semget.setFake([](key_t, int, int) { return -1; });
+  const IMMemSemaphore semaphore(-2147483647 - 1, false);
+  EXPECT_THAT(log.cycles(),
+              ElementsAre(line("Semaphore constructor - semget failed for key-2147483648")));
+}
+
 TEST_F(IMMemSemaphoreTest, RemovedSetFailsEveryOperationWithItsIdentifier) {
   const TestSemaphore set(1);
   IMMemSemaphore semaphore(set.key(), false);

@@ -88,7 +88,6 @@ IMProperties::~IMProperties() {
 
 bool IMProperties::load(const char* filename) {
   assertGiven(filename, "filename", kLoadLine);
-  // A cancellation while reading would end the process in callers that catch all exceptions.
   const CancellationGuard guard;
   const InputFile file(filename);
   if (!file.isOpen()) {

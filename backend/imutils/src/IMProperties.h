@@ -47,9 +47,9 @@ class VELMO_EXPORT IMProperty {
 
 /// Names and values of a properties file, in the order in which the names were first added.
 ///
-/// velmo-properties(5) describes the file. Names are compared byte by byte, and searched for one
-/// after the other. The object owns its entries. It takes no lock: one object is used by one thread
-/// at a time. If memory runs out, its functions throw std::bad_alloc.
+/// velmo-properties(5) describes the file. Names are compared byte by byte. A
+/// lookup searches the entries in order. The object owns its entries. It takes no lock: one object
+/// is used by one thread at a time. If memory runs out, its functions throw std::bad_alloc.
 ///
 /// @par Examples
 /// Set a name in a file, and keep the others:
@@ -78,47 +78,47 @@ class VELMO_EXPORT IMProperties {
   /// @throws IMAssertionException  expression "filename", line 84: `filename` is null
   bool load(const char* filename);
 
-  /// Replaces a file by the entries, one `name="value"` a line. Nothing is escaped: a double quote
-  /// in a value reads back as a blank. Errors after opening are ignored: on a full disk the file is
-  /// truncated, and the call still returns true.
+  /// Replaces a file by the entries, one `name="value"` per line. Nothing is escaped: a double
+  /// quote in a value reads back as a blank. Errors after opening are ignored: on a full disk the
+  /// file is truncated, and the call still returns true.
   /// @return true, always
   /// @throws IMAssertionException  expression "filename", line 120: `filename` is null. Expression
   ///                               "f", line 122, detail "could not open FILE in
   ///                               IMProperties::write": the file cannot be opened.
   bool write(const char* filename);
 
-  /// The value of the first entry of that name, or null if there is none. The text belongs to the
-  /// entry. It lives until the value is changed, or the entry is removed or cleared.
+  /// Returns the value of the first entry with this name, or null if no entry has it. The text
+  /// belongs to the entry. It lives until the value is changed, or the entry is removed or cleared.
   /// @throws IMAssertionException  expression "name", line 140: `name` is null
   const char* getProperty(const char* name) const;
 
-  /// Changes the value of the first entry of that name, or appends an entry. `value` may be a text
-  /// that getProperty() returned.
+  /// Changes the value of the first entry with this name, or appends an entry. `value` may be a
+  /// text that getProperty() returned.
   /// @throws IMAssertionException  expression "name", line 155: `name` is null. Expression "value",
   ///                               line 156: `value` is null. Nothing is changed.
   void setProperty(const char* name, const char* value);
 
-  /// Takes the first entry of that name, if there is one, out of the list. The entry is not freed:
-  /// a program that keeps removing entries leaks memory. clear() frees its entries.
+  /// Removes the first entry with this name, if any, from the list. The entry is not freed, so a
+  /// program that keeps removing entries leaks memory. clear() frees its entries.
   /// @throws IMAssertionException  expression "name", line 172: `name` is null
   void remove(const char* name);
 
   /// Removes and frees all entries.
   void clear();
 
-  /// Finds the first character at or after `p` that is not white space, at the latest the
-  /// terminating NUL. Null for null.
+  /// Returns the position of the first character at or after `p` that is not white space, or of the
+  /// terminating NUL if all are. Returns null if `p` is null.
   static char* skipWhiteSpaces(char* p);
 
-  /// Removes white space at both ends, in place: overwrites the end with NUL, and returns the first
-  /// other character. Null for null.
+  /// Removes white space at both ends, in place: overwrites trailing white space with NUL and
+  /// returns the position of the first other character. Returns null if `p` is null.
   static char* trim(char* p);
 
   /// Replaces every `from` in the text by `to`, in place. Does nothing with a null text.
   static void replace(char* s, char from, char to);
 
   /// Splits a text in place at the first `separator` at or after `cursor`. Overwrites the separator
-  /// with NUL and moves `cursor` behind it.
+  /// with NUL and moves `cursor` past it.
   /// @return the trimmed text before the separator. Null, and nothing is changed, if there is no
   ///         separator, the separator is NUL, or `cursor` is null.
   static char* getNextValue(char*& cursor, char separator);

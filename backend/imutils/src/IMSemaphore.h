@@ -27,8 +27,8 @@ namespace brix::imutils {
 /// @endcode
 ///
 /// @par Caveats
-/// - If a holder dies, the file stays, and nobody gets the lock until somebody removes the file by
-///   hand.
+/// - If a holder dies, the file stays, and nobody can take the lock until somebody deletes the
+/// file.
 /// - fork(2) copies the object with its lock. If the child unlocks or destroys its copy, it removes
 ///   the parent's lock file. Leave such a child with _exit(2), since exit(3) destroys static
 ///   objects.
@@ -67,7 +67,7 @@ class VELMO_EXPORT IMSemaphore {
   /// signals shorten the wait: see host-safety.md.
   /// @param timeoutSeconds  above 0: the call gives up when the pauses add up to this many seconds.
   ///                        0: no limit. Below 0: one attempt. From 2147484 on, the milliseconds
-  ///                        overflow 32 bits, and the limit is another one.
+  ///                        overflow 32 bits, so the limit differs from the one requested.
   /// @return true, always
   /// @throws IMTimeoutException  code 1, "Semaphore timed out": the call gave up
   /// @throws IMIOException       as lockResource()

@@ -8,8 +8,8 @@
 
 #include "Export.h"
 
-/// One task, as the arguments of createTaskFile(). The texts stay the caller's. An empty text is
-/// used as it is, except as the job identifier.
+/// One task, as the arguments of createTaskFile(). The caller owns the texts. An empty text is
+/// used unchanged, except as the job identifier.
 struct TaskFileDescriptor {
   const char* priorityType;  ///< priority class; null is refused
   const char* command;       ///< command to run; null is refused
@@ -26,7 +26,7 @@ struct TaskFileDescriptor {
 ///
 /// The object holds no data. Environment variables are read at each call. An unset VAR, TMP
 /// or DATA counts as the directory "(null)", which normally does not exist: the file is not moved
-/// or not written, or there is no job identifier. A failure returns a status or an empty text and
+/// or not written, or no job identifier is issued. A failure returns a status or an empty text and
 /// is logged, unless the text below says otherwise; libvelmo(7) lists the lines. If memory runs
 /// out, the functions throw std::bad_alloc.
 ///
@@ -45,7 +45,7 @@ struct TaskFileDescriptor {
 class VELMO_EXPORT CreateTaskFile {
  public:
   /// Loads the numbers of the priority classes and adjustments from VELMO_HOME/priorities.cfg and
-  /// CONF/priorities.cfg. If both files have a name, the one in CONF counts.
+  /// CONF/priorities.cfg. If a name is in both files, the number in CONF is used.
   ///
   /// Only the first call in a process loads the files. They are not loaded again, even if that call
   /// failed or a file changes. A missing file counts as empty and is not logged. An IMException
@@ -89,7 +89,7 @@ class VELMO_EXPORT CreateTaskFile {
   /// counts as 9999, without adjustment. An adjustment that is not configured is logged and counts
   /// as none.
   /// @param descriptor  the task; a null `commandType` is set to "sh", a null `subJobId` to "0"
-  /// @return the name; empty if there is no task identifier
+  /// @return the name; empty if no task identifier was issued
   /// @throws std::logic_error                     as createPriorityMap()
   /// @throws brix::imutils::IMAssertionException  `priorityType` is null
   std::string getFileName(TaskFileDescriptor& descriptor) const;
@@ -111,7 +111,7 @@ extern "C" {
 /// Submits a task to the service of this machine, by file.
 ///
 /// Writes a task file in the directory TMP and moves it with rename(2) into the queue,
-/// VAR/taskqueue, which has to be on the same file system. Does not wait for the task to run.
+/// VAR/taskqueue, which must be on the same file system. Does not wait for the task to run.
 /// Nothing checks the texts for slashes, line feeds or length; they are not used after the return.
 /// velmo-taskfile(5) describes the file.
 ///
@@ -154,10 +154,10 @@ extern "C" {
 ///                      null: no second line
 /// @param relPriority   relative priority within the class, any number
 /// @return 0: the task is in the queue. 1: `priorityType` or `command` is null, or the file could
-///         not be written or moved. -1: there is no task identifier, and no file was written. If a
-///         signal handler interrupts the wait for the task counter, the call returns -1 too: submit
-///         again. A result other than 0 is logged, unless another program has set the task counter
-///         to 2147483647 or below -1.
+///         not be written or moved. -1: no task identifier was issued, so no file was written. The
+///         call also returns -1 if a signal handler interrupts the wait for the task counter:
+///         submit again. A result other than 0 is logged, unless another program has set the task
+///         counter to 2147483647 or below -1.
 /// @throws std::logic_error  VELMO_HOME or CONF is not set at the first call that is not refused
 /// @throws std::bad_alloc    memory runs out
 VELMO_EXPORT int createTaskFile(const char* priorityType, const char* command,

@@ -11,7 +11,7 @@
 
 #include "Export.h"
 
-/// A source of priorities for new jobs. Derive from it. The object stays the caller's and must
+/// A source of priorities for new jobs. Derive from it. The caller owns the object, which must
 /// outlive the JobManager that uses it.
 class VELMO_EXPORT JobPropertyGetter {
  public:
@@ -58,11 +58,11 @@ struct VELMO_EXPORT JobInfo {
 };
 
 /// Jobs under keys, shared by all processes that use one directory. Each key has a job file there,
-/// by which every process and every later run finds the same job identifier.
+/// so that every process and every later run finds the same job identifier.
 ///
-/// The modification time of the file is the last use of the job, in whichever process. Each use
-/// sets it to now. A job that has not been used for the maximum age expires. velmo-jobfile(5)
-/// describes the file.
+/// The modification time of the file is the time of the job's last use in any process. Each use
+/// sets it to the current time. A job that has not been used for the maximum age expires.
+/// velmo-jobfile(5) describes the file.
 ///
 /// The manager owns its jobs. A returned pointer is valid until a later findJobInfo() drops that
 /// job, because it expired or to make room, or until the manager is destroyed. One manager is used
@@ -70,9 +70,9 @@ struct VELMO_EXPORT JobInfo {
 ///
 /// New identifiers come from generateJobID(), which may wait, logs its failures, and may end the
 /// process. If it fails, the job's identifier is empty. Other failures are neither reported nor
-/// logged. The exceptions are std::bad_alloc, std::length_error for a text that is too long, and
-/// those of the property getter. A call that throws registers nothing, but what it dropped or
-/// removed before is gone.
+/// logged. The calls throw std::bad_alloc, std::length_error for a text that is too long, and any
+/// exception of the property getter. A call that throws registers nothing, but jobs and files that
+/// it dropped or removed before stay gone.
 ///
 /// @par Examples
 /// Submit a task of a job that is the same in every run within a day:
@@ -95,7 +95,7 @@ struct VELMO_EXPORT JobInfo {
 class VELMO_EXPORT JobManager {
  public:
   /// Touches no file.
-  /// @param jobDir          directory of the job files, which has to exist; empty: the root
+  /// @param jobDir          directory of the job files, which must exist; empty: the root
   ///                        directory
   /// @param maxJobs         the most jobs held in memory after findJobInfo(); 0 counts as 1
   /// @param maxAge          seconds without use until a job expires; 0: never. Below 0, a job is
@@ -103,8 +103,8 @@ class VELMO_EXPORT JobManager {
   ///                        making room removes no files.
   /// @param user            user name of new jobs; may be empty
   /// @param name            name of new jobs; may be empty
-  /// @param propertyGetter  asked for the priority of each new job; null: the priority is 0. It
-  ///                        stays the caller's and must outlive the manager.
+  /// @param propertyGetter  asked for the priority of each new job; null: the priority is 0. The
+  ///                        caller owns it, and it must outlive the manager.
   JobManager(const std::string& jobDir, unsigned long maxJobs, long maxAge, const std::string& user,
              const std::string& name, JobPropertyGetter* propertyGetter);
 
@@ -119,7 +119,7 @@ class VELMO_EXPORT JobManager {
   ~JobManager();
 
   /// Finds the job of a key, in memory or by its file, or creates it. Sets the times of its file to
-  /// now.
+  /// the current time.
   ///
   /// A job in memory that has expired is dropped. A file that has expired is removed, and the key
   /// gets a new identifier. When the memory is full, expired jobs are dropped and their
@@ -127,7 +127,7 @@ class VELMO_EXPORT JobManager {
   /// @param jobKey  name of the file below the job directory, taken unchanged: it may contain
   ///                slashes. If it is empty, the path is the directory itself, and only this
   ///                manager knows the job.
-  /// @return the job, which stays the manager's. If its file cannot be created or read, only this
+  /// @return the job, owned by the manager. If its file cannot be created or read, only this
   ///         manager knows the job. Null only if the property getter registered the key meanwhile.
   JobInfo* findJobInfo(const std::string& jobKey);
 
@@ -135,7 +135,7 @@ class VELMO_EXPORT JobManager {
   /// JobInfo::createFile() does. Neither makes room nor checks for expiry.
   /// @param fileName  path of the job file, independent of the key; empty: no file is written
   /// @param jobKey    any text
-  /// @return the job, which stays the manager's; null if the key is registered already. Nothing has
+  /// @return the job, owned by the manager; null if the key is registered already. Nothing has
   ///         changed then, but an identifier was used and the property getter was asked.
   JobInfo* createJob(const std::string& fileName, const std::string& jobKey);
 
@@ -145,7 +145,7 @@ class VELMO_EXPORT JobManager {
   /// @param fileName  path of the job file, independent of the key. If the file has no end, such as
   ///                  a pipe or /dev/zero, the call does not return.
   /// @param jobKey    any text
-  /// @return the job, which stays the manager's; null if the key is registered already. Nothing has
+  /// @return the job, owned by the manager; null if the key is registered already. Nothing has
   ///         changed then, but an identifier was used if the file has none or cannot be opened.
   JobInfo* readJobFile(const std::string& fileName, const std::string& jobKey);
 

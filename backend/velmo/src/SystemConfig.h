@@ -117,7 +117,7 @@ class VELMO_EXPORT SystemConfig {
   const std::vector<MachineConfig>& getMachines() const;
 
   /// Path of the file that VelmoFacade reads: "/home/dorvan/var/conf/modules.xml" unless a program
-  /// sets another one, which stays the program's. Set it before you start threads that use it.
+  /// sets another one. The program owns that text. Set it before you start threads that use it.
   static const char* s_szModulesXml;
 
  private:

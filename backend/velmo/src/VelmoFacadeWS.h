@@ -122,8 +122,9 @@ class VELMO_EXPORT VelmoFacadeWS {
   /// The most bytes of payload in one frame, sent or received.
   static const std::size_t s_frameSize = 8192;
 
-  /// Path of the WebSocket handshake, "/velmo" unless a program sets another one, which stays the
-  /// program's. Not null. Constructors read it without a lock: set it before you start threads.
+  /// Path of the WebSocket handshake, "/velmo" unless a program sets another one. The program owns
+  /// that text. Must not be null. Constructors read it without a lock: set it before you start
+  /// threads.
   static const char* s_serviceUrl;
 
  private:
@@ -138,7 +139,7 @@ VELMO_EXPORT service::velmo::TaskType convertTaskType(TaskType type);
 /// Sends one binary message over a WebSocket, in frames. Each frame may block for as long as the
 /// connection's limit for sending. Never raises SIGPIPE. The file formats.md of the
 /// documentation describes the frames.
-/// @param ws         the connection, which stays the caller's
+/// @param ws         the connection, owned by the caller
 /// @param data       the bytes. Null with a `length` above 0: nothing is sent, and the result is
 ///                   false.
 /// @param length     number of bytes. 0: nothing is sent, and the result is true.

@@ -6,13 +6,17 @@
 #include <pthread.h>
 #include <velmo/Config.h>
 #include <velmo/CreateTaskFile.h>
+#include <velmo/IMException.h>
 #include <velmo/IMMemSemaphore.h>
 #include <velmo/IMProperties.h>
 #include <velmo/IMSemaphore.h>
 #include <velmo/JobManager.h>
 
+#include <array>
 #include <cerrno>
+#include <cstdio>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "PlatformCalls.h"
@@ -153,6 +157,31 @@ TEST_F(CancelledThreadTest, PropertiesFileIsWrittenWhole) {
   inCancelledThread([&properties, &file] { properties.write(file.c_str()); });
   EXPECT_EQ("name=\"value\"\n", readFile(file));
   EXPECT_EQ(before, openDescriptors());
+}
+
+TEST_F(CancelledThreadTest, PropertiesFileIsReadWhole) {
+  IMProperties properties;
+  const std::string file = directory.writeFile("file", "name = value\n");
+  inCancelledThread([&properties, &file] { properties.load(file.c_str()); });
+  EXPECT_STREQ("value", properties.getProperty("name"));
+}
+
+TEST_F(CancelledThreadTest, JobFileIsReadWhole) {
+  const std::string file = directory.writeFile("job", "id=\"J17\"\n");
+  JobManager manager(directory.path(), 1, 0, "", "", nullptr);
+  std::string id;
+  inCancelledThread([&] { id = manager.readJobFile(file, "job")->m_id; });
+  EXPECT_EQ("J17", id);
+}
+
+TEST_F(CancelledThreadTest, ExceptionIsPrintedWhole) {
+  const std::unique_ptr<FILE, int (*)(FILE*)> file(std::tmpfile(), std::fclose);
+  std::setvbuf(file.get(), nullptr, _IONBF, 0);
+  inCancelledThread([&file] { brix::imutils::IMException(2, "text").print(file.get()); });
+  std::rewind(file.get());
+  std::array<char, 100> text{};
+  EXPECT_NE(nullptr, std::fgets(text.data(), text.size(), file.get()));
+  EXPECT_STREQ("Unknown Exception: [2] text\n", text.data());
 }
 
 TEST_F(CancelledThreadTest, JobFileIsWrittenWhole) {

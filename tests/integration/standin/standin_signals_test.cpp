@@ -52,7 +52,7 @@ class StandinSignalsTest : public testing::Test {
   TemporaryDirectory m_directory;
 };
 
-// A program in the foreground of its own terminal.
+// A program that runs in the foreground of a separate terminal.
 class TerminalProcess {
  public:
   explicit TerminalProcess(std::vector<std::string> arguments) {

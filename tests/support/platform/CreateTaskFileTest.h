@@ -14,11 +14,11 @@
 
 namespace velmo::test {
 
-/// What tests of a submission by file need: an installation with a few priorities, a captured
-/// system log, and a clock that stands at kTimestamp.
+/// Fixture for tests of a submission by file: an installation with a few priorities, a captured
+/// system log, and a clock that is stopped at kTimestamp.
 ///
-/// The priority map is loaded once in a process: every test has to be a process of its own, as
-/// ctest runs them.
+/// A process loads the priority map once, so every test must run in a separate process. ctest does
+/// that.
 class CreateTaskFileTest : public testing::Test {
  protected:
   static constexpr time_t kNow = 1741007469;  // kTimestamp in this time zone, UTC+00:54

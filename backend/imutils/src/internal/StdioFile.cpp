@@ -4,15 +4,11 @@
 
 #include <cerrno>
 
+#include "CancellationGuard.h"
+
 namespace brix::imutils {
 
-// A thread cancelled in fopen would lose the descriptor.
-Stream openStream(const char* path, const char* mode) {
-  const CancellationGuard guard;
-  return Stream(std::fopen(path, mode));
-}
-
-InputFile::InputFile(const char* path) : m_stream(openStream(path, "rb")) {
+InputFile::InputFile(const char* path) : m_stream(std::fopen(path, "rb")) {
   if (m_stream != nullptr) {
     std::setvbuf(m_stream.get(), m_buffer.data(), _IOFBF, m_buffer.size());
   }

@@ -7,26 +7,20 @@
 #include <optional>
 #include <string>
 
-#include "CancellationGuard.h"
-
 namespace brix::imutils {
 
 struct StreamCloser {
   void operator()(FILE* stream) const noexcept {
-    const CancellationGuard guard;  // fclose is a cancellation point; nothing may leave here
     std::fclose(stream);
   }
 };
 
-/// A stream that is closed at the end of its scope. The result of the close is ignored.
+/// A stream that is closed at the end of its scope. The result of the close is ignored. Use it
+/// under a CancellationGuard.
 using Stream = std::unique_ptr<FILE, StreamCloser>;
 
-/// Opens a file; a cancellation of the thread is held back meanwhile. If that fails, the stream is
-/// null and errno gives the reason.
-Stream openStream(const char* path, const char* mode);
-
-/// A file that is read from its start ("rb"). The buffer in the object saves the fstat and the
-/// allocation that a stream makes at its first read.
+/// A file that is read from its start ("rb"), under a CancellationGuard of the caller. The buffer
+/// in the object saves the fstat and the allocation that a stream makes at its first read.
 class InputFile {
  public:
   /// Opens the file. If that fails, isOpen() returns false and errno gives the reason.

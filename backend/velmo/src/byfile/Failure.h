@@ -16,7 +16,7 @@ enum class Step {
   FindAdjustment,      ///< the name of the adjustment
   WaitForJobLock,      ///< the message of the exception
   TakeJobLock,         ///< the counter file
-  ParseJobCounter,     ///< the counter file
+  ParseJobCounter,     ///< none
   WriteJobCounter,     ///< the new copy of the counter file
   ReadServerIdentity,  ///< the message of the exception
   LockSemaphore,       ///< none

@@ -18,8 +18,7 @@ int followingJobNumber(int last) {
   return last >= kLastJobNumber ? 0 : last + 1;
 }
 
-JobCounter::Reader::Reader(const JobCounter& counter)
-    : m_path(counter.m_file), m_file(counter.m_file.c_str()) {}
+JobCounter::Reader::Reader(const JobCounter& counter) : m_file(counter.m_file.c_str()) {}
 
 JobCounter::Next JobCounter::Reader::next() const {
   if (!m_file.isOpen()) {
@@ -27,7 +26,7 @@ JobCounter::Next JobCounter::Reader::next() const {
   }
   const std::optional<int> last = imutils::scanInt(m_file.stream());
   if (!last) {
-    return {0, Failure{Step::ParseJobCounter, m_path}};
+    return {0, Failure{Step::ParseJobCounter}};
   }
   return {followingJobNumber(*last), std::nullopt};
 }

@@ -33,7 +33,6 @@ class JobCounter {
     Next next() const;
 
    private:
-    const std::string& m_path;
     imutils::InputFile m_file;
   };
 

@@ -46,7 +46,7 @@ TEST(SubmissionLogTest, EachStepHasItsLines) {
        {line("CreateTaskFile::generateJobID exception: Semaphore timed out")}},
       {{Step::TakeJobLock, "/d/velmo/jobid"},
        {line("CreateTaskFile::generateJobID the jobid file: /d/velmo/jobid couldn't be locked\n")}},
-      {{Step::ParseJobCounter, "/d/velmo/jobid"}, {line("Job ID file cannot be parsed\n")}},
+      {{Step::ParseJobCounter}, {line("Job ID file cannot be parsed\n")}},
       {{Step::WriteJobCounter, "/d/velmo/jobid_tmp", ENOENT},
        {line("Job ID file cannot be created!\n"),
         line("Errno: 2 Strerror: No such file or directory\n")}},

@@ -70,8 +70,8 @@ void SigPipeGuard::takeBack() const {
     return;
   }
   if (m_wasBlocked && !isOfAFailedWrite(signal)) {
-    pthread_kill(pthread_self(),
-                 SIGPIPE);  // was pending before: the one of the write merged with it
+    // It was pending before, and the SIGPIPE of the write merged with it.
+    pthread_kill(pthread_self(), SIGPIPE);
   }
 }
 

@@ -25,7 +25,7 @@ class SigPipeGuard {
     /// Possibly not at all: the networking library repeats the first write of a handshake on a new
     /// connection, and the exception ends there. The guard looks for a SIGPIPE in any case. In a
     /// thread that blocks SIGPIPE already, it takes it back only if none was pending before. If one
-    /// was pending for the whole process, one for the thread may be pending besides it afterwards.
+    /// was pending for the whole process, a second one may be pending for the thread afterwards.
     MayBeRepeated,
   };
 

@@ -50,7 +50,8 @@ void createJobFile(const std::string& path, const std::string& id, const std::st
 }
 
 std::optional<JobFileFields> readJobFile(const std::string& path) {
-  const Stream file = imutils::openStream(path.c_str(), "r");
+  const imutils::CancellationGuard guard;
+  const Stream file(std::fopen(path.c_str(), "r"));
   if (file == nullptr) {
     return std::nullopt;
   }

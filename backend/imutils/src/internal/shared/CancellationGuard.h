@@ -12,6 +12,9 @@ namespace brix::imutils {
 /// descriptor or the lock file that the call has just created. A cancellation in a destructor ends
 /// the process.
 ///
+/// clang takes the functions of <cstdio> for functions that never throw: a thread that is cancelled
+/// in one of them, while a frame of ours has an object to destroy, ends the process.
+///
 /// Guards are local variables and may be nested. A guard makes no system call.
 class CancellationGuard {
  public:
