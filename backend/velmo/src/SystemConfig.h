@@ -94,7 +94,8 @@ class VELMO_EXPORT MachineConfig {
 /// @par Caveats
 /// - If the path is a pipe, the constructor blocks until it finds a fault or the last writer closes
 ///   the pipe.
-/// - The whole file is held in memory during the call. A very long chain of entities, each defined
+/// - All nodes of the file are held in memory during the call. A very long chain of entities, each
+/// defined
 ///   by the next, overflows the stack and ends the process: see host-safety.md.
 /// - The time for one tag or comment grows with the square of its length: see velmo-modules(5).
 class VELMO_EXPORT SystemConfig {

@@ -49,7 +49,7 @@ class VELMO_EXPORT VelmoFacade {
   VelmoFacade(const VelmoFacade&) = delete;
   VelmoFacade& operator=(const VelmoFacade&) = delete;
 
-  /// Takes over the connection. The other object has none then: only destroy it or assign to it.
+  /// Takes over the connection. The other object then has none: only destroy it or assign to it.
   VelmoFacade(VelmoFacade&& other) noexcept;
 
   /// Closes its own connection, as the destructor does, then takes over the other one. Does nothing
