@@ -55,10 +55,9 @@ class VELMO_EXPORT IMMemSemaphore {
   bool init();
 
   /// Takes the lock. Blocks without limit while the semaphore is 0.
-  /// @return whether the lock was taken. The call fails, for example, if a signal handler
-  /// interrupts
-  ///         the wait (even with SA_RESTART), the process is stopped and continued, or the set is
-  ///         removed.
+  /// @return whether the lock was taken. The call fails, for example, if a signal handler runs
+  ///         during the wait (even with SA_RESTART), the process is stopped and continued, or the
+  ///         set is removed.
   bool lock();
 
   /// Releases the lock. The caller must hold it: otherwise the call lets a second holder in.

@@ -27,8 +27,7 @@ namespace brix::imutils {
 /// @endcode
 ///
 /// @par Caveats
-/// - If a holder dies, the file stays, and nobody can take the lock until somebody deletes the
-/// file.
+/// - If a holder dies, its file stays, and nobody can take the lock until the file is deleted.
 /// - fork(2) copies the object with its lock. If the child unlocks or destroys its copy, it removes
 ///   the parent's lock file. Leave such a child with _exit(2), since exit(3) destroys static
 ///   objects.

@@ -122,8 +122,8 @@ class VELMO_EXPORT JobManager {
   /// the current time.
   ///
   /// A job in memory that has expired is dropped. A file that has expired is removed, and the key
-  /// gets a new identifier. When the memory is full, expired jobs are dropped and their
-  /// files removed. Then the least recently used jobs are dropped; their files stay.
+  /// gets a new identifier. When the memory is full, expired jobs are dropped and their files
+  /// removed. Then the least recently used jobs are dropped; their files stay.
   /// @param jobKey  name of the file below the job directory, taken unchanged: it may contain
   ///                slashes. If it is empty, the path is the directory itself, and only this
   ///                manager knows the job.

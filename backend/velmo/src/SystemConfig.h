@@ -95,8 +95,7 @@ class VELMO_EXPORT MachineConfig {
 /// - If the path is a pipe, the constructor blocks until it finds a fault or the last writer closes
 ///   the pipe.
 /// - All nodes of the file are held in memory during the call. A very long chain of entities, each
-/// defined
-///   by the next, overflows the stack and ends the process: see host-safety.md.
+///   defined by the next, overflows the stack and ends the process: see host-safety.md.
 /// - The time for one tag or comment grows with the square of its length: see velmo-modules(5).
 class VELMO_EXPORT SystemConfig {
  public:
