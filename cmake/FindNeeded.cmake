@@ -19,3 +19,18 @@ function(velmo_report_missing name debian option)
   endif()
   message(FATAL_ERROR "${text}")
 endfunction()
+
+# Finds a C library that comes without a CMake package. Its target is NAME::NAME.
+# usage: velmo_find_library(NAME HEADER FILE DEBIAN PACKAGE)
+function(velmo_find_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 needed "" "HEADER;DEBIAN" "")
+  find_path(${name}_INCLUDE_DIR ${needed_HEADER})
+  find_library(${name}_LIBRARY ${name})
+  mark_as_advanced(${name}_INCLUDE_DIR ${name}_LIBRARY)
+  if(NOT ${name}_INCLUDE_DIR OR NOT ${name}_LIBRARY)
+    velmo_report_missing("${name}" "${needed_DEBIAN}" "")
+  endif()
+  add_library(${name}::${name} UNKNOWN IMPORTED GLOBAL)
+  set_target_properties(${name}::${name} PROPERTIES
+    IMPORTED_LOCATION ${${name}_LIBRARY} INTERFACE_INCLUDE_DIRECTORIES ${${name}_INCLUDE_DIR})
+endfunction()

@@ -1,6 +1,6 @@
-# Writes the linker's version script from the list of exported names. All other names are local, even
+# Writes the linker's version script, with one node, from the list of exported names. All other names are local, even
 # those that have default visibility, such as templates of the standard library.
-function(velmo_version_script names script)
+function(velmo_version_script names script node)
   set(string "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >")
   if(CMAKE_SIZEOF_VOID_P EQUAL 8)
     set(size_t "unsigned long")
@@ -20,7 +20,10 @@ function(velmo_version_script names script)
       string(APPEND cxx_names "      \"${name}\";\n")
     endif()
   endforeach()
+  if(cxx_names)
+    set(cxx_names "    extern \"C++\" {\n${cxx_names}    };\n")
+  endif()
   file(CONFIGURE OUTPUT ${script} @ONLY CONTENT
-    "VELMO_1 {\n  global:\n@c_names@    extern \"C++\" {\n@cxx_names@    };\n  local:\n    *;\n};\n")
+    "@node@ {\n  global:\n@c_names@@cxx_names@  local:\n    *;\n};\n")
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${names})
 endfunction()

@@ -7,14 +7,13 @@
 
 #include "CancellationGuard.h"
 #include "IMException.h"
+#include "PropertyLine.h"
 #include "StdioFile.h"
-#include "WhiteSpace.h"
 
 namespace brix::imutils {
 
 namespace {
 
-constexpr std::size_t kLineBufferSize = 65536;
 constexpr const char* kSourceFile = __FILE__;
 
 // Deliberate: fixed numbers, not the real lines. An assertion names them, and administrators find
@@ -95,24 +94,18 @@ bool IMProperties::load(const char* filename) {
   }
 
   // On the heap: the library also runs in threads with small stacks.
-  const std::unique_ptr<char[]> line(new char[kLineBufferSize]);
-  while (std::fgets(line.get(), kLineBufferSize, file.stream()) != nullptr) {
+  const std::unique_ptr<char[]> line(new char[kPropertyLineSize]);
+  while (std::fgets(line.get(), kPropertyLineSize, file.stream()) != nullptr) {
     loadLine(line.get());
   }
   return true;
 }
 
 void IMProperties::loadLine(char* line) {
-  char* cursor = skipWhiteSpaces(line);
-  if (*cursor == '\0' || *cursor == '#') {
-    return;
+  const PropertyLine entry = splitPropertyLine(line);
+  if (entry.kind == PropertyLine::Kind::Entry) {
+    setProperty(entry.name, entry.value);
   }
-  const char* name = getNextValue(cursor, '=');
-  if (name == nullptr || *name == '\0') {
-    return;
-  }
-  replace(cursor, '"', ' ');
-  setProperty(name, trim(cursor));
 }
 
 bool IMProperties::write(const char* filename) {
@@ -178,49 +171,19 @@ IMProperty* IMProperties::find(const char* name) const {
 }
 
 char* IMProperties::skipWhiteSpaces(char* p) {
-  if (p == nullptr) {
-    return nullptr;
-  }
-  while (isWhiteSpace(static_cast<unsigned char>(*p))) {
-    ++p;
-  }
-  return p;
+  return imutils::skipWhiteSpaces(p);
 }
 
 char* IMProperties::trim(char* p) {
-  char* start = skipWhiteSpaces(p);
-  if (start == nullptr) {
-    return nullptr;
-  }
-  for (char* end = start + std::strlen(start); end != start; --end) {
-    if (!isWhiteSpace(static_cast<unsigned char>(end[-1]))) {
-      break;
-    }
-    end[-1] = '\0';
-  }
-  return start;
+  return imutils::trim(p);
 }
 
 void IMProperties::replace(char* s, char from, char to) {
-  for (; s != nullptr && *s != '\0'; ++s) {
-    if (*s == from) {
-      *s = to;
-    }
-  }
+  replaceAll(s, from, to);
 }
 
 char* IMProperties::getNextValue(char*& cursor, char separator) {
-  if (cursor == nullptr || separator == '\0') {
-    return nullptr;
-  }
-  char* found = std::strchr(cursor, separator);
-  if (found == nullptr) {
-    return nullptr;
-  }
-  *found = '\0';
-  char* value = trim(cursor);
-  cursor = found + 1;
-  return value;
+  return takeUntil(cursor, separator);
 }
 
 }  // namespace brix::imutils

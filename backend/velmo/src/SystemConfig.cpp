@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "ModulesDocument.h"
+#include "ServiceChoice.h"
 
 // What the parser throws passes unchanged. Everything else has a default, and nothing is reported.
 
@@ -16,8 +17,6 @@ using Poco::XML::Element;
 using Poco::XML::Node;
 
 namespace {
-
-constexpr int kNoPort = -1;
 
 // --- one element at a time ---
 
@@ -40,7 +39,7 @@ void forEachChild(const Element& parent, const char* name, Visit visit) {
 // number that the file has.
 int parsePort(const std::string& text) {
   int port = 0;
-  return Poco::NumberParser::tryParse(text, port, ',') ? port : kNoPort;
+  return Poco::NumberParser::tryParse(text, port, ',') ? port : brix::velmo::kNoPort;
 }
 
 std::optional<ModuleType> parseModule(const std::string& name) {

@@ -4,19 +4,10 @@
 
 #include "IMException.h"
 #include "IMProperties.h"
+#include "Numbering.h"
 #include "ScanInt.h"
 
 namespace brix::velmo {
-
-namespace {
-
-constexpr int kLastJobNumber = 999999;
-
-}  // namespace
-
-int followingJobNumber(int last) {
-  return last >= kLastJobNumber ? 0 : last + 1;
-}
 
 JobCounter::Reader::Reader(const JobCounter& counter) : m_file(counter.m_file.c_str()) {}
 

@@ -9,10 +9,6 @@
 
 namespace brix::velmo {
 
-/// The number that a machine's job counter issues after `last`: 0 to 999999, then 0 again. There is
-/// no lower bound: -7 is followed by -6.
-int followingJobNumber(int last);
-
 /// The job counter of a machine: the file DATA/velmo/jobid, which holds the last number issued. The
 /// caller holds the lock of the counter (the lock file "semaphore_velmo_jobid") around its calls.
 class JobCounter {

@@ -20,7 +20,6 @@
 namespace {
 
 using brix::imutils::IMIOException;
-using brix::velmo::followingJobNumber;
 using brix::velmo::JobCounter;
 using brix::velmo::readServerIdentity;
 using brix::velmo::ServerIdentity;
@@ -32,25 +31,6 @@ using velmo::test::isFailure;
 using velmo::test::platform;
 using velmo::test::readFile;
 using velmo::test::TemporaryDirectory;
-
-// --- followingJobNumber ---
-
-TEST(FollowingJobNumberTest, NumberAfter999999Is0) {
-  EXPECT_EQ(999999, followingJobNumber(999998));
-  EXPECT_EQ(0, followingJobNumber(999999));
-}
-
-TEST(FollowingJobNumberTest, NumberBeyondTheLastOneIsFollowedBy0) {
-  EXPECT_EQ(0, followingJobNumber(1000000));
-  EXPECT_EQ(0, followingJobNumber(INT_MAX));
-}
-
-TEST(FollowingJobNumberTest, HasNoLowerBound) {
-  EXPECT_EQ(-6, followingJobNumber(-7));
-  EXPECT_EQ(0, followingJobNumber(-1));
-  EXPECT_EQ(1, followingJobNumber(0));
-  EXPECT_EQ(INT_MIN + 1, followingJobNumber(INT_MIN));
-}
 
 // --- JobCounter ---
 

@@ -1,29 +1,10 @@
 #include "PriorityMap.h"
 
-#include <algorithm>
-#include <cstdint>
-
 #include "IMException.h"
+#include "Numbering.h"
 #include "ScanInt.h"
 
 namespace brix::velmo {
-
-namespace {
-
-constexpr int kLowestPriority = 0;
-constexpr int kHighestPriority = 9999;
-
-}  // namespace
-
-// Deliberate: an adjustment of 0 leaves the class as it is configured, even outside the bounds.
-// Installations use such numbers to sort tasks behind all others.
-int adjustedPriority(int priority, int adjustment) {
-  if (adjustment == 0) {
-    return priority;
-  }
-  const std::int64_t sum = std::int64_t{priority} + adjustment;
-  return static_cast<int>(std::clamp<std::int64_t>(sum, kLowestPriority, kHighestPriority));
-}
 
 Outcome PriorityMap::loadHome(const std::string& file) {
   try {

@@ -19,10 +19,6 @@ struct EffectivePriority {
   Outcome failure;
 };
 
-/// `priority` raised by `adjustment`, between 0 and 9999. An adjustment of 0 changes nothing: a
-/// class that is configured outside of these bounds stays there.
-int adjustedPriority(int priority, int adjustment);
-
 /// The numbers of priority classes and adjustments, from the two files "priorities.cfg".
 class PriorityMap {
  public:

@@ -18,7 +18,6 @@ namespace {
 
 using brix::imutils::IMAssertionException;
 using brix::imutils::IMIOException;
-using brix::velmo::adjustedPriority;
 using brix::velmo::EffectivePriority;
 using brix::velmo::PriorityMap;
 using brix::velmo::Step;
@@ -27,35 +26,6 @@ using velmo::test::isFailure;
 using velmo::test::platform;
 using velmo::test::TemporaryDirectory;
 using velmo::test::UnprivilegedFiles;
-
-// --- adjustedPriority ---
-
-TEST(AdjustedPriorityTest, SumIsClampedAt0And9999) {
-  EXPECT_EQ(9998, adjustedPriority(9990, 8));
-  EXPECT_EQ(9999, adjustedPriority(9990, 9));
-  EXPECT_EQ(9999, adjustedPriority(9990, 10));
-  EXPECT_EQ(1, adjustedPriority(5, -4));
-  EXPECT_EQ(0, adjustedPriority(5, -5));
-  EXPECT_EQ(0, adjustedPriority(5, -6));
-}
-
-TEST(AdjustedPriorityTest, AdjustmentOf0LeavesThePriorityUnclamped) {
-  for (const int priority : {INT_MIN, -12, -1, 0, 50, 9999, 10000, 12000, INT_MAX}) {
-    EXPECT_EQ(priority, adjustedPriority(priority, 0));
-  }
-}
-
-TEST(AdjustedPriorityTest, AnyOtherAdjustmentClampsAPriorityOutsideOfTheBounds) {
-  EXPECT_EQ(9999, adjustedPriority(12000, -20));
-  EXPECT_EQ(9999, adjustedPriority(12000, 1));
-  EXPECT_EQ(0, adjustedPriority(-12, 11));
-  EXPECT_EQ(8, adjustedPriority(-12, 20));
-}
-
-TEST(AdjustedPriorityTest, SumBeyond32BitsIsClampedToo) {
-  EXPECT_EQ(9999, adjustedPriority(INT_MAX, INT_MAX));
-  EXPECT_EQ(0, adjustedPriority(INT_MIN, INT_MIN));
-}
 
 // --- PriorityMap ---
 

@@ -7,22 +7,15 @@
 #include <cstdint>
 #include <string>
 
+#include "Numbering.h"
+
 namespace brix::velmo {
 
 namespace {
 
-constexpr std::int32_t kLastTaskId = 0x7ffffffe;
 constexpr int kCreateForAll = IPC_CREAT | 0666;
 
 }  // namespace
-
-// Deliberate: restarts at 0 after 2147483646, one below the largest int. The service relies on it.
-std::int32_t followingTaskId(std::int32_t last) {
-  if (last == kLastTaskId) {
-    return 0;
-  }
-  return static_cast<std::int32_t>(static_cast<std::uint32_t>(last) + 1U);
-}
 
 IssuedTaskId advanceTaskCounter(int segmentKey) {
   const int segment = shmget(segmentKey, sizeof(std::int32_t), kCreateForAll);

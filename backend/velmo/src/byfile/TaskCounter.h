@@ -7,10 +7,6 @@
 
 namespace brix::velmo {
 
-/// The identifier that the task counter issues after `last`: up to 2147483646, then 0 again. The
-/// largest int, which only another program can have written, is followed by the smallest.
-std::int32_t followingTaskId(std::int32_t last);
-
 /// An identifier, unless there is a failure.
 struct IssuedTaskId {
   std::int32_t taskId;

@@ -17,7 +17,6 @@
 namespace {
 
 using brix::velmo::advanceTaskCounter;
-using brix::velmo::followingTaskId;
 using brix::velmo::IssuedTaskId;
 using brix::velmo::Step;
 using testing::ElementsAre;
@@ -26,25 +25,6 @@ using velmo::test::isFailure;
 using velmo::test::platform;
 using velmo::test::TestSegment;
 using velmo::test::UnusedKey;
-
-// --- followingTaskId ---
-
-TEST(FollowingTaskIdTest, IdentifierAfter2147483646Is0) {
-  EXPECT_EQ(2147483646, followingTaskId(2147483645));
-  EXPECT_EQ(0, followingTaskId(2147483646));
-}
-
-TEST(FollowingTaskIdTest, IdentifierAfterTheLargestIntIsTheSmallest) {
-  EXPECT_EQ(INT_MIN, followingTaskId(2147483647));
-  EXPECT_EQ(INT_MIN + 1, followingTaskId(INT_MIN));
-}
-
-TEST(FollowingTaskIdTest, IdentifierIsOneMoreOtherwise) {
-  EXPECT_EQ(1, followingTaskId(0));
-  EXPECT_EQ(731, followingTaskId(730));
-  EXPECT_EQ(-4, followingTaskId(-5));
-  EXPECT_EQ(0, followingTaskId(-1));
-}
 
 // --- the segment ---
 

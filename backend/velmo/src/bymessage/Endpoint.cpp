@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
+#include "ServiceChoice.h"
+
 namespace brix::velmo {
 
 namespace {
-
-constexpr int kNoPort = -1;
 
 bool runsVelmo(const HostConfig& host) {
   const std::vector<ModuleType>& modules = host.getModules();
@@ -21,23 +21,20 @@ unsigned short portOf(int number) {
   return static_cast<unsigned short>(number);
 }
 
-// Deliberate: the last match wins, and both values come from it. An unusable last match does not
-// fall back to an earlier one: all clients of an installation have to find the same service.
 std::optional<Endpoint> findEndpoint(const std::vector<MachineConfig>& machines) {
-  std::string hostname;
-  int port = kNoPort;
+  ServiceChoice choice;
   for (const MachineConfig& machine : machines) {
     for (const HostConfig& host : machine.getHosts()) {
       if (runsVelmo(host)) {
-        hostname = machine.getHostname();
-        port = host.getWebSocketPort();
+        choice.add(machine.getHostname(), host.getWebSocketPort());
       }
     }
   }
-  if (hostname.empty() || port == kNoPort) {
+  const std::optional<ServiceChoice::Host> chosen = choice.chosen();
+  if (!chosen) {
     return std::nullopt;
   }
-  return Endpoint{hostname, portOf(port)};
+  return Endpoint{chosen->hostname, portOf(chosen->port)};
 }
 
 }  // namespace brix::velmo

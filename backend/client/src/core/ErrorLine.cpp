@@ -1,0 +1,160 @@
+#include "ErrorLine.h"
+
+#include <locale.h>
+#include <clocale>
+#include <cstring>
+
+#include <algorithm>
+
+namespace velmo::client {
+
+namespace {
+
+constexpr std::string_view kCutMark = "...";
+constexpr std::size_t kEscapeLength = 4;
+
+bool isPlain(char character) {
+  return character >= ' ' && character <= '~' && character != '\\';
+}
+
+std::size_t lengthOf(char character) {
+  return isPlain(character) ? 1 : kEscapeLength;
+}
+
+std::size_t escapedLength(std::string_view text) {
+  std::size_t length = 0;
+  for (const char character : text) {
+    length += lengthOf(character);
+  }
+  return length;
+}
+
+// The number of bytes from the start, or from the end, whose escaped form fits into `room`.
+template <typename Iterator>
+std::size_t fitting(Iterator from, Iterator to, std::size_t room) {
+  std::size_t count = 0;
+  for (; from != to && lengthOf(*from) <= room; ++from, ++count) {
+    room -= lengthOf(*from);
+  }
+  return count;
+}
+
+class Writer {
+ public:
+  explicit Writer(ErrorMessage& message) : m_next(message), m_end(message + sizeof message - 1) {}
+
+  ~Writer() {
+    *m_next = '\0';
+  }
+
+  Writer(const Writer&) = delete;
+  Writer& operator=(const Writer&) = delete;
+
+  void plain(std::string_view text) {
+    const std::size_t size = std::min(text.size(), static_cast<std::size_t>(m_end - m_next));
+    std::memcpy(m_next, text.data(), size);
+    m_next += size;
+  }
+
+  void escaped(std::string_view text) {
+    constexpr const char* kDigits = "0123456789ABCDEF";
+    for (const char character : text) {
+      if (isPlain(character)) {
+        plain({&character, 1});
+        continue;
+      }
+      const auto byte = static_cast<unsigned char>(character);
+      const std::array<char, kEscapeLength> escape{'\\', 'x', kDigits[byte >> 4U],
+                                                   kDigits[byte & 15U]};
+      plain({escape.data(), escape.size()});
+    }
+  }
+
+  void cut(std::string_view text, std::size_t room) {
+    if (escapedLength(text) <= room) {
+      escaped(text);
+      return;
+    }
+    const std::size_t kept = room - std::min(room, kCutMark.size());
+    const std::size_t head = fitting(text.begin(), text.end(), kept / 2);
+    const std::string_view rest = text.substr(head);
+    const std::size_t left = kept - escapedLength(text.substr(0, head));
+    const std::size_t tail = fitting(rest.rbegin(), rest.rend(), left);
+    escaped(text.substr(0, head));
+    plain(kCutMark);
+    escaped(rest.substr(rest.size() - tail));
+  }
+
+ private:
+  char* m_next;
+  char* m_end;
+};
+
+// The index of the text that the placeholder at the start of `format` stands for; -1 if there is
+// none.
+int placeholderAt(std::string_view format) {
+  const bool isPlaceholder = format.size() >= 3 && format[0] == '{' && format[2] == '}' &&
+                             format[1] >= '1' && format[1] <= '3';
+  return isPlaceholder ? format[1] - '1' : -1;
+}
+
+template <typename Literal, typename Placeholder>
+void walk(std::string_view format, Literal literal, Placeholder placeholder) {
+  while (!format.empty()) {
+    const int index = placeholderAt(format);
+    if (index >= 0) {
+      placeholder(static_cast<std::size_t>(index));
+      format.remove_prefix(3);
+    } else {
+      literal(format.substr(0, 1));
+      format.remove_prefix(1);
+    }
+  }
+}
+
+// The largest length to which all texts can be cut so that their sum is at most `room`.
+std::size_t lengthToCutTo(std::array<std::size_t, 3> lengths, std::size_t room) {
+  std::sort(lengths.begin(), lengths.end());
+  std::size_t left = room;
+  for (std::size_t i = 0; i < lengths.size(); ++i) {
+    const std::size_t share = left / (lengths.size() - i);
+    if (lengths[i] > share) {
+      return share;
+    }
+    left -= lengths[i];
+  }
+  return room;
+}
+
+// In English, whatever the program's locale.
+std::string_view reasonOf(int systemError) {
+  static const locale_t english = newlocale(LC_ALL_MASK, "C", nullptr);
+  return strerror_l(systemError, english);
+}
+
+}  // namespace
+
+void writeErrorLine(ErrorMessage& message, std::string_view prefix, std::string_view format,
+                    const ErrorTexts& texts, int systemError) {
+  const std::string_view reason = systemError != 0 ? reasonOf(systemError) : "";
+  const std::string_view separator = systemError != 0 ? ": " : "";
+
+  std::size_t fixed = separator.size() + reason.size();
+  std::array<std::size_t, 3> lengths{};
+  const auto countLiteral = [&fixed](std::string_view text) { fixed += text.size(); };
+  const auto countText = [&](std::size_t index) { lengths[index] = escapedLength(texts[index]); };
+  walk(prefix, countLiteral, countText);
+  walk(format, countLiteral, countText);
+  const std::size_t most = sizeof message - 1;
+  const std::size_t limit = lengthToCutTo(lengths, most - std::min(most, fixed));
+
+  Writer line(message);
+  const auto writeLiteral = [&line](std::string_view text) { line.plain(text); };
+  const auto writeText = [&](std::size_t index) { line.cut(texts[index], limit); };
+  walk(prefix, writeLiteral, writeText);
+  walk(format, writeLiteral, writeText);
+  line.plain(separator);
+  line.plain(reason);
+}
+
+}  // namespace velmo::client

@@ -1,0 +1,133 @@
+#include "GivenTask.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <initializer_list>
+
+#include "InputStruct.h"
+
+namespace velmo::client {
+
+namespace {
+
+constexpr std::size_t kLongestIdentifier = VELMO_NAME_SIZE - 1;
+
+bool isControl(char character) {
+  const auto byte = static_cast<unsigned char>(character);
+  return byte < 0x20 || byte == 0x7f;
+}
+
+Outcome checkLine(const char* name, std::string_view text) {
+  if (text.find('\n') != std::string_view::npos) {
+    return Fault{Problem::ArgumentHasLineFeed, name};
+  }
+  return std::nullopt;
+}
+
+Outcome checkRequired(const char* name, std::string_view text) {
+  if (text.empty()) {
+    return Fault{Problem::ArgumentMissing, name};
+  }
+  return checkLine(name, text);
+}
+
+Outcome firstOf(std::initializer_list<Outcome> outcomes) {
+  const auto found = std::find_if(outcomes.begin(), outcomes.end(),
+                                  [](const Outcome& outcome) { return outcome.has_value(); });
+  return found != outcomes.end() ? *found : std::nullopt;
+}
+
+// The number of continuation bytes after a lead byte, and the least code point that needs them.
+struct Sequence {
+  std::size_t continuations;
+  char32_t start;
+  char32_t least;
+};
+
+std::optional<Sequence> sequenceOf(unsigned char lead) {
+  if (lead < 0x80) {
+    return Sequence{0, lead, 0};
+  }
+  if (lead >= 0xC2 && lead < 0xE0) {
+    return Sequence{1, lead & 0x1FU, 0x80};
+  }
+  if (lead >= 0xE0 && lead < 0xF0) {
+    return Sequence{2, lead & 0x0FU, 0x800};
+  }
+  if (lead >= 0xF0 && lead < 0xF5) {
+    return Sequence{3, lead & 0x07U, 0x10000};
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+Outcome checkIdentifier(const char* name, std::string_view text) {
+  if (text.find('/') != std::string_view::npos) {
+    return Fault{Problem::ArgumentHasSlash, name, std::string(text)};
+  }
+  if (std::any_of(text.begin(), text.end(), isControl)) {
+    return Fault{Problem::ArgumentHasControl, name, std::string(text)};
+  }
+  if (text.size() > kLongestIdentifier) {
+    return Fault{Problem::ArgumentTooLong, name, std::to_string(text.size())};
+  }
+  return std::nullopt;
+}
+
+Result<GivenTask> takeTask(const velmo_task* task) {
+  if (task == nullptr) {
+    return Fault{Problem::ArgumentMissing, "task"};
+  }
+  if (Outcome outcome = checkSize(task, "velmo_task")) {
+    return *outcome;
+  }
+  GivenTask given;
+  given.priorityClass = textOf(task->priority_class);
+  given.command = textOf(task->command);
+  given.type = textOf(task->type);
+  given.adjustment = textOf(task->adjustment);
+  given.job = textOf(task->job);
+  given.subJob = textOf(task->sub_job);
+  given.information = textOf(task->information);
+  given.relativePriority = task->relative_priority;
+  if (given.type.empty()) {
+    given.type = "sh";
+  }
+  if (given.subJob.empty()) {
+    given.subJob = "0";
+  }
+  if (Outcome outcome = firstOf(
+          {checkRequired("priority_class", given.priorityClass),
+           checkRequired("command", given.command), checkLine("adjustment", given.adjustment),
+           checkLine("information", given.information), checkIdentifier("type", given.type),
+           checkIdentifier("job", given.job), checkIdentifier("sub_job", given.subJob)})) {
+    return *outcome;
+  }
+  return given;
+}
+
+bool isUtf8(std::string_view text) {
+  for (std::size_t i = 0; i < text.size();) {
+    const std::optional<Sequence> sequence = sequenceOf(static_cast<unsigned char>(text[i]));
+    if (!sequence || sequence->continuations >= text.size() - i) {
+      return false;
+    }
+    char32_t point = sequence->start;
+    for (std::size_t k = 1; k <= sequence->continuations; ++k) {
+      const auto byte = static_cast<unsigned char>(text[i + k]);
+      if ((byte & 0xC0U) != 0x80) {
+        return false;
+      }
+      point = (point << 6U) | (byte & 0x3FU);
+    }
+    const bool isSurrogate = point >= 0xD800 && point < 0xE000;
+    if (point < sequence->least || isSurrogate || point > 0x10FFFF) {
+      return false;
+    }
+    i += sequence->continuations + 1;
+  }
+  return true;
+}
+
+}  // namespace velmo::client
