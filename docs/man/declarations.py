@@ -25,6 +25,8 @@ def tidy(code):
 def declaration(member):
     name = text_of(member, 'name')
     definition = text_of(member, 'definition')
+    if member.get('kind') == 'typedef':
+        return tidy(definition)
     definition = definition[:-len(text_of(member, 'qualifiedname') or name)] + name
     if member.get('kind') == 'variable':
         owner = 'static ' if member.get('static') == 'yes' else ''

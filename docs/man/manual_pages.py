@@ -19,6 +19,7 @@ from mdoc import REFERENCE, escape, fill, joined, literal, quotable, tag_list
 
 SECTIONS = ['RETURN VALUES', 'ENVIRONMENT', 'FILES', 'EXAMPLES', 'ERRORS', 'SEE ALSO', 'CAVEATS',
             'SECURITY CONSIDERATIONS']  # in the order of mdoc(7)
+CLIENT_HEADERS = ['velmo.h', 'velmo.hpp']
 
 
 def read_compounds(doxygen, doxyfile, headers):
@@ -167,10 +168,11 @@ class Page:
         references = [f'.Xr {name} {section} ,' for name, section in related]
         references[-1] = references[-1].removesuffix(' ,')
         self.sections['SEE ALSO'] = [references]
+        library = 'velmo-client' if header in CLIENT_HEADERS else 'velmo'
         lines = [f'.\\" Made from velmo/{header}: change the comments there.',
                  f'.Dd {date}', f'.Dt {self.name.upper()} 3', '.Os libvelmo',
                  '.Sh NAME', f'.Nm {self.name}', f'.Nd {brief[0].lower()}{quotable(brief[1:])}',
-                 '.Sh LIBRARY', 'velmo client library', '.Pq libvelmo , \\-lvelmo',
+                 '.Sh LIBRARY', 'velmo client library', f'.Pq lib{library} , \\-l{library}',
                  '.Sh SYNOPSIS', f'.In velmo/{header}', *literal(synopsis, ''),
                  '.Sh DESCRIPTION', *joined(body)]
         for title in sorted(self.sections, key=SECTIONS.index):
@@ -182,8 +184,10 @@ def main(doxygen, doxyfile, dated_page, output, *headers):
     date = re.search(r'^\.Dd (.*)$', Path(dated_page).read_text(), re.MULTILINE)[1]
     compounds = read_compounds(doxygen, doxyfile, headers)
     classes = [one for one in compounds if one.get('kind') in ('class', 'struct')]
+    structs = {text_of(one, 'compoundname') for one in classes}
     globals_ = [member for one in compounds if one.get('kind') == 'file'
-                for member in one.iter('memberdef') if member.get('kind') != 'define']
+                for member in one.iter('memberdef') if member.get('kind') != 'define'
+                and text_of(member, 'name') not in structs]  # "typedef struct x {...} x" is x
     entities = [(unscoped(text_of(one, 'compoundname')), one) for one in classes] + \
         [(text_of(one, 'name'), one) for one in globals_]
     names = {found.get('id'): name for name, entity in entities
