@@ -115,9 +115,16 @@ Row rowOf(Problem problem) {
     case Problem::SegmentMissing:
       return {VELMO_NOT_RUNNING,
               "the service is not running: its task counter, key {1}, is missing"};
+    case Problem::SemaphoreNotAlone:
+      return {VELMO_NOT_CONFIGURED,
+              "the semaphore with the key {1} is not that of a task counter: its set has {2} "
+              "semaphores"};
     case Problem::SegmentTooSmall:
       return {VELMO_NOT_CONFIGURED,
               "the shared memory with the key {1} is not a task counter: it has {2} bytes"};
+    case Problem::SegmentNotACounter:
+      return {VELMO_NOT_CONFIGURED,
+              "the task counter, shared memory with the key {1}, cannot be advanced: it holds {2}"};
 
     case Problem::SemaphoreTimedOut:
       return {VELMO_TIMED_OUT, "the task counter is locked: semaphore with the key {1}, {2}"};
@@ -140,7 +147,8 @@ Row rowOf(Problem problem) {
       return {VELMO_SYSTEM_ERROR, "cannot lock the job counter: cannot create \"{1}\""};
     case Problem::LockTakenAway:
       return {VELMO_SYSTEM_ERROR,
-              "another process replaced the lock of the job counter while it was held: \"{1}\""};
+              "another process removed or replaced the lock file of the job counter while it was "
+              "held: \"{1}\""};
     case Problem::LockNotRemoved:
       return {VELMO_SYSTEM_ERROR, "cannot release the lock of the job counter: \"{1}\""};
     case Problem::JobCounterNotWritten:

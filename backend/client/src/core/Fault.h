@@ -61,7 +61,9 @@ enum class Problem {
   SemaphoreNeverReady,  ///< the key
   SemaphoreRemoved,     ///< the key
   SegmentMissing,       ///< the key
+  SemaphoreNotAlone,    ///< the key; the size of its set
   SegmentTooSmall,      ///< the key; its size
+  SegmentNotACounter,   ///< the key; what it holds
 
   // Waits.
   SemaphoreTimedOut,  ///< the key; who took it last
