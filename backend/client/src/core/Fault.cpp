@@ -73,11 +73,17 @@ Row rowOf(Problem problem) {
     case Problem::AdjustmentNotConfigured:
       return {VELMO_NOT_CONFIGURED, "no priority adjustment \"{1}\" in {2}"};
     case Problem::ClassWithoutNumber:
-      return {VELMO_NOT_CONFIGURED, "the priority class \"{1}\" has no number in \"{2}\""};
+      return {VELMO_NOT_CONFIGURED,
+              "the priority class \"{1}\" has no number in the range of int in \"{2}\""};
     case Problem::AdjustmentWithoutNumber:
-      return {VELMO_NOT_CONFIGURED, "the priority adjustment \"{1}\" has no number in \"{2}\""};
+      return {VELMO_NOT_CONFIGURED,
+              "the priority adjustment \"{1}\" has no number in the range of int in \"{2}\""};
     case Problem::PriorityFileUnreadable:
       return {VELMO_NOT_CONFIGURED, "cannot read the priority file \"{1}\""};
+    case Problem::PriorityFilesNotNamed:
+      return {VELMO_NOT_CONFIGURED, "neither VELMO_HOME nor CONF is set, so no priority is known"};
+    case Problem::FileNotRegular:
+      return {VELMO_NOT_CONFIGURED, "not a regular file: \"{1}\""};
     case Problem::ServerFileUnreadable:
       return {VELMO_NOT_CONFIGURED, "cannot read the server's identity from \"{1}\""};
     case Problem::ServerIdentityUnusable:

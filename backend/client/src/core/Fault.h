@@ -44,7 +44,9 @@ enum class Problem {
   AdjustmentNotConfigured,  ///< the adjustment; the files searched and the names known
   ClassWithoutNumber,       ///< the class; the file
   AdjustmentWithoutNumber,  ///< the adjustment; the file
+  PriorityFilesNotNamed,    ///< none
   PriorityFileUnreadable,   ///< the file
+  FileNotRegular,           ///< the file
   ServerFileUnreadable,     ///< the file
   ServerIdentityUnusable,   ///< the file; the identity
   DirectoryMissing,         ///< the variable; the directory
