@@ -186,6 +186,9 @@ Row rowOf(Problem problem) {
       return {VELMO_SYSTEM_ERROR, "cannot read the job file \"{1}\""};
     case Problem::JobFileNotWritten:
       return {VELMO_SYSTEM_ERROR, "cannot write the job file \"{1}\""};
+    case Problem::JobFileIdUnusable:
+      return {VELMO_SYSTEM_ERROR,
+              "the job file \"{1}\" has an identifier that no task can have: \"{2}\""};
     case Problem::JobFileWithoutId:
       return {VELMO_SYSTEM_ERROR, "the job file has no identifier: \"{1}\""};
     case Problem::JobFileNotSynced:

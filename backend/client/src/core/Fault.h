@@ -95,6 +95,7 @@ enum class Problem {
   TaskNotRemoved,           ///< the file
   JobFileNotRead,           ///< the job file
   JobFileNotWritten,        ///< the file
+  JobFileIdUnusable,        ///< the job file; its identifier
   JobFileWithoutId,         ///< the job file
   JobFileNotSynced,         ///< the directory
   NoRandomBytes,            ///< none

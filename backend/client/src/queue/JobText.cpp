@@ -1,0 +1,41 @@
+#include "JobText.h"
+
+namespace velmo::client {
+
+namespace {
+
+using brix::velmo::JobFileFields;
+
+std::string line(const char* key, const std::string& value) {
+  return key + ("=\"" + value) + "\"\n";
+}
+
+std::string tagged(const char* tag, const std::string& text) {
+  return text.empty() ? text : tag + text;
+}
+
+}  // namespace
+
+std::string jobFileText(const JobFileFields& job) {
+  std::string text = line("id", job.id);
+  if (!job.user.empty()) {
+    text += line("user", job.user);
+  }
+  if (!job.name.empty()) {
+    text += line("name", job.name);
+  }
+  return text + line("priority", std::to_string(job.priority));
+}
+
+Outcome checkStorable(const char* argument, const std::string& text) {
+  if (brix::velmo::captureQuoted("\"" + text) != text) {
+    return Fault{Problem::ArgumentNotStorable, argument, text};
+  }
+  return std::nullopt;
+}
+
+std::string jobInformation(const JobFileFields& job) {
+  return tagged("#1USE=", job.user) + tagged("#1JNA=", job.name);
+}
+
+}  // namespace velmo::client

@@ -1,0 +1,152 @@
+#include "Submission.h"
+
+#include "JobNumber.h"
+#include "NewTaskName.h"
+#include "TaskCounter.h"
+#include "TaskFile.h"
+#include "TaskFileName.h"
+
+namespace velmo::client {
+
+namespace {
+
+using brix::velmo::TaskFileName;
+
+constexpr int kAttempts = 3;
+
+// What a submission needs of the settings.
+struct Place {
+  std::string temporaryDirectory;
+  std::string queueDirectory;
+  int segmentKey = 0;
+  int semaphoreKey = 0;
+};
+
+template <typename T>
+Outcome take(Result<T> result, T& target) {
+  if (!result.isOk()) {
+    return std::move(result.fault());
+  }
+  target = std::move(result.value());
+  return std::nullopt;
+}
+
+Outcome findPlace(const Settings& settings, Place& place) {
+  std::string var;
+  if (Outcome outcome = take(directoryOf(settings.tmp), place.temporaryDirectory)) {
+    return outcome;
+  }
+  if (Outcome outcome = take(directoryOf(settings.var), var)) {
+    return outcome;
+  }
+  place.queueDirectory = var + "/taskqueue";
+  if (Outcome outcome = take(keyOf(settings.sharedTaskId), place.segmentKey)) {
+    return outcome;
+  }
+  return take(keyOf(settings.semaphoreTaskId), place.semaphoreKey);
+}
+
+struct JobPlace {
+  std::string dataDirectory;
+  std::string lockDirectory;
+};
+
+Outcome findJobPlace(const Settings& settings, JobPlace& place) {
+  if (Outcome outcome = take(directoryOf(settings.data), place.dataDirectory)) {
+    return outcome;
+  }
+  return take(directoryOf(settings.lockVar), place.lockDirectory);
+}
+
+std::string contentsOf(const GivenTask& task) {
+  std::string contents;
+  contents.reserve(task.command.size() + task.information.size() + 2);
+  contents.append(task.command).append("\n");
+  if (!task.information.empty()) {
+    contents.append(task.information).append("\n");
+  }
+  return contents;
+}
+
+// The name of the task, but for the numbers that are not taken yet.
+Outcome draftName(const velmo_installation& installation, const GivenTask& task,
+                  TaskFileName& name) {
+  int priority = 0;
+  if (Outcome outcome =
+          take(installation.priorities.priorityOf(task.priorityClass, task.adjustment), priority)) {
+    return outcome;
+  }
+  name = nameOf(task, priority, brix::velmo::currentTimestamp());
+  return checkNewName(name, installation.identity);
+}
+
+// Tries the numbers that the task counter issues, until one makes a name that is free.
+Outcome placeUnderFreeName(const Place& place, TaskFileName& parts, const std::string& contents,
+                           bool isDurable, const Wait& wait, std::string& name) {
+  Placement placement;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    if (attempt > 0) {
+      if (Outcome outcome =
+              take(drawTaskId(place.segmentKey, place.semaphoreKey, wait), parts.taskId)) {
+        return outcome;
+      }
+    }
+    name = brix::velmo::formatTaskFileName(parts);
+    if (Outcome outcome = take(placeTaskFile(place.temporaryDirectory, place.queueDirectory, name,
+                                             contents, isDurable),
+                               placement)) {
+      return outcome;
+    }
+    if (placement.isPlaced) {
+      return std::nullopt;
+    }
+  }
+  return Fault{Problem::NameAlwaysTaken, placement.takenPath};
+}
+
+}  // namespace
+
+Result<std::string> drawJob(const velmo_installation& installation, bool isDurable,
+                            const Wait& wait) {
+  JobPlace place;
+  if (Outcome outcome = findJobPlace(installation.settings, place)) {
+    return std::move(*outcome);
+  }
+  // Asked before the counter is: an identity that is unusable costs no number.
+  if (Result<std::string> longest = installation.identity.longestJobId(); !longest.isOk()) {
+    return std::move(longest.fault());
+  }
+  const Result<int> number =
+      drawJobNumber(place.dataDirectory, place.lockDirectory, isDurable, wait);
+  if (!number.isOk()) {
+    return number.fault();
+  }
+  return installation.identity.jobIdOf(number.value());
+}
+
+// The number of the task is taken first: a service that is not running costs no job number.
+Outcome submitTask(const velmo_installation& installation, const GivenTask& task, bool isDurable,
+                   const Wait& wait, std::string& name) {
+  Place place;
+  if (Outcome outcome = findPlace(installation.settings, place)) {
+    return outcome;
+  }
+  TaskFileName parts;
+  if (Outcome outcome = draftName(installation, task, parts)) {
+    return outcome;
+  }
+  const std::string contents = contentsOf(task);
+
+  if (Outcome outcome =
+          take(drawTaskId(place.segmentKey, place.semaphoreKey, wait), parts.taskId)) {
+    return outcome;
+  }
+  if (task.job.empty()) {
+    if (Outcome outcome = take(drawJob(installation, isDurable, wait), parts.jobId)) {
+      return outcome;
+    }
+  }
+  return placeUnderFreeName(place, parts, contents, isDurable, wait, name);
+}
+
+}  // namespace velmo::client
