@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <cstdarg>
 #include <cstdlib>
 
@@ -43,6 +44,10 @@ int nanosleep(const timespec* pause, timespec* remaining) {
   return platform().nanosleep(pause, remaining);
 }
 
+int kill(pid_t process, int signal) noexcept {
+  return platform().kill(process, signal);
+}
+
 int semget(key_t key, int count, int flags) noexcept {
   return platform().semget(key, count, flags);
 }
@@ -50,13 +55,20 @@ int semget(key_t key, int count, int flags) noexcept {
 int semctl(int id, int number, int command, ...) noexcept {
   va_list arguments;
   va_start(arguments, command);
-  const int argument = command == SETVAL ? va_arg(arguments, int) : 0;
+  const bool isStatus = command == IPC_STAT;
+  const long argument = command == SETVAL ? va_arg(arguments, int)
+                        : isStatus        ? reinterpret_cast<long>(va_arg(arguments, semid_ds*))
+                                          : 0;
   va_end(arguments);
   return platform().semctl(id, number, command, argument);
 }
 
 int semop(int id, sembuf* operations, size_t count) noexcept {
   return platform().semop(id, operations, count);
+}
+
+int semtimedop(int id, sembuf* operations, size_t count, const timespec* limit) noexcept {
+  return platform().semtimedop(id, operations, count, limit);
 }
 
 int shmget(key_t key, size_t size, int flags) noexcept {
@@ -87,12 +99,29 @@ int open(const char* path, int flags, ...) {
   return platform().open(path, flags, mode);
 }
 
+ssize_t write(int descriptor, const void* bytes, size_t size) {
+  return platform().write(descriptor, bytes, size);
+}
+
+int fsync(int descriptor) {
+  return platform().fsync(descriptor);
+}
+
+int close(int descriptor) {
+  return platform().close(descriptor);
+}
+
 int unlink(const char* path) noexcept {
   return platform().unlink(path);
 }
 
 int rename(const char* from, const char* to) noexcept {
   return platform().rename(from, to);
+}
+
+int renameat2(int fromDirectory, const char* from, int toDirectory, const char* to,
+              unsigned flags) noexcept {
+  return platform().renameat2(fromDirectory, from, toDirectory, to, flags);
 }
 
 int access(const char* path, int mode) noexcept {

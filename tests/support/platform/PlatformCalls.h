@@ -20,17 +20,18 @@ class PlatformCall;
 /// if there is one, and the platform otherwise.
 template <typename Result, typename... Arguments>
 class PlatformCall<Result(Arguments...)> {
+  using Function = Result (*)(Arguments...);
+
  public:
-  explicit PlatformCall(const char* name) : m_name(name) {}
+  explicit PlatformCall(const char* name)
+      : m_real(reinterpret_cast<Function>(dlsym(RTLD_NEXT, name))) {}
 
   Result operator()(Arguments... arguments) {
     return m_fake ? m_fake(arguments...) : real(arguments...);
   }
 
   Result real(Arguments... arguments) const {
-    using Function = Result (*)(Arguments...);
-    static const auto function = reinterpret_cast<Function>(dlsym(RTLD_NEXT, m_name));
-    return function(arguments...);
+    return m_real(arguments...);
   }
 
   void setFake(std::function<Result(Arguments...)> fake) {
@@ -38,21 +39,23 @@ class PlatformCall<Result(Arguments...)> {
   }
 
  private:
-  const char* m_name;
+  Function m_real;
   std::function<Result(Arguments...)> m_fake;
 };
 
 /// The interposed functions. Variable argument lists are fixed here: syslog takes the formatted
-/// text, open its mode, semctl the value of its fourth argument (0 without one).
+/// text, open its mode, semctl its fourth argument as a number (0 without one).
 struct PlatformCalls {
   PlatformCall<char*(const char*)> getenv{"getenv"};
   PlatformCall<time_t(time_t*)> time{"time"};
   PlatformCall<int()> rand{"rand"};
   PlatformCall<int(const timespec*, timespec*)> nanosleep{"nanosleep"};
+  PlatformCall<int(pid_t, int)> kill{"kill"};
 
   PlatformCall<int(key_t, int, int)> semget{"semget"};
-  PlatformCall<int(int, int, int, int)> semctl{"semctl"};
+  PlatformCall<int(int, int, int, long)> semctl{"semctl"};
   PlatformCall<int(int, sembuf*, size_t)> semop{"semop"};
+  PlatformCall<int(int, sembuf*, size_t, const timespec*)> semtimedop{"semtimedop"};
   PlatformCall<int(key_t, size_t, int)> shmget{"shmget"};
   PlatformCall<void*(int, const void*, int)> shmat{"shmat"};
   PlatformCall<int(const void*)> shmdt{"shmdt"};
@@ -60,8 +63,12 @@ struct PlatformCalls {
   PlatformCall<FILE*(const char*, const char*)> fopen{"fopen"};
   PlatformCall<int(FILE*)> fclose{"fclose"};
   PlatformCall<int(const char*, int, mode_t)> open{"open"};
+  PlatformCall<ssize_t(int, const void*, size_t)> write{"write"};
+  PlatformCall<int(int)> fsync{"fsync"};
+  PlatformCall<int(int)> close{"close"};
   PlatformCall<int(const char*)> unlink{"unlink"};
   PlatformCall<int(const char*, const char*)> rename{"rename"};
+  PlatformCall<int(int, const char*, int, const char*, unsigned)> renameat2{"renameat2"};
   PlatformCall<int(const char*, int)> access{"access"};
   PlatformCall<int(const char*, struct stat*)> stat{"stat"};
   PlatformCall<int(const char*, const utimbuf*)> utime{"utime"};

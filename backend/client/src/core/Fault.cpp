@@ -121,7 +121,7 @@ Row rowOf(Problem problem) {
     case Problem::SegmentMissing:
       return {VELMO_NOT_RUNNING,
               "the service is not running: its task counter, key {1}, is missing"};
-    case Problem::SemaphoreNotAlone:
+    case Problem::SemaphoreSetTooLarge:
       return {VELMO_NOT_CONFIGURED,
               "the semaphore with the key {1} is not that of a task counter: its set has {2} "
               "semaphores"};

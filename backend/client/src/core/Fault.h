@@ -63,7 +63,7 @@ enum class Problem {
   SemaphoreNeverReady,  ///< the key
   SemaphoreRemoved,     ///< the key
   SegmentMissing,       ///< the key
-  SemaphoreNotAlone,    ///< the key; the size of its set
+  SemaphoreSetTooLarge,    ///< the key; the size of its set
   SegmentTooSmall,      ///< the key; its size
   SegmentNotACounter,   ///< the key; what it holds
 

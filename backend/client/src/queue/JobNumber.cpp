@@ -128,7 +128,8 @@ Outcome CounterFile::save(int number, bool isDurable, const JobLock& lock) const
 
 Outcome CounterFile::moveIntoPlace(NewFile& copy) const {
   if (rename(m_copy.c_str(), m_path.c_str()) != 0) {
-    return Fault{Problem::JobCounterNotMoved, m_path, {}, errno};
+    const int error = errno;
+    return Fault{Problem::JobCounterNotMoved, m_path, {}, error};
   }
   copy.keep();
   return std::nullopt;

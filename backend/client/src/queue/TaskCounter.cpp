@@ -78,7 +78,8 @@ Outcome Semaphore::find() {
   m_id = semget(m_key, 1, 0);
   if (m_id < 0) {
     const int error = errno;
-    return error == ENOENT ? fault(Problem::SemaphoreMissing) : failed(error);
+    return error == ENOENT ? fault(Problem::SemaphoreMissing)
+                           : fault(Problem::SemaphoreFailed, error);
   }
   return checkSize();
 }
@@ -92,7 +93,7 @@ Outcome Semaphore::checkSize() {
     return failed(errno);
   }
   if (status.sem_nsems != 1) {
-    return Fault{Problem::SemaphoreNotAlone, std::to_string(m_key),
+    return Fault{Problem::SemaphoreSetTooLarge, std::to_string(m_key),
                  std::to_string(status.sem_nsems)};
   }
   return std::nullopt;
