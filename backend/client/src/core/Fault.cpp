@@ -22,6 +22,8 @@ Row rowOf(Problem problem) {
       return {VELMO_INVALID_ARGUMENT, "{1} contains \"/\": \"{2}\""};
     case Problem::ArgumentHasControl:
       return {VELMO_INVALID_ARGUMENT, "{1} contains a control character: \"{2}\""};
+    case Problem::ArgumentHasBlank:
+      return {VELMO_INVALID_ARGUMENT, "{1} contains a blank or a control character: \"{2}\""};
     case Problem::ArgumentTooLong:
       return {VELMO_INVALID_ARGUMENT, "{1} is too long: {2} bytes"};
     case Problem::ArgumentNotUtf8:
@@ -108,6 +110,13 @@ Row rowOf(Problem problem) {
     case Problem::ModulesPortUnusable:
       return {VELMO_NOT_CONFIGURED, "the websocket-port in \"{1}\" is not in 1 to 65535: {2}"};
 
+    case Problem::ModulesHostUnusable:
+      return {VELMO_NOT_CONFIGURED, "the hostname in \"{1}\" cannot be used: \"{2}\""};
+    case Problem::ModulesNotAFile:
+      return {VELMO_NOT_CONFIGURED, "cannot read \"{1}\": not a regular file"};
+    case Problem::ModulesTooLarge:
+      return {VELMO_NOT_CONFIGURED, "cannot read \"{1}\": larger than {2}"};
+
     case Problem::SemaphoreMissing:
       return {VELMO_NOT_RUNNING,
               "the service is not running: the semaphore of its task counter, key {1}, is missing"};
@@ -193,6 +202,8 @@ Row rowOf(Problem problem) {
       return {VELMO_SYSTEM_ERROR, "the job file has no identifier: \"{1}\""};
     case Problem::JobFileNotSynced:
       return {VELMO_SYSTEM_ERROR, "cannot sync the directory of the job file, \"{1}\""};
+    case Problem::SocketFailed:
+      return {VELMO_SYSTEM_ERROR, "cannot make a socket for {1}"};
     case Problem::NoRandomBytes:
       return {VELMO_SYSTEM_ERROR, "cannot get random bytes"};
     case Problem::OutOfMemory:
@@ -215,6 +226,8 @@ Row rowOf(Problem problem) {
       return {VELMO_CONNECTION_LOST, "{1} has closed the connection: {2}"};
     case Problem::ConnectionHasData:
       return {VELMO_CONNECTION_LOST, "{1} has sent data that nobody asked for"};
+    case Problem::ConnectionBroken:
+      return {VELMO_CONNECTION_LOST, "{1} broke the WebSocket protocol: {2}"};
     case Problem::ConnectionFailed:
       return {VELMO_CONNECTION_LOST, "the connection to {1} failed"};
     case Problem::RequestRefused:

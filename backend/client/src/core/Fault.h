@@ -18,6 +18,7 @@ enum class Problem {
   ArgumentHasLineFeed,  ///< the argument
   ArgumentHasSlash,     ///< the argument; its text
   ArgumentHasControl,   ///< the argument; its text
+  ArgumentHasBlank,     ///< the argument; its text
   ArgumentTooLong,      ///< the argument; its length in bytes
   ArgumentNotUtf8,      ///< the argument
   ArgumentOutOfRange,   ///< the argument; its value
@@ -57,6 +58,9 @@ enum class Problem {
   ModulesMalformed,         ///< the file; the line and the parser's reason
   ModulesWithoutService,    ///< the file
   ModulesPortUnusable,      ///< the file; the port
+  ModulesHostUnusable,      ///< the file; the host name
+  ModulesNotAFile,          ///< the file
+  ModulesTooLarge,          ///< the file; the limit
 
   // The service.
   SemaphoreMissing,     ///< the key
@@ -98,6 +102,7 @@ enum class Problem {
   JobFileIdUnusable,        ///< the job file; its identifier
   JobFileWithoutId,         ///< the job file
   JobFileNotSynced,         ///< the directory
+  SocketFailed,             ///< the address
   NoRandomBytes,            ///< none
   OutOfMemory,              ///< none
 
@@ -112,6 +117,7 @@ enum class Problem {
   ConnectionEnded,    ///< the address
   ConnectionClosed,   ///< the address; the peer's reason
   ConnectionHasData,  ///< the address
+  ConnectionBroken,   ///< the address; what is wrong
   ConnectionFailed,   ///< the address
   RequestRefused,     ///< the address; the peer's reason
   FrameWrong,         ///< the address; what is wrong
