@@ -6,11 +6,11 @@
 #include <utility>
 
 #include "Call.h"
-#include "Connection.h"
+#include "ServiceConnection.h"
 #include "Dialling.h"
 #include "GivenEndpoint.h"
 #include "GivenTask.h"
-#include "ModulesFile.h"
+#include "ModulesReader.h"
 #include "RequestMessage.h"
 #include "Wait.h"
 #include "velmo.h"

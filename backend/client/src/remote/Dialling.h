@@ -3,9 +3,9 @@
 
 #include <memory>
 
-#include "Connection.h"
 #include "Fault.h"
 #include "GivenEndpoint.h"
+#include "ServiceConnection.h"
 #include "Wait.h"
 
 namespace velmo::client {

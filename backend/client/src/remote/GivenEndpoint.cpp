@@ -6,7 +6,7 @@
 
 #include "GivenTask.h"
 #include "InputStruct.h"
-#include "ModulesFile.h"
+#include "ModulesReader.h"
 #include "velmo.h"
 
 namespace velmo::client {

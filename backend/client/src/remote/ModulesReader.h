@@ -1,5 +1,5 @@
-#ifndef VELMO_MODULESFILE_H
-#define VELMO_MODULESFILE_H
+#ifndef VELMO_MODULESREADER_H
+#define VELMO_MODULESREADER_H
 
 #include <string>
 

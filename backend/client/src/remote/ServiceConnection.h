@@ -1,5 +1,5 @@
-#ifndef VELMO_CONNECTION_H
-#define VELMO_CONNECTION_H
+#ifndef VELMO_SERVICECONNECTION_H
+#define VELMO_SERVICECONNECTION_H
 
 #include <sys/types.h>
 
@@ -17,13 +17,14 @@ namespace velmo::client {
 /// A WebSocket connection to the service, of one process and used by one thread at a time.
 ///
 /// The first failure closes the socket, and the connection stays unusable.
-class Connection {
+class ServiceConnection {
  public:
   /// @param socket   after the handshake
   /// @param address  "host:port", for the texts of failures
   /// @param rest     what has arrived behind the handshake
   /// @param stop     of the program, or null
-  Connection(Socket socket, std::string address, std::string_view rest, const volatile int* stop);
+  ServiceConnection(Socket socket, std::string address, std::string_view rest,
+                    const volatile int* stop);
 
   /// Whether no exchange has failed, and this process made the connection.
   bool isUsable() const;
@@ -91,7 +92,7 @@ class Connection {
 
 /// The handle of velmo.h.
 struct velmo_connection {
-  velmo::client::Connection connection;
+  velmo::client::ServiceConnection connection;
 };
 
 #endif

@@ -1,4 +1,4 @@
-#include "Connection.h"
+#include "ServiceConnection.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -52,8 +52,8 @@ std::string closeText(int code, std::string_view reason) {
 
 }  // namespace
 
-Connection::Connection(Socket socket, std::string address, std::string_view rest,
-                       const volatile int* stop)
+ServiceConnection::ServiceConnection(Socket socket, std::string address, std::string_view rest,
+                                     const volatile int* stop)
     : m_socket(std::move(socket)),
       m_address(std::move(address)),
       m_stop(stop),
@@ -61,22 +61,22 @@ Connection::Connection(Socket socket, std::string address, std::string_view rest
   m_frames.feed(rest);
 }
 
-bool Connection::isUsable() const {
+bool ServiceConnection::isUsable() const {
   return m_isUsable && isOfThisProcess();
 }
 
-bool Connection::isOfThisProcess() const {
+bool ServiceConnection::isOfThisProcess() const {
   return getpid() == m_process;
 }
 
-const volatile int* Connection::stop() const {
+const volatile int* ServiceConnection::stop() const {
   return m_stop;
 }
 
 // --- an exchange ---
 
 // Unusable until it has succeeded, whatever is thrown.
-Outcome Connection::exchange(std::string_view request, const Wait& wait, char* name) {
+Outcome ServiceConnection::exchange(std::string_view request, const Wait& wait, char* name) {
   m_isUsable = false;
   m_phase = Phase::Idle;
   Outcome outcome;
@@ -101,7 +101,7 @@ Outcome Connection::exchange(std::string_view request, const Wait& wait, char* n
   return outcome;
 }
 
-Outcome Connection::tryExchange(std::string_view request, const Wait& wait, char* name) {
+Outcome ServiceConnection::tryExchange(std::string_view request, const Wait& wait, char* name) {
   if (wait.isStopped()) {
     return Fault{Problem::Stopped, m_address + " to take the request"};
   }
@@ -116,7 +116,7 @@ Outcome Connection::tryExchange(std::string_view request, const Wait& wait, char
 
 // --- sending ---
 
-Outcome Connection::sendRequest(std::string_view request, const Wait& wait) {
+Outcome ServiceConnection::sendRequest(std::string_view request, const Wait& wait) {
   answerPing();
   if (Outcome outcome = appendMessage(m_outgoing, request)) {
     return outcome;
@@ -138,7 +138,7 @@ Outcome Connection::sendRequest(std::string_view request, const Wait& wait) {
 }
 
 // Also takes what the peer says meanwhile.
-Outcome Connection::awaitRoom(const Wait& wait) {
+Outcome ServiceConnection::awaitRoom(const Wait& wait) {
   switch (m_socket.await(POLLOUT | POLLIN, wait)) {
     case Socket::Readiness::Ready:
       break;
@@ -157,7 +157,7 @@ Outcome Connection::awaitRoom(const Wait& wait) {
 
 // A peer that refuses a request says so and then resets the connection: what it said is still
 // there.
-Outcome Connection::failedSend(int error) {
+Outcome ServiceConnection::failedSend(int error) {
   Outcome outcome = readArrivals();
   const bool hasSaidWhy = outcome && m_isClosedByPeer;
   return hasSaidWhy ? std::move(outcome) : failed(error);
@@ -166,7 +166,7 @@ Outcome Connection::failedSend(int error) {
 // --- what nobody asked for ---
 
 // Takes what has arrived before the whole request was sent. Never waits.
-Outcome Connection::readArrivals() {
+Outcome ServiceConnection::readArrivals() {
   for (int i = 0; i < kMostUnaskedReads; ++i) {
     if (Outcome outcome = takeUnaskedFrames()) {
       return outcome;
@@ -185,7 +185,7 @@ Outcome Connection::readArrivals() {
   return Fault{Problem::ConnectionHasData, m_address};
 }
 
-Outcome Connection::takeUnaskedFrames() {
+Outcome ServiceConnection::takeUnaskedFrames() {
   for (;;) {
     switch (const Event event = m_frames.next()) {
       case Event::None:
@@ -208,7 +208,7 @@ Outcome Connection::takeUnaskedFrames() {
 
 // --- receiving ---
 
-Outcome Connection::receiveReply(const Wait& wait, char* name) {
+Outcome ServiceConnection::receiveReply(const Wait& wait, char* name) {
   bool hasReceived = false;
   for (;;) {
     switch (const Event event = m_frames.next()) {
@@ -236,7 +236,7 @@ Outcome Connection::receiveReply(const Wait& wait, char* name) {
 }
 
 // Receives something, or sends some of what is still to be sent.
-Outcome Connection::receiveMore(const Wait& wait) {
+Outcome ServiceConnection::receiveMore(const Wait& wait) {
   if (wait.isStopped()) {
     return Fault{Problem::Stopped, "the reply of " + m_address};
   }
@@ -262,7 +262,7 @@ Outcome Connection::receiveMore(const Wait& wait) {
   return std::nullopt;
 }
 
-Outcome Connection::takeReply(std::string_view message, char* name) const {
+Outcome ServiceConnection::takeReply(std::string_view message, char* name) const {
   const auto wrong = [this](const char* what) {
     return Fault{Problem::ReplyWrong, m_address, what};
   };
@@ -290,7 +290,7 @@ Outcome Connection::takeReply(std::string_view message, char* name) const {
 
 // --- failures ---
 
-Fault Connection::faultOf(Event event) {
+Fault ServiceConnection::faultOf(Event event) {
   switch (event) {
     case Event::Close:
       return closedByPeer();
@@ -301,7 +301,7 @@ Fault Connection::faultOf(Event event) {
   }
 }
 
-Fault Connection::closedByPeer() {
+Fault ServiceConnection::closedByPeer() {
   m_isClosedByPeer = true;
   const int code = m_frames.closeCode();
   const bool isRefused = m_phase != Phase::Idle && isRefusal(code);
@@ -309,20 +309,20 @@ Fault Connection::closedByPeer() {
                closeText(code, m_frames.content()), 0, code};
 }
 
-Fault Connection::failed(int error) const {
+Fault ServiceConnection::failed(int error) const {
   return Fault{Problem::ConnectionFailed, m_address, {}, error};
 }
 
 // --- bytes and control frames ---
 
-Socket::Attempt Connection::receiveSome() {
+Socket::Attempt ServiceConnection::receiveSome() {
   std::array<char, kReceiveSize> buffer;  // NOLINT: not initialised, because it is filled
   const Socket::Attempt attempt = m_socket.receive(buffer.data(), buffer.size());
   m_frames.feed({buffer.data(), attempt.count});
   return attempt;
 }
 
-Socket::Attempt Connection::sendSome() {
+Socket::Attempt ServiceConnection::sendSome() {
   const Socket::Attempt attempt = m_socket.send(std::string_view(m_outgoing).substr(m_sent));
   m_sent += attempt.count;
   if (m_sent == m_outgoing.size()) {
@@ -335,14 +335,14 @@ Socket::Attempt Connection::sendSome() {
   return attempt;
 }
 
-void Connection::notePing() {
+void ServiceConnection::notePing() {
   m_ping = m_frames.content();
   m_isPinged = true;
 }
 
 // Only the last ping is answered, and only when the answer before has gone out: what a peer makes
 // this side keep is bounded. A pong that cannot be made is left out.
-void Connection::answerPing() {
+void ServiceConnection::answerPing() {
   if (!m_isPinged || !m_outgoing.empty()) {
     return;
   }
@@ -354,7 +354,7 @@ void Connection::answerPing() {
 }
 
 // As far as the kernel takes it now. A failure shows when receiving.
-void Connection::sendPong() {
+void ServiceConnection::sendPong() {
   answerPing();
   if (!m_outgoing.empty()) {
     sendSome();
@@ -362,7 +362,7 @@ void Connection::sendPong() {
 }
 
 // Says goodbye to a peer that has closed, if that is possible at once.
-void Connection::answerClose() {
+void ServiceConnection::answerClose() {
   if (!m_isClosedByPeer || !m_outgoing.empty()) {
     return;
   }
@@ -376,7 +376,7 @@ void Connection::answerClose() {
 
 // --- the end ---
 
-void Connection::close(const Wait& wait) noexcept {
+void ServiceConnection::close(const Wait& wait) noexcept {
   if (isUsable()) {
     try {
       if (sendClose(wait)) {
@@ -389,7 +389,7 @@ void Connection::close(const Wait& wait) noexcept {
 }
 
 // @return whether the kernel has taken the close frame
-bool Connection::sendClose(const Wait& wait) {
+bool ServiceConnection::sendClose(const Wait& wait) {
   if (appendClose(m_outgoing, kNormalClosure)) {
     return false;
   }
@@ -407,7 +407,7 @@ bool Connection::sendClose(const Wait& wait) {
 
 // Receives until the peer has closed. Even without a wait, what is there is taken: closing a socket
 // with unread data would reset the connection, and the close frame could be lost.
-void Connection::awaitClose(const Wait& wait) {
+void ServiceConnection::awaitClose(const Wait& wait) {
   for (int reads = 0; reads < kMostUnaskedReads || !(wait.isOver() || wait.isStopped()); ++reads) {
     for (Event event = m_frames.next(); event != Event::None; event = m_frames.next()) {
       if (event == Event::Close || event == Event::Wrong || event == Event::TooLarge) {

@@ -1,4 +1,4 @@
-#include "ModulesFile.h"
+#include "ModulesReader.h"
 
 #include <expat.h>
 #include <fcntl.h>
