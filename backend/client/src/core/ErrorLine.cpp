@@ -134,27 +134,30 @@ std::string_view reasonOf(int systemError) {
 
 }  // namespace
 
-void writeErrorLine(ErrorMessage& message, std::string_view prefix, std::string_view format,
-                    const ErrorTexts& texts, int systemError) {
-  const std::string_view reason = systemError != 0 ? reasonOf(systemError) : "";
-  const std::string_view separator = systemError != 0 ? ": " : "";
-
-  std::size_t fixed = separator.size() + reason.size();
+void writeErrorLine(ErrorMessage& message, const ErrorFormats& formats, const ErrorTexts& texts,
+                    int systemError) {
+  const std::array<std::string_view, 6> parts{formats.prefix,
+                                              formats.format,
+                                              systemError != 0 ? ": " : "",
+                                              systemError != 0 ? reasonOf(systemError) : "",
+                                              formats.remedy.empty() ? "" : "; ",
+                                              formats.remedy};
+  std::size_t fixed = 0;
   std::array<std::size_t, 3> lengths{};
   const auto countLiteral = [&fixed](std::string_view text) { fixed += text.size(); };
   const auto countText = [&](std::size_t index) { lengths[index] = escapedLength(texts[index]); };
-  walk(prefix, countLiteral, countText);
-  walk(format, countLiteral, countText);
+  for (const std::string_view part : parts) {
+    walk(part, countLiteral, countText);
+  }
   const std::size_t most = sizeof message - 1;
   const std::size_t limit = lengthToCutTo(lengths, most - std::min(most, fixed));
 
   Writer line(message);
   const auto writeLiteral = [&line](std::string_view text) { line.plain(text); };
   const auto writeText = [&](std::size_t index) { line.cut(texts[index], limit); };
-  walk(prefix, writeLiteral, writeText);
-  walk(format, writeLiteral, writeText);
-  line.plain(separator);
-  line.plain(reason);
+  for (const std::string_view part : parts) {
+    walk(part, writeLiteral, writeText);
+  }
 }
 
 }  // namespace velmo::client

@@ -9,9 +9,11 @@ namespace {
 struct Row {
   velmo_status status;
   const char* text;
+  const char* remedy = "";
 };
 
-// Every text of the library. The reason of the system follows where there is one.
+// Every text of the library. The reason of the system follows where there is one, and in a finding
+// the remedy.
 Row rowOf(Problem problem) {
   switch (problem) {
     case Problem::ArgumentMissing:
@@ -63,42 +65,56 @@ Row rowOf(Problem problem) {
               "the connection belongs to the parent process; open one in this process"};
 
     case Problem::VariableNotSet:
-      return {VELMO_NOT_CONFIGURED, "{1} is not set"};
+      return {VELMO_NOT_CONFIGURED, "{1} is not set",
+              "set it in the environment of the program, or in its settings"};
     case Problem::VariableNotAbsolute:
-      return {VELMO_NOT_CONFIGURED, "{1} is not an absolute path: \"{2}\""};
+      return {VELMO_NOT_CONFIGURED, "{1} is not an absolute path: \"{2}\"", "begin it with \"/\""};
     case Problem::VariableNotAKey:
-      return {VELMO_NOT_CONFIGURED, "{1} is not a decimal key other than 0: \"{2}\""};
+      return {VELMO_NOT_CONFIGURED, "{1} is not a decimal key other than 0: \"{2}\"",
+              "set it to the key that the service uses"};
     case Problem::VariableNotStorable:
       return {VELMO_NOT_CONFIGURED, "{1} is unusable: \"{2}\""};
     case Problem::ClassNotConfigured:
-      return {VELMO_NOT_CONFIGURED, "no priority class \"{1}\" in {2}"};
+      return {VELMO_NOT_CONFIGURED, "no priority class \"{1}\" in {2}",
+              "add a line for it, or correct the task"};
     case Problem::AdjustmentNotConfigured:
-      return {VELMO_NOT_CONFIGURED, "no priority adjustment \"{1}\" in {2}"};
+      return {VELMO_NOT_CONFIGURED, "no priority adjustment \"{1}\" in {2}",
+              "add a line for it, or correct the task"};
     case Problem::ClassWithoutNumber:
       return {VELMO_NOT_CONFIGURED,
-              "the priority class \"{1}\" has no number in the range of int in \"{2}\""};
+              "the priority class \"{1}\" has no number in the range of int in \"{2}\"",
+              "correct its line"};
     case Problem::AdjustmentWithoutNumber:
       return {VELMO_NOT_CONFIGURED,
-              "the priority adjustment \"{1}\" has no number in the range of int in \"{2}\""};
+              "the priority adjustment \"{1}\" has no number in the range of int in \"{2}\"",
+              "correct its line"};
     case Problem::PriorityFileUnreadable:
-      return {VELMO_NOT_CONFIGURED, "cannot read the priority file \"{1}\""};
+      return {VELMO_NOT_CONFIGURED, "cannot read the priority file \"{1}\"",
+              "permit the user of the program to read it"};
     case Problem::PriorityFilesNotNamed:
-      return {VELMO_NOT_CONFIGURED, "neither VELMO_HOME nor CONF is set, so no priority is known"};
+      return {VELMO_NOT_CONFIGURED, "neither VELMO_HOME nor CONF is set, so no priority is known",
+              "set one of them to the directory of a file \"priorities.cfg\""};
     case Problem::FileNotRegular:
-      return {VELMO_NOT_CONFIGURED, "not a regular file: \"{1}\""};
+      return {VELMO_NOT_CONFIGURED, "not a regular file: \"{1}\"", "replace it by a file"};
     case Problem::ServerFileUnreadable:
-      return {VELMO_NOT_CONFIGURED, "cannot read the server's identity from \"{1}\""};
+      return {VELMO_NOT_CONFIGURED, "cannot read the server's identity from \"{1}\"",
+              "permit the user of the program to read it"};
     case Problem::ServerIdentityUnusable:
-      return {VELMO_NOT_CONFIGURED, "SELF_SERVER_ID in \"{1}\" cannot be part of a job: \"{2}\""};
+      return {VELMO_NOT_CONFIGURED, "SELF_SERVER_ID in \"{1}\" cannot be part of a job: \"{2}\"",
+              "choose a short one of letters, digits and hyphens"};
     case Problem::DirectoryMissing:
-      return {VELMO_NOT_CONFIGURED, "the directory of {1} is missing: \"{2}\""};
+      return {VELMO_NOT_CONFIGURED, "the directory of {1} is missing: \"{2}\"",
+              "create it, or correct the variable"};
     case Problem::DifferentFileSystems:
       return {VELMO_NOT_CONFIGURED,
-              "TMP and the queue are on different mounts: \"{1}\" and \"{2}\""};
+              "TMP and the queue are on different mounts: \"{1}\" and \"{2}\"",
+              "set TMP to a directory on the mount of the queue"};
     case Problem::JobCounterUnreadable:
-      return {VELMO_NOT_CONFIGURED, "cannot read the job counter \"{1}\""};
+      return {VELMO_NOT_CONFIGURED, "cannot read the job counter \"{1}\"",
+              "permit the user of the program to read it"};
     case Problem::JobCounterNotANumber:
-      return {VELMO_NOT_CONFIGURED, "the job counter does not hold a number: \"{1}\""};
+      return {VELMO_NOT_CONFIGURED, "the job counter does not hold a number: \"{1}\"",
+              "write the last number of a job into it"};
     case Problem::ModulesUnreadable:
       return {VELMO_NOT_CONFIGURED, "cannot read \"{1}\""};
     case Problem::ModulesMalformed:
@@ -116,35 +132,89 @@ Row rowOf(Problem problem) {
       return {VELMO_NOT_CONFIGURED, "cannot read \"{1}\": not a regular file"};
     case Problem::ModulesTooLarge:
       return {VELMO_NOT_CONFIGURED, "cannot read \"{1}\": larger than {2}"};
+    case Problem::NotADirectory:
+      return {VELMO_NOT_CONFIGURED, "the directory of {1} is not a directory: \"{2}\"",
+              "correct the variable"};
+    case Problem::DirectoryNotUsable:
+      return {VELMO_NOT_CONFIGURED, "cannot write to the directory of {1}, \"{2}\"",
+              "permit the user of the program to write to it"};
+    case Problem::DirectoryOpenToAll:
+      return {VELMO_NOT_CONFIGURED, "every user can write to the directory of {1}: \"{2}\"",
+              "take this permission from others"};
+    case Problem::TmpIsQueue:
+      return {VELMO_NOT_CONFIGURED, "TMP is the queue itself: \"{1}\"",
+              "set TMP to another directory on the same mount"};
+    case Problem::NoPriorities:
+      return {VELMO_NOT_CONFIGURED, "no priority class in {1}", "add a line such as \"Normal=50\""};
+    case Problem::PriorityLinesSkipped:
+      return {VELMO_NOT_CONFIGURED,
+              "lines of \"{1}\" that are skipped, for they have no \"=\" or no name: {2}",
+              "correct them, or begin them with \"#\""};
+    case Problem::PrioritiesWithoutNumber:
+      return {VELMO_NOT_CONFIGURED, "names in \"{1}\" without a number in the range of int: {2}",
+              "correct their lines"};
+    case Problem::JobCounterCopyLeft:
+      return {VELMO_NOT_CONFIGURED, "a program left a copy of the job counter behind: \"{1}\"",
+              "delete it"};
+    case Problem::SemaphoreAboveOne:
+      return {VELMO_NOT_CONFIGURED,
+              "the semaphore of the task counter, key {1}, has the value {2}, so that several "
+              "programs can take a number at once",
+              "restart the service"};
+    case Problem::RemovedAtLogout:
+      return {
+          VELMO_NOT_CONFIGURED,
+          "{1} belongs to the user with the number {2}, and systemd removes it when this user logs "
+          "out",
+          "set RemoveIPC=no in \"/etc/systemd/logind.conf\", or run the service as a system user"};
+    case Problem::TemporaryFilesLeft:
+      return {VELMO_NOT_CONFIGURED, "task files were left behind in TMP, \"{1}\": {2}",
+              "delete them, for they are not queued"};
+    case Problem::QueueHasOtherFiles:
+      return {VELMO_NOT_CONFIGURED, "files in the queue \"{1}\" that are not tasks: {2}",
+              "move them elsewhere"};
+    case Problem::UmaskHidesTasks:
+      return {VELMO_NOT_CONFIGURED,
+              "the umask {1} hides tasks from a service that runs as another user",
+              "set it to 0022"};
 
     case Problem::SemaphoreMissing:
       return {VELMO_NOT_RUNNING,
-              "the service is not running: the semaphore of its task counter, key {1}, is missing"};
+              "the service is not running: the semaphore of its task counter, key {1}, is missing",
+              "start the service"};
     case Problem::SemaphoreNeverReady:
       return {VELMO_NOT_RUNNING,
               "the service is not running: the semaphore of its task counter, key {1}, was never "
-              "initialised"};
+              "initialised",
+              "restart the service"};
     case Problem::SemaphoreRemoved:
       return {VELMO_NOT_RUNNING,
-              "the service has ended: the semaphore of its task counter, key {1}, was removed"};
+              "the service has ended: the semaphore of its task counter, key {1}, was removed",
+              "start the service"};
     case Problem::SegmentMissing:
       return {VELMO_NOT_RUNNING,
-              "the service is not running: its task counter, key {1}, is missing"};
+              "the service is not running: its task counter, key {1}, is missing",
+              "start the service"};
     case Problem::SemaphoreSetTooLarge:
       return {VELMO_NOT_CONFIGURED,
               "the semaphore with the key {1} is not that of a task counter: its set has {2} "
-              "semaphores"};
+              "semaphores",
+              "set the key that the service uses"};
     case Problem::SegmentTooSmall:
       return {VELMO_NOT_CONFIGURED,
-              "the shared memory with the key {1} is not a task counter: it has {2} bytes"};
+              "the shared memory with the key {1} is not a task counter: it has {2} bytes",
+              "set the key that the service uses"};
     case Problem::SegmentNotACounter:
       return {VELMO_NOT_CONFIGURED,
-              "the task counter, shared memory with the key {1}, cannot be advanced: it holds {2}"};
+              "the task counter, shared memory with the key {1}, cannot be advanced: it holds {2}",
+              "restart the service"};
 
     case Problem::SemaphoreTimedOut:
-      return {VELMO_TIMED_OUT, "the task counter is locked: semaphore with the key {1}, {2}"};
+      return {VELMO_TIMED_OUT, "the task counter is locked: semaphore with the key {1}, {2}",
+              "if it stays so, restart the service"};
     case Problem::LockTimedOut:
-      return {VELMO_TIMED_OUT, "the job counter is locked: \"{1}\" {2}"};
+      return {VELMO_TIMED_OUT, "the job counter is locked: \"{1}\" {2}",
+              "delete the file if no running program is taking a job number"};
     case Problem::JobFileTimedOut:
       return {VELMO_TIMED_OUT, "another process has not finished the job file \"{1}\""};
     case Problem::ConnectTimedOut:
@@ -173,11 +243,13 @@ Row rowOf(Problem problem) {
     case Problem::JobCounterNotSynced:
       return {VELMO_SYSTEM_ERROR, "cannot sync the directory of the job counter, \"{1}\""};
     case Problem::SemaphoreFailed:
-      return {VELMO_SYSTEM_ERROR, "cannot use the semaphore with the key {1}"};
+      return {VELMO_SYSTEM_ERROR, "cannot use the semaphore with the key {1}",
+              "permit the user of the program to read and alter it"};
     case Problem::SemaphoreNotReleased:
       return {VELMO_SYSTEM_ERROR, "cannot release the semaphore with the key {1}"};
     case Problem::SegmentFailed:
-      return {VELMO_SYSTEM_ERROR, "cannot use the shared memory with the key {1}"};
+      return {VELMO_SYSTEM_ERROR, "cannot use the shared memory with the key {1}",
+              "permit the user of the program to read and write it"};
     case Problem::TemporaryFileNotWritten:
       return {VELMO_SYSTEM_ERROR, "cannot write the task file \"{1}\""};
     case Problem::NotMovedIntoQueue:
@@ -195,11 +267,11 @@ Row rowOf(Problem problem) {
       return {VELMO_SYSTEM_ERROR, "cannot read the job file \"{1}\""};
     case Problem::JobFileNotWritten:
       return {VELMO_SYSTEM_ERROR, "cannot write the job file \"{1}\""};
-    case Problem::JobFileIdUnusable:
-      return {VELMO_SYSTEM_ERROR,
-              "the job file \"{1}\" has an identifier that no task can have: \"{2}\""};
     case Problem::JobFileWithoutId:
       return {VELMO_SYSTEM_ERROR, "the job file has no identifier: \"{1}\""};
+    case Problem::JobFileIdUnusable:
+      return {VELMO_SYSTEM_ERROR,
+              "the identifier in the job file \"{1}\" cannot be part of a task's name: \"{2}\""};
     case Problem::JobFileNotSynced:
       return {VELMO_SYSTEM_ERROR, "cannot sync the directory of the job file, \"{1}\""};
     case Problem::SocketFailed:
@@ -207,7 +279,7 @@ Row rowOf(Problem problem) {
     case Problem::NoRandomBytes:
       return {VELMO_SYSTEM_ERROR, "cannot get random bytes"};
     case Problem::OutOfMemory:
-      return {VELMO_OUT_OF_MEMORY, "out of memory"};
+      return {VELMO_OUT_OF_MEMORY, "out of memory", "free memory, and check again"};
 
     case Problem::TaskNotInQueue:
       return {VELMO_NOT_FOUND, "not in the queue (any more): \"{1}\""};
@@ -244,6 +316,21 @@ Row rowOf(Problem problem) {
   return {VELMO_SYSTEM_ERROR, ""};
 }
 
+void write(const Fault& fault, const char* remedy, velmo_error& error) {
+  const Row row = rowOf(fault.problem);
+  error = velmo_error{};
+  error.status = statusOf(fault);
+  error.cause = row.status;
+  error.system_error = fault.systemError;
+  error.peer_code = fault.peerCode;
+
+  const char* prefix = !fault.isInDoubt      ? ""
+                       : fault.doubt.empty() ? "the task may be queued: "
+                                             : "the task may be queued as \"{3}\": ";
+  writeErrorLine(error.message, {prefix, row.text, remedy},
+                 {fault.subject, fault.detail, fault.doubt}, fault.systemError);
+}
+
 }  // namespace
 
 Fault inDoubt(Fault fault, std::string task) {
@@ -257,21 +344,15 @@ velmo_status statusOf(const Fault& fault) {
 }
 
 void describe(const Fault& fault, velmo_error* error) {
-  if (error == nullptr) {
-    return;
+  if (error != nullptr) {
+    write(fault, "", *error);
   }
-  const Row row = rowOf(fault.problem);
-  *error = velmo_error{};
-  error->status = statusOf(fault);
-  error->cause = row.status;
-  error->system_error = fault.systemError;
-  error->peer_code = fault.peerCode;
+}
 
-  const char* prefix = !fault.isInDoubt      ? ""
-                       : fault.doubt.empty() ? "the task may be queued: "
-                                             : "the task may be queued as \"{3}\": ";
-  writeErrorLine(error->message, prefix, row.text, {fault.subject, fault.detail, fault.doubt},
-                 fault.systemError);
+void describeFinding(const Fault& fault, velmo_error& error) {
+  const Row row = rowOf(fault.problem);
+  const bool isOfTask = row.status == VELMO_INVALID_ARGUMENT && *row.remedy == '\0';
+  write(fault, isOfTask ? "correct the task" : row.remedy, error);
 }
 
 }  // namespace velmo::client

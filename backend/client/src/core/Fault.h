@@ -11,7 +11,7 @@
 namespace velmo::client {
 
 /// Everything that can go wrong. The table in Fault.cpp gives each its status and its text, in
-/// which {1} is the subject and {2} the detail.
+/// which {1} is the subject and {2} the detail, and what velmo_check() reports a remedy.
 enum class Problem {
   // The caller's mistakes. Subjects are names of arguments or fields.
   ArgumentMissing,      ///< the argument
@@ -62,14 +62,29 @@ enum class Problem {
   ModulesNotAFile,          ///< the file
   ModulesTooLarge,          ///< the file; the limit
 
+  // The operator's turn, found by velmo_check() alone.
+  NotADirectory,            ///< the variable; the path
+  DirectoryNotUsable,       ///< the variable; the directory
+  DirectoryOpenToAll,       ///< the variable; the directory
+  TmpIsQueue,               ///< the directory
+  NoPriorities,             ///< the files searched
+  PriorityLinesSkipped,     ///< the file; how many
+  PrioritiesWithoutNumber,  ///< the file; the names
+  JobCounterCopyLeft,       ///< the file
+  SemaphoreAboveOne,        ///< the key; the value
+  RemovedAtLogout,          ///< the System V object; the user's number
+  TemporaryFilesLeft,       ///< TMP; how many, and the first
+  QueueHasOtherFiles,       ///< the queue; how many, and the first
+  UmaskHidesTasks,          ///< the umask
+
   // The service.
-  SemaphoreMissing,     ///< the key
-  SemaphoreNeverReady,  ///< the key
-  SemaphoreRemoved,     ///< the key
-  SegmentMissing,       ///< the key
-  SemaphoreSetTooLarge,    ///< the key; the size of its set
-  SegmentTooSmall,      ///< the key; its size
-  SegmentNotACounter,   ///< the key; what it holds
+  SemaphoreMissing,      ///< the key
+  SemaphoreNeverReady,   ///< the key
+  SemaphoreRemoved,      ///< the key
+  SegmentMissing,        ///< the key
+  SemaphoreSetTooLarge,  ///< the key; the size of its set
+  SegmentTooSmall,       ///< the key; its size
+  SegmentNotACounter,    ///< the key; what it holds
 
   // Waits.
   SemaphoreTimedOut,  ///< the key; who took it last
@@ -99,8 +114,8 @@ enum class Problem {
   TaskNotRemoved,           ///< the file
   JobFileNotRead,           ///< the job file
   JobFileNotWritten,        ///< the file
-  JobFileIdUnusable,        ///< the job file; its identifier
   JobFileWithoutId,         ///< the job file
+  JobFileIdUnusable,        ///< the job file; the identifier
   JobFileNotSynced,         ///< the directory
   SocketFailed,             ///< the address
   NoRandomBytes,            ///< none
@@ -146,6 +161,9 @@ velmo_status statusOf(const Fault& fault);
 
 /// Writes the failure into `error`, whole; nothing if it is null. Allocates nothing.
 void describe(const Fault& fault, velmo_error* error);
+
+/// The same for a finding: a remedy ends the text.
+void describeFinding(const Fault& fault, velmo_error& error);
 
 /// Nothing on success.
 using Outcome = std::optional<Fault>;
