@@ -79,6 +79,7 @@ def global_synopsis(member):
     if member.get('kind') == 'enum':
         values = [f'  {text_of(value, "name")} {text_of(value, "initializer")},'
                   for value in member.iter('enumvalue')]
-        return [f'enum {text_of(member, "name")} : {text_of(member, "type")} {{', *values, '};']
+        strong = 'class ' if member.get('strong') == 'yes' else ''
+        return [f'enum {strong}{text_of(member, "name")} : {text_of(member, "type")} {{', *values, '};']
     storage = 'extern ' if member.get('kind') == 'variable' else ''
     return wrapped(storage + declaration(member), 0)

@@ -35,6 +35,16 @@ def read_compounds(doxygen, doxyfile, headers):
     return [compound for root in roots for compound in root.findall('compounddef')]
 
 
+def has_globals(compound):
+    """Doxygen lists the members of an inline namespace with those of the namespace around it."""
+    return compound.get('kind') == 'file' or text_of(compound, 'compoundname') == 'velmo'
+
+
+def page_name(name):
+    """Names of velmo.hpp keep their namespace: it has a class Error."""
+    return name.replace('::v1::', '::') if name.startswith('velmo::') else unscoped(name)
+
+
 class Page:
     """One page; "names" has the page of each identifier that Doxygen links to."""
 
@@ -158,7 +168,11 @@ class Page:
                  for one in member.findall('param')]
         results = [['.It Returns', *joined(results)]] if results else []
         parts = text + tag_list(arguments + results + errors('No Throws Vt'))
-        return [' '.join([f'.It Fn {name}', *(f'"{quotable(one)}"' for one in types)]), *joined(parts)]
+        if any(',' in one for one in types):  # not allowed in an argument of Fn
+            item = f'.It Ic "{quotable(name)}({quotable(", ".join(types))})"'
+        else:
+            item = ' '.join([f'.It Fn {name}', *(f'"{quotable(one)}"' for one in types)])
+        return [item, *joined(parts)]
 
     def render(self, header, date, brief, synopsis, body):
         if not brief:
@@ -183,13 +197,15 @@ class Page:
 def main(doxygen, doxyfile, dated_page, output, *headers):
     date = re.search(r'^\.Dd (.*)$', Path(dated_page).read_text(), re.MULTILINE)[1]
     compounds = read_compounds(doxygen, doxyfile, headers)
-    classes = [one for one in compounds if one.get('kind') in ('class', 'struct')]
+    classes = [one for one in compounds if one.get('kind') in ('class', 'struct')
+               and one.get('prot') != 'private']
     structs = {text_of(one, 'compoundname') for one in classes}
-    globals_ = [member for one in compounds if one.get('kind') == 'file'
+    globals_ = [member for one in compounds if has_globals(one)
                 for member in one.iter('memberdef') if member.get('kind') != 'define'
                 and text_of(member, 'name') not in structs]  # "typedef struct x {...} x" is x
-    entities = [(unscoped(text_of(one, 'compoundname')), one) for one in classes] + \
-        [(text_of(one, 'name'), one) for one in globals_]
+    entities = [(page_name(text_of(one, 'compoundname')), one) for one in classes] + \
+        [(page_name(text_of(one, 'qualifiedname') or text_of(one, 'name')), one)
+         for one in globals_]
     names = {found.get('id'): name for name, entity in entities
              for found in entity.iter() if found.get('id')}
     Path(output).mkdir(parents=True, exist_ok=True)
