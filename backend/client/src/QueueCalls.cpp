@@ -10,12 +10,15 @@
 #include "JobStore.h"
 #include "JobText.h"
 #include "Submission.h"
+#include "TextArray.h"
 #include "Wait.h"
 #include "velmo.h"
 
 using brix::velmo::JobFileFields;
 using velmo::client::checkStorable;
 using velmo::client::checkTimeout;
+using velmo::client::copyInto;
+using velmo::client::copyName;
 using velmo::client::drawJob;
 using velmo::client::Fault;
 using velmo::client::FoundJob;
@@ -32,14 +35,6 @@ using velmo::client::textOf;
 using velmo::client::Wait;
 
 namespace {
-
-// Copies an identifier of at most 255 bytes into a caller's array, which may be null.
-void copyName(std::string_view text, char* name) {
-  if (name != nullptr) {
-    std::copy(text.begin(), text.end(), name);
-    name[text.size()] = '\0';
-  }
-}
 
 Outcome checkCall(const velmo_installation* installation, int timeoutMs, unsigned flags) {
   if (installation == nullptr) {
@@ -78,10 +73,10 @@ Outcome takeJob(const velmo_job* job, JobFileFields& fields) {
 
 velmo_job jobOf(const FoundJob& found) {
   velmo_job job{};
-  copyName(found.fields.id, job.id);
-  copyName(found.fields.user, job.user);
-  copyName(found.fields.name, job.name);
-  copyName(jobInformation(found.fields), job.information);
+  copyInto(job.id, found.fields.id);
+  copyInto(job.user, found.fields.user);
+  copyInto(job.name, found.fields.name);
+  copyInto(job.information, jobInformation(found.fields));
   job.priority = found.fields.priority;
   job.is_new = found.isNew ? 1 : 0;
   return job;
@@ -104,7 +99,7 @@ velmo_status velmo_submit(const velmo_installation* installation, const velmo_ta
     std::string queuedAs;
     Outcome outcome = submitTask(*installation, given.value(), isDurable(flags), wait, queuedAs);
     if (!outcome || outcome->isInDoubt) {
-      copyName(queuedAs, name);
+      copyName(name, queuedAs);
     }
     return outcome;
   });
@@ -121,7 +116,7 @@ velmo_status velmo_new_job(const velmo_installation* installation, int timeout_m
     if (!drawn.isOk()) {
       return drawn.fault();
     }
-    copyName(drawn.value(), job);
+    copyName(job, drawn.value());
     return std::nullopt;
   });
 }

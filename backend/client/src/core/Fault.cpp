@@ -351,8 +351,8 @@ void describe(const Fault& fault, velmo_error* error) {
 
 void describeFinding(const Fault& fault, velmo_error& error) {
   const Row row = rowOf(fault.problem);
-  const bool isOfTask = row.status == VELMO_INVALID_ARGUMENT && *row.remedy == '\0';
-  write(fault, isOfTask ? "correct the task" : row.remedy, error);
+  const bool isOfCaller = row.status == VELMO_INVALID_ARGUMENT && *row.remedy == '\0';
+  write(fault, isOfCaller ? "correct the call" : row.remedy, error);
 }
 
 }  // namespace velmo::client

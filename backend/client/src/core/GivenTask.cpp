@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <initializer_list>
+#include <utility>
 
 #include "InputStruct.h"
 
@@ -29,12 +29,6 @@ Outcome checkRequired(const char* name, std::string_view text) {
     return Fault{Problem::ArgumentMissing, name};
   }
   return checkLine(name, text);
-}
-
-Outcome firstOf(std::initializer_list<Outcome> outcomes) {
-  const auto found = std::find_if(outcomes.begin(), outcomes.end(),
-                                  [](const Outcome& outcome) { return outcome.has_value(); });
-  return found != outcomes.end() ? *found : std::nullopt;
 }
 
 // The number of continuation bytes after a lead byte, and the least code point that needs them.
@@ -75,7 +69,7 @@ Outcome checkIdentifier(const char* name, std::string_view text) {
   return std::nullopt;
 }
 
-Result<GivenTask> takeTask(const velmo_task* task) {
+Result<GivenTask> readTask(const velmo_task* task) {
   if (task == nullptr) {
     return Fault{Problem::ArgumentMissing, "task"};
   }
@@ -97,12 +91,29 @@ Result<GivenTask> takeTask(const velmo_task* task) {
   if (given.subJob.empty()) {
     given.subJob = "0";
   }
-  if (Outcome outcome = firstOf(
-          {checkRequired("priority_class", given.priorityClass),
-           checkRequired("command", given.command), checkLine("adjustment", given.adjustment),
-           checkLine("information", given.information), checkIdentifier("type", given.type),
-           checkIdentifier("job", given.job), checkIdentifier("sub_job", given.subJob)})) {
-    return *outcome;
+  return given;
+}
+
+std::vector<Fault> mistakesIn(const GivenTask& task) {
+  std::vector<Fault> mistakes;
+  for (const Outcome& outcome :
+       {checkRequired("priority_class", task.priorityClass), checkRequired("command", task.command),
+        checkLine("adjustment", task.adjustment), checkLine("information", task.information),
+        checkIdentifier("type", task.type), checkIdentifier("job", task.job),
+        checkIdentifier("sub_job", task.subJob)}) {
+    if (outcome) {
+      mistakes.push_back(*outcome);
+    }
+  }
+  return mistakes;
+}
+
+Result<GivenTask> takeTask(const velmo_task* task) {
+  Result<GivenTask> given = readTask(task);
+  if (given.isOk()) {
+    if (std::vector<Fault> mistakes = mistakesIn(given.value()); !mistakes.empty()) {
+      return std::move(mistakes.front());
+    }
   }
   return given;
 }

@@ -2,6 +2,7 @@
 #define VELMO_GIVENTASK_H
 
 #include <string_view>
+#include <vector>
 
 #include "Fault.h"
 
@@ -19,9 +20,15 @@ struct GivenTask {
   int relativePriority = 0;
 };
 
-/// Takes the caller's struct, and refuses what neither way of submission can carry: a size that is
-/// wrong, no class, no command, a line feed in command or information, "/" or control characters in
-/// identifiers.
+/// Takes the caller's struct, whatever it holds. A size that is wrong is refused.
+/// @param task  null is refused
+Result<GivenTask> readTask(const velmo_task* task);
+
+/// Everything in a task that neither way of submission can carry: no class, no command, a line feed
+/// in one of the texts, "/" or control characters in identifiers.
+std::vector<Fault> mistakesIn(const GivenTask& task);
+
+/// The same, and refuses the first mistake.
 /// @param task  null is refused
 Result<GivenTask> takeTask(const velmo_task* task);
 

@@ -165,4 +165,8 @@ Result<int> drawJobNumber(const std::string& dataDirectory, const std::string& l
   return number;
 }
 
+Result<std::optional<int>> readJobCounter(const std::string& dataDirectory) {
+  return CounterFile(dataDirectory).read();
+}
+
 }  // namespace velmo::client

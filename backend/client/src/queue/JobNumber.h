@@ -1,6 +1,7 @@
 #ifndef VELMO_JOBNUMBER_H
 #define VELMO_JOBNUMBER_H
 
+#include <optional>
 #include <string>
 
 #include "Fault.h"
@@ -20,6 +21,10 @@ namespace velmo::client {
 /// @param wait           for the lock
 Result<int> drawJobNumber(const std::string& dataDirectory, const std::string& lockDirectory,
                           bool isDurable, const Wait& wait);
+
+/// The last job number that was issued; nothing if the counter file is missing. Takes no lock: the
+/// file is replaced whole.
+Result<std::optional<int>> readJobCounter(const std::string& dataDirectory);
 
 }  // namespace velmo::client
 

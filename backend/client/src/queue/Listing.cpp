@@ -8,8 +8,6 @@
 #include <memory>
 #include <utility>
 
-#include "TaskFileName.h"
-
 namespace velmo::client {
 
 namespace {
@@ -28,10 +26,6 @@ using Directory = std::unique_ptr<DIR, DirectoryCloser>;
 const dirent* nextEntry(const Directory& directory) {
   errno = 0;
   return readdir(directory.get());
-}
-
-bool isTaskName(const std::string& name) {
-  return name.size() <= kLongestName && brix::velmo::parseTaskFileName(name).has_value();
 }
 
 Fault notListed(const std::string& directory, int error) {
@@ -59,20 +53,30 @@ DirectoryNames namesIn(const std::string& directory) {
   return result;
 }
 
+std::optional<brix::velmo::TaskFileName> parseName(std::string_view name) {
+  if (name.size() > kLongestName || name.find('/') != std::string_view::npos) {
+    return std::nullopt;
+  }
+  return brix::velmo::parseTaskFileName(name);
+}
+
 Result<velmo_listing> listTasks(const std::string& queueDirectory) {
   DirectoryNames all = namesIn(queueDirectory);
   if (all.error != 0) {
     return notListed(queueDirectory, all.error);
   }
   velmo_listing listing;
-  std::copy_if(std::make_move_iterator(all.names.begin()), std::make_move_iterator(all.names.end()),
-               std::back_inserter(listing.names), isTaskName);
+  for (std::string& name : all.names) {
+    if (parseName(name)) {
+      listing.names.push_back(std::move(name));
+    }
+  }
   std::sort(listing.names.begin(), listing.names.end());
   return listing;
 }
 
 Outcome cancelTask(const std::string& queueDirectory, const std::string& name) {
-  if (!isTaskName(name) || name.find('/') != std::string::npos) {
+  if (!parseName(name)) {
     return Fault{Problem::NotATaskName, name};
   }
   const std::string path = queueDirectory + "/" + name;

@@ -1,10 +1,13 @@
 #ifndef VELMO_LISTING_H
 #define VELMO_LISTING_H
 
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Fault.h"
+#include "TaskFileName.h"
 
 /// What a listing handle holds. Nothing changes after velmo_list().
 struct velmo_listing {
@@ -21,6 +24,9 @@ struct DirectoryNames {
 
 /// Reads the names in a directory.
 DirectoryNames namesIn(const std::string& directory);
+
+/// The parts of a name that a file in the queue can have; nothing if it is not the name of a task.
+std::optional<brix::velmo::TaskFileName> parseName(std::string_view name);
 
 /// Lists the tasks in a queue. Files with other names are left out.
 Result<velmo_listing> listTasks(const std::string& queueDirectory);
