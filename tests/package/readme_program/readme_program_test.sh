@@ -1,6 +1,7 @@
 #!/bin/sh
 # Builds the first program of README.md unchanged against the installed package. The installed stand-in
-# runs its task. Without the environment the program names what is missing and exits with 1.
+# runs its task. Without the environment or the service the program names what is missing, and exits with
+# the number of the status.
 # usage: readme_program_test.sh README PREFIX STANDIN COMPILER [FLAGS]
 set -eu
 readme=$1
@@ -22,20 +23,23 @@ quietly cmake -S "$here" -B "$directory/build" -DSOURCE="$directory/program.cpp"
 quietly cmake --build "$directory/build" --verbose
 
 name=0500.TIME.standin-J0.S0.TTIME-1.R0000.sh
-expect 'the task' "priority 0500, created TIME, job standin-J0, sub-job 0, task 1, relative 0, \
+expect 'the task' "queued: $name
+priority 0500, created TIME, job standin-J0, sub-job 0, task 1, relative 0, \
 type sh: exit 0, output in var/log/$name.log
 ./$name.log:hello" "$(tasks_of "$standin" "$directory/build/readme_program")"
 
-# $directory/home is the installation of the previous run. First its priorities are missing, then
-# everything.
+# expect_refusal TITLE REASON STATUS [VARIABLE=VALUE...]
 expect_refusal() {
-  expect "$1" 'cannot submit: VELMO_HOME or CONF is not set
-exit 1' "$(cd "$directory" && shift && "$@" 2>&1 || echo "exit $?")"
+  title=$1
+  expected="not queued: $2
+exit $3"
+  shift 3
+  expect "$title" "$expected" "$(env -i "$@" "$directory/build/readme_program" 2>&1 || echo "exit $?")"
 }
-program=$directory/build/readme_program
-expect_refusal 'without any variable' env -i "$program"
-expect_refusal 'without VELMO_HOME' env -i CONF="$directory/home/conf" "$program"
-expect_refusal 'without CONF' env -i VELMO_HOME="$directory/home/home" "$program"
-expect 'without the task counter' 'not queued: -1, see the system log
-exit 1' "$(cd "$directory" && env -i CONF=conf VELMO_HOME=home DATA=home/data LOCK_VAR=. "$program" 2>&1 ||
-  echo "exit $?")"
+expect_refusal 'without any variable' 'TMP is not set' 2
+home=$directory/home # the installation of the run above, whose counter has ended with it
+set -- TMP="$home/tmp" VAR="$home/var" SHARED_VELMO_TASKID=1 SEMAPHORE_VELMO_TASKID=1
+expect_refusal 'without priorities' \
+  'neither VELMO_HOME nor CONF is set, so no priority is known' 2 "$@"
+expect_refusal 'without the service' "the service is not running: the semaphore of its task counter, key 1, \
+is missing" 3 "$@" VELMO_HOME="$home/home" CONF="$home/conf" DATA="$home/data" LOCK_VAR="$home/lock"
