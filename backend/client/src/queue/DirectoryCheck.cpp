@@ -99,7 +99,9 @@ void checkDirectories(const Settings& settings, const Report& report) {
       checkSetting(*setting, "", Use::Read, report);
     }
   }
-  checkPlaces(settings.tmp.value, settings.var.value + "/taskqueue", report);
+  if (directoryOf(settings.tmp).isOk() && directoryOf(settings.var).isOk()) {
+    checkPlaces(settings.tmp.value, settings.var.value + "/taskqueue", report);
+  }
 }
 
 }  // namespace velmo::client

@@ -133,8 +133,7 @@ void checkInstallation(const velmo_installation& installation, const velmo_task*
   checkIdentity(installation.identity, report);
   checkJobCounter(settings, report);
   checkTaskCounter(settings, systemRoot, report);
-  checkTemporaryFiles(settings.tmp.value, report);
-  checkQueueFiles(installation.queueDirectory, report);
+  checkLeftovers(settings, report);
   checkUmask(report);
   if (task != nullptr) {
     checkTask(installation, *task, report);

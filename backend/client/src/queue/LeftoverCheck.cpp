@@ -19,6 +19,14 @@ bool isOld(const std::string& path) {
   return lstat(path.c_str(), &status) == 0 && time(nullptr) - status.st_mtime > kYoungest;
 }
 
+// Whether two paths lead to one directory.
+bool isSame(const std::string& left, const std::string& right) {
+  struct stat one {};
+  struct stat other {};
+  return stat(left.c_str(), &one) == 0 && stat(right.c_str(), &other) == 0 &&
+         one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
 // Reports the names, if there are any, in one finding.
 void reportNames(Problem problem, const std::string& directory,
                  const std::vector<std::string>& names, const Report& report) {
@@ -38,20 +46,29 @@ std::vector<std::string> namesWith(const std::string& directory, Condition condi
   return names;
 }
 
-}  // namespace
-
-void checkTemporaryFiles(const std::string& temporaryDirectory, const Report& report) {
-  const auto isLeft = [&](const std::string& name) {
-    return parseName(name) && isOld(temporaryDirectory + "/" + name);
+void checkTemporaryFiles(const std::string& directory, const Report& report) {
+  const auto isLeft = [&directory](const std::string& name) {
+    return parseName(name) && isOld(directory + "/" + name);
   };
-  reportNames(Problem::TemporaryFilesLeft, temporaryDirectory,
-              namesWith(temporaryDirectory, isLeft), report);
+  reportNames(Problem::TemporaryFilesLeft, directory, namesWith(directory, isLeft), report);
 }
 
-void checkQueueFiles(const std::string& queueDirectory, const Report& report) {
-  const auto isOther = [](const std::string& name) { return !parseName(name).has_value(); };
-  reportNames(Problem::QueueHasOtherFiles, queueDirectory, namesWith(queueDirectory, isOther),
-              report);
+void checkQueue(const std::string& directory, const Report& report) {
+  const auto isOther = [](const std::string& name) { return !parseName(name); };
+  reportNames(Problem::QueueHasOtherFiles, directory, namesWith(directory, isOther), report);
+}
+
+}  // namespace
+
+void checkLeftovers(const Settings& settings, const Report& report) {
+  const std::string queue = settings.var.value + "/taskqueue";
+  const std::string& temporary = settings.tmp.value;
+  if (directoryOf(settings.tmp).isOk() && !isSame(temporary, queue)) {
+    checkTemporaryFiles(temporary, report);
+  }
+  if (directoryOf(settings.var).isOk()) {
+    checkQueue(queue, report);
+  }
 }
 
 }  // namespace velmo::client

@@ -1,17 +1,14 @@
 #ifndef VELMO_LEFTOVERCHECK_H
 #define VELMO_LEFTOVERCHECK_H
 
-#include <string>
-
 #include "DirectoryCheck.h"
+#include "Settings.h"
 
 namespace velmo::client {
 
-/// Reports task files that were left behind in TMP more than a minute ago.
-void checkTemporaryFiles(const std::string& temporaryDirectory, const Report& report);
-
-/// Reports files in the queue that are not tasks.
-void checkQueueFiles(const std::string& queueDirectory, const Report& report);
+/// Reports task files that were left behind in TMP more than a minute ago, and files in the queue
+/// that are not tasks.
+void checkLeftovers(const Settings& settings, const Report& report);
 
 }  // namespace velmo::client
 
