@@ -75,6 +75,10 @@ bool exists(const std::string& path) {
   return fs::symlink_status(path, ignored).type() != fs::file_type::not_found;
 }
 
+std::string nameOfOpen(int descriptor) {
+  return fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor)).filename().string();
+}
+
 std::size_t openDescriptors() {
   const fs::directory_iterator descriptors("/proc/self/fd");
   return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));

@@ -45,6 +45,9 @@ std::vector<std::string> namesIn(const std::string& directory);
 
 bool exists(const std::string& path);
 
+/// The name of the file that a descriptor has open, without its directory.
+std::string nameOfOpen(int descriptor);
+
 /// How many descriptors this process has open.
 std::size_t openDescriptors();
 

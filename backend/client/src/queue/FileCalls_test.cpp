@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,6 +16,7 @@
 
 #include "ParallelProcesses.h"
 #include "PlatformCalls.h"
+#include "SizeLimit.h"
 #include "TemporaryDirectory.h"
 
 namespace {
@@ -37,6 +37,7 @@ using velmo::test::inProcesses;
 using velmo::test::openDescriptors;
 using velmo::test::platform;
 using velmo::test::readFile;
+using velmo::test::SizeLimit;
 using velmo::test::TemporaryDirectory;
 
 class FileCallsTest : public testing::Test {
@@ -185,16 +186,11 @@ void block(int signal) {
   pthread_sigmask(SIG_BLOCK, &set, nullptr);
 }
 
-void limitFileSize(rlim_t size) {
-  const rlimit limit{size, size};
-  setrlimit(RLIMIT_FSIZE, &limit);
-}
-
 TEST_F(FileCallsTest, FileSizeLimitIsAFailureAndDoesNotEndTheProcess) {
   EXPECT_THAT(inProcesses(1,
                           [this](int) {
                             const Descriptor file = newFile();
-                            limitFileSize(4);
+                            const SizeLimit limit(4);
                             const int error = writeAll(file.get(), "12345678");
                             return isBlocked(SIGXFSZ) || isPending(SIGXFSZ) ? 1 : error;
                           }),
@@ -205,7 +201,7 @@ TEST_F(FileCallsTest, SignalOfTheSizeLimitThatWasPendingBeforeStaysPending) {
   EXPECT_THAT(inProcesses(1,
                           [this](int) {
                             const Descriptor file = newFile();
-                            limitFileSize(4);
+                            const SizeLimit limit(4);
                             block(SIGXFSZ);
                             raise(SIGXFSZ);
                             const int error = writeAll(file.get(), "12345678");
@@ -218,7 +214,7 @@ TEST_F(FileCallsTest, ProgramThatBlocksTheSignalOfTheSizeLimitGetsNone) {
   EXPECT_THAT(inProcesses(1,
                           [this](int) {
                             const Descriptor file = newFile();
-                            limitFileSize(4);
+                            const SizeLimit limit(4);
                             block(SIGXFSZ);
                             const int error = writeAll(file.get(), "12345678");
                             return isBlocked(SIGXFSZ) && !isPending(SIGXFSZ) ? error : 1;
