@@ -1,7 +1,8 @@
 #!/bin/sh
 # The Markdown pages against the tree:
 # - each link of a page within the tree leads to a file, and to a heading where it names one;
-# - the table of CMake options in README.md has those that there are.
+# - the table of CMake options in README.md has those that there are;
+# - the tests that the pages name exist.
 # usage: pages_test.sh SOURCE_DIR
 set -eu
 cd "$1"
@@ -54,5 +55,13 @@ echo '== options =='
 sed -n '/^| CMake option |/,/^$/s/^| .\([A-Z_]*\). .*/\1/p' README.md | sort >"$directory/page"
 diff "$directory/sources" "$directory/page" ||
   fail 'CMake options: in CMakeLists.txt (<), in README.md (>)'
+
+echo '== tests that pages name =='
+grep -ohE '`[A-Z][A-Za-z]*Test\.[A-Z][A-Za-z0-9]*`' docs/*.md | tr -d '`' | sort -u >"$directory/named"
+grep -q . "$directory/named" || fail 'no names of tests were found'
+while IFS=. read -r suite test; do
+  git ls-files --cached --others --exclude-standard '*_test.cpp' | xargs cat | tr '\n' ' ' |
+    grep -qE "TEST(_F|_P)?\($suite, +$test\)" || fail "no such test: $suite.$test"
+done <"$directory/named"
 
 [ ! -e "$directory/failed" ]
