@@ -32,6 +32,10 @@ char* getenv(const char* name) noexcept {
   return platform().getenv(name);
 }
 
+int clock_gettime(clockid_t clock, timespec* result) noexcept {
+  return platform().clock_gettime(clock, result);
+}
+
 time_t time(time_t* result) noexcept {
   return platform().time(result);
 }

@@ -47,6 +47,7 @@ class PlatformCall<Result(Arguments...)> {
 /// text, open its mode, semctl its fourth argument as a number (0 without one).
 struct PlatformCalls {
   PlatformCall<char*(const char*)> getenv{"getenv"};
+  PlatformCall<int(clockid_t, timespec*)> clock_gettime{"clock_gettime"};
   PlatformCall<time_t(time_t*)> time{"time"};
   PlatformCall<int()> rand{"rand"};
   PlatformCall<int(const timespec*, timespec*)> nanosleep{"nanosleep"};

@@ -1,10 +1,8 @@
 #include "ErrorLine.h"
 
-#include <locale.h>
-#include <clocale>
-#include <cstring>
-
 #include <algorithm>
+#include <cstdio>
+#include <cstring>
 
 namespace velmo::client {
 
@@ -81,7 +79,7 @@ class Writer {
     const std::size_t left = kept - escapedLength(text.substr(0, head));
     const std::size_t tail = fitting(rest.rbegin(), rest.rend(), left);
     escaped(text.substr(0, head));
-    plain(kCutMark);
+    plain(kCutMark.substr(0, room));
     escaped(rest.substr(rest.size() - tail));
   }
 
@@ -112,40 +110,73 @@ void walk(std::string_view format, Literal literal, Placeholder placeholder) {
   }
 }
 
-// The largest length to which all texts can be cut so that their sum is at most `room`.
-std::size_t lengthToCutTo(std::array<std::size_t, 3> lengths, std::size_t room) {
-  std::sort(lengths.begin(), lengths.end());
+// How long a text is in the line, and how often it appears.
+struct TextLength {
+  std::size_t length = 0;
+  std::size_t uses = 0;
+};
+
+using TextLengths = std::array<TextLength, 3>;
+
+// The largest length to which all texts can be cut so that together they need at most `room`.
+std::size_t lengthToCutTo(TextLengths texts, std::size_t room) {
+  const auto isShorter = [](const TextLength& left, const TextLength& right) {
+    return left.length < right.length;
+  };
+  std::sort(texts.begin(), texts.end(), isShorter);
+  std::size_t uses = texts[0].uses + texts[1].uses + texts[2].uses;
   std::size_t left = room;
-  for (std::size_t i = 0; i < lengths.size(); ++i) {
-    const std::size_t share = left / (lengths.size() - i);
-    if (lengths[i] > share) {
-      return share;
+  for (const TextLength& text : texts) {
+    if (text.length * uses > left) {
+      return left / uses;
     }
-    left -= lengths[i];
+    left -= text.length * text.uses;
+    uses -= text.uses;
   }
   return room;
 }
 
-// In English, whatever the program's locale.
-std::string_view reasonOf(int systemError) {
-  static const locale_t english = newlocale(LC_ALL_MASK, "C", nullptr);
-  return strerror_l(systemError, english);
-}
+// The system's reason in English, whatever the locale is. Deliberate: not strerror_l(), which looks
+// for translations under a lock, and allocates for an unknown number.
+class Reason {
+ public:
+  explicit Reason(int systemError) {
+    if (systemError == 0) {
+      return;
+    }
+    m_known = strerrordesc_np(systemError);
+    if (m_known == nullptr) {
+      std::snprintf(m_unknown.data(), m_unknown.size(), "Unknown error %d", systemError);
+    }
+  }
+
+  std::string_view text() const {
+    return m_known != nullptr ? m_known : m_unknown.data();
+  }
+
+ private:
+  const char* m_known = nullptr;
+  std::array<char, 32> m_unknown{};
+};
 
 }  // namespace
 
 void writeErrorLine(ErrorMessage& message, const ErrorFormats& formats, const ErrorTexts& texts,
                     int systemError) {
+  const Reason reason(systemError);
   const std::array<std::string_view, 6> parts{formats.prefix,
                                               formats.format,
                                               systemError != 0 ? ": " : "",
-                                              systemError != 0 ? reasonOf(systemError) : "",
+                                              reason.text(),
                                               formats.remedy.empty() ? "" : "; ",
                                               formats.remedy};
   std::size_t fixed = 0;
-  std::array<std::size_t, 3> lengths{};
+  TextLengths lengths{};
   const auto countLiteral = [&fixed](std::string_view text) { fixed += text.size(); };
-  const auto countText = [&](std::size_t index) { lengths[index] = escapedLength(texts[index]); };
+  const auto countText = [&](std::size_t index) {
+    lengths[index].length = escapedLength(texts[index]);
+    ++lengths[index].uses;
+  };
   for (const std::string_view part : parts) {
     walk(part, countLiteral, countText);
   }

@@ -1,6 +1,7 @@
 #include "GivenTask.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <utility>
 
@@ -69,40 +70,56 @@ Outcome checkIdentifier(const char* name, std::string_view text) {
   return std::nullopt;
 }
 
+namespace {
+
+// A text of a task, and what it must keep to.
+struct Field {
+  const char* name;
+  std::string_view GivenTask::*text;
+  Outcome (*check)(const char* name, std::string_view text);
+};
+
+constexpr std::array<Field, 7> kFields{{
+    {"priority_class", &GivenTask::priorityClass, checkRequired},
+    {"command", &GivenTask::command, checkRequired},
+    {"adjustment", &GivenTask::adjustment, checkLine},
+    {"information", &GivenTask::information, checkLine},
+    {"type", &GivenTask::type, checkIdentifier},
+    {"job", &GivenTask::job, checkIdentifier},
+    {"sub_job", &GivenTask::subJob, checkIdentifier},
+}};
+
+std::string_view textOr(const char* text, std::string_view fallback) {
+  const std::string_view given = textOf(text);
+  return given.empty() ? fallback : given;
+}
+
+}  // namespace
+
 Result<GivenTask> readTask(const velmo_task* task) {
   if (task == nullptr) {
     return Fault{Problem::ArgumentMissing, "task"};
   }
-  if (Outcome outcome = checkSize(task, "velmo_task")) {
-    return *outcome;
+  if (Outcome failure = checkSize(task, "velmo_task")) {
+    return *std::move(failure);
   }
   GivenTask given;
   given.priorityClass = textOf(task->priority_class);
   given.command = textOf(task->command);
-  given.type = textOf(task->type);
+  given.type = textOr(task->type, "sh");
   given.adjustment = textOf(task->adjustment);
   given.job = textOf(task->job);
-  given.subJob = textOf(task->sub_job);
+  given.subJob = textOr(task->sub_job, "0");
   given.information = textOf(task->information);
   given.relativePriority = task->relative_priority;
-  if (given.type.empty()) {
-    given.type = "sh";
-  }
-  if (given.subJob.empty()) {
-    given.subJob = "0";
-  }
   return given;
 }
 
 std::vector<Fault> mistakesIn(const GivenTask& task) {
   std::vector<Fault> mistakes;
-  for (const Outcome& outcome :
-       {checkRequired("priority_class", task.priorityClass), checkRequired("command", task.command),
-        checkLine("adjustment", task.adjustment), checkLine("information", task.information),
-        checkIdentifier("type", task.type), checkIdentifier("job", task.job),
-        checkIdentifier("sub_job", task.subJob)}) {
-    if (outcome) {
-      mistakes.push_back(*outcome);
+  for (const Field& field : kFields) {
+    if (Outcome failure = field.check(field.name, task.*field.text)) {
+      mistakes.push_back(*std::move(failure));
     }
   }
   return mistakes;
@@ -110,9 +127,12 @@ std::vector<Fault> mistakesIn(const GivenTask& task) {
 
 Result<GivenTask> takeTask(const velmo_task* task) {
   Result<GivenTask> given = readTask(task);
-  if (given.isOk()) {
-    if (std::vector<Fault> mistakes = mistakesIn(given.value()); !mistakes.empty()) {
-      return std::move(mistakes.front());
+  if (!given.isOk()) {
+    return given;
+  }
+  for (const Field& field : kFields) {
+    if (Outcome failure = field.check(field.name, given.value().*field.text)) {
+      return *std::move(failure);
     }
   }
   return given;
