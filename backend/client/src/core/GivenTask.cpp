@@ -43,13 +43,13 @@ std::optional<Sequence> sequenceOf(unsigned char lead) {
   if (lead < 0x80) {
     return Sequence{0, lead, 0};
   }
-  if (lead >= 0xC2 && lead < 0xE0) {
+  if (lead >= 0xC0 && lead < 0xE0) {
     return Sequence{1, lead & 0x1FU, 0x80};
   }
   if (lead >= 0xE0 && lead < 0xF0) {
     return Sequence{2, lead & 0x0FU, 0x800};
   }
-  if (lead >= 0xF0 && lead < 0xF5) {
+  if (lead >= 0xF0 && lead < 0xF8) {
     return Sequence{3, lead & 0x07U, 0x10000};
   }
   return std::nullopt;

@@ -5,7 +5,9 @@
 #include <climits>
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -235,6 +237,7 @@ TEST(IsUtf8Test, MalformedTextIsRefusedAnywhere) {
   const std::vector<Utf8Row> rows{
       {"\x80", "a continuation alone"},
       {"\xBF", "a continuation alone"},
+      {"\x82\x80", "two continuations"},
       {"\xC0\x80", "overlong U+0000"},
       {"\xC1\xBF", "overlong U+007F"},
       {"\xE0\x80\x80", "overlong U+0000 of three bytes"},
@@ -262,6 +265,14 @@ TEST(IsUtf8Test, MalformedTextIsRefusedAnywhere) {
     EXPECT_FALSE(isUtf8(row.bytes)) << row.what;
     EXPECT_FALSE(isUtf8("a\xC3\xA4" + row.bytes)) << row.what << ", at the end";
     EXPECT_FALSE(isUtf8(row.bytes + "a")) << row.what << ", at the start";
+  }
+}
+
+TEST(IsUtf8Test, NothingBehindTheTextIsRead) {
+  const std::string_view text = "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80";
+  const std::set<std::size_t> ends{0, 2, 5, 9};
+  for (std::size_t size = 0; size <= text.size(); ++size) {
+    EXPECT_EQ(ends.count(size) == 1, isUtf8(text.substr(0, size))) << size;
   }
 }
 

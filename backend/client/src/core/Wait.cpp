@@ -35,12 +35,11 @@ bool Wait::isStopped() const {
 }
 
 bool Wait::isOver() const {
-  return m_deadlineNs != kNever && now() >= m_deadlineNs;
+  return now() >= m_deadlineNs;
 }
 
 std::int64_t Wait::sliceNs() const {
-  const std::int64_t left = m_deadlineNs == kNever ? kNever : m_deadlineNs - now();
-  return std::clamp<std::int64_t>(left, 0, kLookAtFlagNs);
+  return std::clamp<std::int64_t>(m_deadlineNs - now(), 0, kLookAtFlagNs);
 }
 
 int Wait::sliceMs() const {
