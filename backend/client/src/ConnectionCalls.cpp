@@ -6,12 +6,12 @@
 #include <utility>
 
 #include "Call.h"
-#include "ServiceConnection.h"
 #include "Dialling.h"
 #include "GivenEndpoint.h"
 #include "GivenTask.h"
 #include "ModulesReader.h"
 #include "RequestMessage.h"
+#include "ServiceConnection.h"
 #include "Wait.h"
 #include "velmo.h"
 
@@ -25,6 +25,7 @@ using velmo::client::Problem;
 using velmo::client::Result;
 using velmo::client::runCall;
 using velmo::client::ServiceAddress;
+using velmo::client::ServiceConnection;
 using velmo::client::Wait;
 using velmo::client::WireTaskType;
 
@@ -72,6 +73,23 @@ Outcome checkConnection(const velmo_connection* connection) {
     return Fault{Problem::ConnectionOfParent};
   }
   return std::nullopt;
+}
+
+Outcome sendTask(ServiceConnection& connection, const velmo_task* task, const Wait& wait,
+                 char* name) {
+  try {
+    const Result<std::string> request = takeRequest(task);
+    if (!request.isOk()) {
+      return request.fault();
+    }
+    if (!connection.isUsable()) {
+      return Fault{Problem::ConnectionNotUsable};
+    }
+    return connection.exchange(request.value(), wait, name);
+  } catch (...) {
+    connection.abandon();
+    throw;
+  }
 }
 
 }  // namespace
@@ -127,15 +145,8 @@ velmo_status velmo_send(velmo_connection* connection, const velmo_task* task, in
     if (Outcome outcome = checkTimeout(timeout_ms)) {
       return outcome;
     }
-    const Result<std::string> request = takeRequest(task);
-    if (!request.isOk()) {
-      return request.fault();
-    }
-    if (!connection->connection.isUsable()) {
-      return Fault{Problem::ConnectionNotUsable};
-    }
     const Wait wait(timeout_ms, connection->connection.stop());
-    return connection->connection.exchange(request.value(), wait, name);
+    return sendTask(connection->connection, task, wait, name);
   });
 }
 

@@ -73,6 +73,10 @@ unsigned short PeerProcess::port() const {
   return m_listener.port();
 }
 
+int PeerProcess::told() const {
+  return m_told;
+}
+
 std::string PeerProcess::end() {
   std::string told;
   std::array<char, 4096> buffer{};

@@ -26,6 +26,9 @@ class PeerProcess {
 
   unsigned short port() const;
 
+  /// Readable once a script has told something, or all have ended.
+  int told() const;
+
   /// Waits until the scripts have ended.
   /// @return what they told; "FAILED: " and the reason behind it if one could not go on
   std::string end();

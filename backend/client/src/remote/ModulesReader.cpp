@@ -235,12 +235,14 @@ class ModulesParser {
     });
   }
 
-  // The parser knows UTF-8, UTF-16, ISO-8859-1 and US-ASCII. Of other encodings in which a byte is
-  // a character, the ASCII part is what the file's names consist of; any other byte becomes one
-  // letter, which no usable host name contains.
+  // The parser knows UTF-8, UTF-16, ISO-8859-1 and US-ASCII by these names. These are further
+  // encodings and names in which the ASCII part is the same. Every other byte becomes one letter,
+  // which no usable host name contains.
   static int unknownEncoding(void* /*data*/, const XML_Char* name, XML_Encoding* info) {
-    constexpr std::array<const char*, 5> kNames{"ISO-8859-2", "ISO-8859-15", "windows-1250",
-                                                "windows-1251", "windows-1252"};
+    constexpr std::array<const char*, 15> kNames{
+        "UTF8",         "Latin1", "Latin-1",      "ISO-8859-2",  "Latin2",
+        "Latin-2",      "Latin9", "Latin-9",      "ISO-8859-15", "cp1250",
+        "windows-1250", "cp1251", "windows-1251", "cp1252",      "windows-1252"};
     const auto isName = [name](const char* known) { return strcasecmp(name, known) == 0; };
     if (std::none_of(kNames.begin(), kNames.end(), isName)) {
       return XML_STATUS_ERROR;

@@ -376,6 +376,11 @@ void ServiceConnection::answerClose() {
 
 // --- the end ---
 
+void ServiceConnection::abandon() noexcept {
+  m_isUsable = false;
+  m_socket.close();
+}
+
 void ServiceConnection::close(const Wait& wait) noexcept {
   if (isUsable()) {
     try {

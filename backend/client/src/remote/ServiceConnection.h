@@ -43,6 +43,9 @@ class ServiceConnection {
   /// @param name  receives the reply's name, if it is usable; VELMO_NAME_SIZE bytes, or null
   Outcome exchange(std::string_view request, const Wait& wait, char* name);
 
+  /// Makes the connection unusable, as a failed exchange does.
+  void abandon() noexcept;
+
   /// Sends a close frame and waits until the peer closes as well. In a forked child, only closes
   /// the descriptor.
   void close(const Wait& wait) noexcept;
