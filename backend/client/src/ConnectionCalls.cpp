@@ -82,7 +82,7 @@ Outcome sendTask(ServiceConnection& connection, const velmo_task* task, const Wa
     if (!request.isOk()) {
       return request.fault();
     }
-    if (!connection.isUsable()) {
+    if (connection.hasFailed()) {
       return Fault{Problem::ConnectionNotUsable};
     }
     return connection.exchange(request.value(), wait, name);

@@ -65,6 +65,10 @@ bool ServiceConnection::isUsable() const {
   return m_isUsable && isOfThisProcess();
 }
 
+bool ServiceConnection::hasFailed() const {
+  return !m_isUsable;
+}
+
 bool ServiceConnection::isOfThisProcess() const {
   return getpid() == m_process;
 }

@@ -29,6 +29,9 @@ class ServiceConnection {
   /// Whether no exchange has failed, and this process made the connection.
   bool isUsable() const;
 
+  /// Whether an exchange has failed.
+  bool hasFailed() const;
+
   /// Whether this process made the connection. In a forked child it did not.
   bool isOfThisProcess() const;
 
