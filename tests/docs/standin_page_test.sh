@@ -1,6 +1,7 @@
 #!/bin/sh
 # velmo-standin.1 has what velmo-standin --help has: the options, the variables of the environment,
-# the exit statuses.
+# the exit statuses. It has the kinds of faults that --fault help lists, in the same three groups:
+# the task of the request is queued, it is not, there are no requests.
 # usage: standin_page_test.sh STANDIN PAGE
 set -eu
 standin=$1
@@ -45,5 +46,14 @@ sed -n '/^Exit status:/,$p' "$directory/help" | sed -nE 's/^  ([0-9]+(\+N)?) .*/
   >"$directory/of_help"
 section 'EXIT STATUS' | sed -n 's/^\.It \([0-9]\)/\1/p' | sed 's/ Ns Ar //' >"$directory/of_page"
 compare 'exit statuses'
+
+"$standin" --fault help | tail -n +2 |
+  sed -E 's/^([A-Za-z0-9-]+) +(queued|not queued|-) .*/\1 \2/' >"$directory/of_help"
+awk '/^\.S[hs] / { inside = ($0 == ".Ss Faults") }
+     /^\.Bl / { group = group "x" }
+     inside && sub(/^\.It Cm /, "") { sub(/ Ns Ar /, ""); print $0, group }
+     !inside { group = "" }' "$page" |
+  sed 's/ x$/ queued/; s/ xx$/ not queued/; s/ xxx$/ -/' >"$directory/of_page"
+compare 'faults'
 
 [ ! -e "$directory/failed" ]

@@ -19,14 +19,14 @@ int codeFrom(const std::string& payload) {
   return static_cast<unsigned char>(payload[0]) << 8 | static_cast<unsigned char>(payload[1]);
 }
 
+}  // namespace
+
 // 1004 has no meaning. Programs use 1005, 1006 and 1015 to report an end without a close frame; no
 // frame carries them. Libraries and applications define the codes from 3000 on.
-bool maySend(int code) {
+bool isCloseCode(int code) {
   const bool isDefined = code >= 1000 && code <= 1014 && (code < 1004 || code > 1006);
   return isDefined || (code >= 3000 && code <= 4999);
 }
-
-}  // namespace
 
 std::string closePayload(CloseCode code, std::string_view reason) {
   const auto number = static_cast<unsigned>(code);
@@ -41,7 +41,7 @@ std::string closeAnswer(const std::string& payload) {
   if (payload.size() < kCodeSize) {
     throw Refusal(CloseCode::kProtocolError, "a close frame of one byte");
   }
-  if (!maySend(codeFrom(payload))) {
+  if (!isCloseCode(codeFrom(payload))) {
     throw Refusal(CloseCode::kProtocolError,
                   fmt::format("a close frame with the code {}", codeFrom(payload)));
   }

@@ -8,6 +8,9 @@
 
 namespace velmo::standin {
 
+/// Whether a close frame may have this code.
+bool isCloseCode(int code);
+
 /// The payload of a close frame: the code and the reason. If the reason does not fit into a control
 /// frame, it is cut after the last whole character that fits.
 std::string closePayload(CloseCode code, std::string_view reason);

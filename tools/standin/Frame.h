@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "Refusal.h"
 
@@ -15,6 +16,14 @@ constexpr std::size_t kLongestMessage = 1048576;
 constexpr int kFinalFrame = 0x80;
 constexpr int kReservedBits = 0x70;
 constexpr int kOpcodeBits = 0x0f;
+
+// The second byte: whether there is a mask, and the length. The two lengths above kLongestShort say
+// that the length is in the next two or eight bytes.
+constexpr int kMasked = 0x80;
+constexpr int kLength = 0x7f;
+constexpr int kLongestShort = 125;
+constexpr int kTwoByteLength = 126;
+constexpr int kEightByteLength = 127;
 
 // Opcodes. Those from kClose on are of control frames.
 constexpr int kContinuation = 0x0;
@@ -33,6 +42,9 @@ struct Frame {
 inline int opcodeOf(int flags) {
   return flags & kOpcodeBits;
 }
+
+/// A payload under a mask of four bytes, or without it: a mask that is applied twice is gone.
+std::string masked(std::string_view payload, std::string_view mask);
 
 /// The refusal of a frame whose opcode or reserved bits are not allowed.
 Refusal unexpectedFlags(int flags);

@@ -10,13 +10,6 @@ namespace {
 constexpr std::size_t kShortHeader = 2;
 constexpr std::size_t kMaskSize = 4;
 
-// The second byte: whether there is a mask, and the length. The two lengths above kLongestShort say
-// that the length is in the next two or eight bytes.
-constexpr int kMasked = 0x80;
-constexpr int kLength = 0x7f;
-constexpr int kLongestShort = 125;
-constexpr int kTwoByteLength = 126;
-
 int byteAt(std::string_view bytes, std::size_t position) {
   return static_cast<unsigned char>(bytes[position]);
 }
@@ -89,14 +82,6 @@ std::optional<Header> headerOf(std::string_view bytes) {
                 bytes.substr(maskAt, kMaskSize)};
 }
 
-std::string unmasked(std::string_view payload, std::string_view mask) {
-  std::string text(payload);
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    text[i] = static_cast<char>(byteAt(text, i) ^ byteAt(mask, i % kMaskSize));
-  }
-  return text;
-}
-
 }  // namespace
 
 void FrameReader::add(std::string_view bytes) {
@@ -109,8 +94,7 @@ std::optional<Frame> FrameReader::next() {
   if (!header || bytes.size() - header->size < header->payloadSize) {
     return std::nullopt;
   }
-  Frame frame{header->flags,
-              unmasked(bytes.substr(header->size, header->payloadSize), header->mask)};
+  Frame frame{header->flags, masked(bytes.substr(header->size, header->payloadSize), header->mask)};
   m_bytes.erase(0, header->size + header->payloadSize);
   return frame;
 }

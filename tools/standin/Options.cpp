@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
+#include <cstdio>
 #include <system_error>
 #include <utility>
 
@@ -14,6 +15,7 @@ namespace velmo::standin {
 
 namespace {
 
+constexpr int kSuccess = 0;
 constexpr int kUsageError = 2;
 
 constexpr const char* kHelp =
@@ -30,6 +32,8 @@ removes the installation and exits with the exit status of COMMAND.
   --show-output   print the output of each task after its report
   --fail-on-task  exit with 123 if COMMAND succeeded and a task failed
   --port N        accept tasks by message too, on port N of 127.0.0.1; 0: any free port
+  --fault KIND    fail as a service may, to test programs; --fault help lists the kinds
+  --faults N      fail only the first N times
   -h, --help      print this text
   --version       print the version
 
@@ -94,26 +98,43 @@ int usageError(const CLI::ParseError& error) {
   return usageError(std::string(error.what()) + " (--help tells more)");
 }
 
-std::optional<std::uint16_t> portFrom(const std::string& text) {
-  std::uint16_t port = 0;
+template <typename Number>
+std::optional<Number> numberFrom(const std::string& text) {
+  Number number = 0;
   const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, port);
-  return error == std::errc() && stop == end ? std::optional<std::uint16_t>(port) : std::nullopt;
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc() && stop == end ? std::optional<Number>(number) : std::nullopt;
 }
 
 // If the number is missing, the option takes the program as its value.
-std::string portFault(const std::string& text, bool areSeparated) {
-  const std::string fault = text.empty() ? "a number from 0 to 65535 is missing"
-                                         : "'" + text + "' is not a number from 0 to 65535";
+std::string portProblem(const std::string& text, bool areSeparated) {
+  const std::string problem = text.empty() ? "a number from 0 to 65535 is missing"
+                                           : "'" + text + "' is not a number from 0 to 65535";
   const bool mayBeProgram =
       !areSeparated && text.find_first_of("./abcdefghijklmnopqrstuvwxyz") == 0;
-  return "--port: " + fault + "; --port 0 takes any free port" +
+  return "--port: " + problem + "; --port 0 takes any free port" +
          (mayBeProgram ? ", and put -- before the program" : "");
+}
+
+// What is wrong with a fault together with the other options; empty: nothing.
+std::string faultProblem(const Options& options) {
+  const bool isInstallation = options.fault->place == FaultPlace::kInstallation;
+  if (isInstallation && options.port) {
+    return labelOf(*options.fault) + " is for programs that submit by file; leave out --port";
+  }
+  if (isInstallation && options.faultCount) {
+    return labelOf(*options.fault) + " lasts to the end; leave out --faults";
+  }
+  if (!isInstallation && !options.port) {
+    return labelOf(*options.fault) + " is for programs that submit by message; add --port 0";
+  }
+  return {};
 }
 
 // The arguments that are not options. The parser stops at the first word. Without a separator, that
 // word and all that follows are the program and its arguments.
-std::string leftoverFault(const OwnArguments& arguments, const std::vector<std::string>& leftover) {
+std::string leftoverProblem(const OwnArguments& arguments,
+                            const std::vector<std::string>& leftover) {
   if (arguments.areSeparated) {
     return "not an option of velmo-standin:" + joined(leftover) +
            "; only options may come before -- (--help tells more)";
@@ -143,6 +164,8 @@ class Parser {
     m_app.add_flag("--show-output", m_options.showOutput);
     m_app.add_flag("--fail-on-task", m_options.failOnTask);
     m_portOption = m_app.add_option("--port", m_port)->expected(0, 1);
+    m_faultOption = m_app.add_option("--fault", m_fault)->expected(0, 1);
+    m_faultsOption = m_app.add_option("--faults", m_faults)->expected(0, 1);
   }
 
   std::variant<Options, int> parse(const OwnArguments& arguments) {
@@ -161,25 +184,53 @@ class Parser {
 
  private:
   std::variant<Options, int> check(const OwnArguments& arguments) {
-    m_options.port = portFrom(m_port);
+    m_options.port = numberFrom<std::uint16_t>(m_port);
     if (*m_portOption && !m_options.port) {
-      return usageError(portFault(m_port, arguments.areSeparated));
+      return usageError(portProblem(m_port, arguments.areSeparated));
+    }
+    if (*m_faultOption && m_fault == "help") {
+      std::fputs(faultList().c_str(), stdout);
+      return kSuccess;
+    }
+    if (const std::string problem = readFault(); !problem.empty()) {
+      return usageError(problem);
     }
     if (const std::vector<std::string> leftover = m_app.remaining(); !leftover.empty()) {
-      return usageError(leftoverFault(arguments, leftover));
+      return usageError(leftoverProblem(arguments, leftover));
     }
     m_options.home = m_home;
     m_options.run = !m_noRun;
     return m_options;
   }
 
+  // @return what is wrong; empty: nothing
+  std::string readFault() {
+    m_options.faultCount = numberFrom<std::uint32_t>(m_faults);
+    if (*m_faultsOption && m_options.faultCount.value_or(0) == 0) {
+      return "--faults: '" + m_faults + "' is not a number from 1 to 4294967295";
+    }
+    if (!*m_faultOption) {
+      return *m_faultsOption ? "--faults needs --fault" : "";
+    }
+    const std::variant<Fault, std::string> parsed = parseFault(m_fault);
+    if (const std::string* problem = std::get_if<std::string>(&parsed)) {
+      return "--fault: " + *problem;
+    }
+    m_options.fault = std::get<Fault>(parsed);
+    return faultProblem(m_options);
+  }
+
   Options m_options;
   CLI::App m_app;
   std::string m_home;
   std::string m_port;
+  std::string m_fault;
+  std::string m_faults;
   bool m_noRun = false;
   const CLI::Option* m_homeOption = nullptr;
   const CLI::Option* m_portOption = nullptr;
+  const CLI::Option* m_faultOption = nullptr;
+  const CLI::Option* m_faultsOption = nullptr;
 };
 
 }  // namespace

@@ -33,6 +33,8 @@ TEST(OptionsTest, WithoutArgumentsItServesInATemporaryDirectory) {
   EXPECT_FALSE(options.showOutput);
   EXPECT_FALSE(options.failOnTask);
   EXPECT_EQ(std::nullopt, options.port);
+  EXPECT_FALSE(options.fault);
+  EXPECT_EQ(std::nullopt, options.faultCount);
   EXPECT_THAT(options.command, IsEmpty());
 }
 
@@ -75,6 +77,61 @@ TEST(OptionsTest, ProgramInPlaceOfThePortIsReportedWithAdviceAboutPortAndSeparat
   EXPECT_EQ(
       "velmo-standin: --port: 'x' is not a number from 0 to 65535; --port 0 takes any free port\n",
       faultOf({"--port", "x", "--", "./first"}));
+}
+
+TEST(OptionsTest, FaultIsAKindAndPerhapsACount) {
+  const Options always = optionsOf({"--fault", "close-1008", "--port", "0"});
+  EXPECT_EQ("close-1008", always.fault->name);
+  EXPECT_EQ(std::nullopt, always.faultCount);
+  const Options twice = optionsOf({"--port", "0", "--faults", "2", "--fault=http-503"});
+  EXPECT_EQ(FaultKind::kHttp503, twice.fault->kind);
+  EXPECT_EQ(2U, twice.faultCount);
+}
+
+TEST(OptionsTest, FaultHelpListsTheKindsAndIsNoFailure) {
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(0, std::get<int>(parse({"--fault", "help", "--", "true"})));
+  EXPECT_EQ(faultList(), testing::internal::GetCapturedStdout());
+}
+
+TEST(OptionsTest, UnknownOrMissingKindOfFaultIsAUsageError) {
+  EXPECT_EQ("velmo-standin: --fault: 'quiet' is not a kind of fault; --fault help lists them\n",
+            faultOf({"--port", "0", "--fault", "quiet"}));
+  const std::string missing =
+      "velmo-standin: --fault: a kind is missing; --fault help lists them\n";
+  EXPECT_EQ(missing, faultOf({"--fault"}));
+  EXPECT_EQ(missing, faultOf({"--fault", "--port", "0"}));
+  EXPECT_EQ(
+      "velmo-standin: --fault: 'close-1005': a close frame has a code from 1000 to 1003, 1007 to "
+      "1014 or 3000 to 4999\n",
+      faultOf({"--port", "0", "--fault", "close-1005"}));
+}
+
+TEST(OptionsTest, FaultOfAConnectionNeedsAPort) {
+  for (const std::string kind : {"silent", "close-1008", "http-503"}) {
+    EXPECT_EQ("velmo-standin: --fault " + kind +
+                  " is for programs that submit by message; add --port 0\n",
+              faultOf({"--fault", kind.c_str()}));
+  }
+}
+
+TEST(OptionsTest, FaultOfTheInstallationGoesWithNeitherAPortNorACount) {
+  for (const std::string kind : {"not-running", "stale-lock"}) {
+    EXPECT_EQ(kind, optionsOf({"--fault", kind.c_str()}).fault->name);
+    EXPECT_EQ("velmo-standin: --fault " + kind +
+                  " is for programs that submit by file; leave out --port\n",
+              faultOf({"--fault", kind.c_str(), "--port", "0"}));
+    EXPECT_EQ("velmo-standin: --fault " + kind + " lasts to the end; leave out --faults\n",
+              faultOf({"--fault", kind.c_str(), "--faults", "1"}));
+  }
+}
+
+TEST(OptionsTest, CountOfFaultsIsANumberFrom1AndNeedsAFault) {
+  for (const std::string text : {"0", "-1", "x", "1x", "4294967296", ""}) {
+    EXPECT_EQ("velmo-standin: --faults: '" + text + "' is not a number from 1 to 4294967295\n",
+              faultOf({"--port", "0", "--fault", "drip", "--faults", text.c_str()}));
+  }
+  EXPECT_EQ("velmo-standin: --faults needs --fault\n", faultOf({"--port", "0", "--faults", "1"}));
 }
 
 TEST(OptionsTest, ProgramWithoutTheSeparatorIsReportedWithTheLineToType) {

@@ -101,7 +101,8 @@ std::unique_ptr<WebSocket> shakeHands(HTTPServerRequest& request, HTTPServerResp
 
 class Handler : public HTTPRequestHandler {
  public:
-  Handler(TaskSubmitter& submitter, RequestGate& gate) : m_submitter(submitter), m_gate(gate) {}
+  Handler(TaskSubmitter& submitter, FaultTrigger& faults, RequestGate& gate)
+      : m_submitter(submitter), m_faults(faults), m_gate(gate) {}
 
   void handleRequest(HTTPServerRequest& request, HTTPServerResponse& response) override {
     const std::string origin = request.get("origin", kAllowedOrigin);
@@ -111,6 +112,8 @@ class Handler : public HTTPRequestHandler {
     } else if (origin != kAllowedOrigin) {
       refuse(request, response, HTTPResponse::HTTP_FORBIDDEN,
              fmt::format("its origin is {}, not {}", origin, kAllowedOrigin));
+    } else if (const Fault* fault = m_faults.strike(FaultPlace::kHandshake)) {
+      refuse(request, response, HTTPResponse::HTTP_SERVICE_UNAVAILABLE, labelOf(*fault));
     } else {
       serve(request, response);
     }
@@ -121,7 +124,8 @@ class Handler : public HTTPRequestHandler {
     try {
       const std::string readAhead = readAheadOf(request);
       if (const std::unique_ptr<WebSocket> socket = shakeHands(request, response)) {
-        ServiceConnection(*socket, readAhead, m_submitter, m_gate).serve();
+        ServiceConnection(socket->impl()->sockfd(), readAhead, m_submitter, m_faults, m_gate)
+            .serve();
       }
     } catch (const Poco::Exception& failure) {
       report("lost a connection: " + failure.displayText());
@@ -131,20 +135,22 @@ class Handler : public HTTPRequestHandler {
   }
 
   TaskSubmitter& m_submitter;
+  FaultTrigger& m_faults;
   RequestGate& m_gate;
 };
 
 class HandlerFactory : public Poco::Net::HTTPRequestHandlerFactory {
  public:
-  HandlerFactory(TaskSubmitter& submitter, RequestGate& gate)
-      : m_submitter(submitter), m_gate(gate) {}
+  HandlerFactory(TaskSubmitter& submitter, FaultTrigger& faults, RequestGate& gate)
+      : m_submitter(submitter), m_faults(faults), m_gate(gate) {}
 
   HTTPRequestHandler* createRequestHandler(const HTTPServerRequest& /*request*/) override {
-    return new Handler(m_submitter, m_gate);  // the server deletes it
+    return new Handler(m_submitter, m_faults, m_gate);  // the server deletes it
   }
 
  private:
   TaskSubmitter& m_submitter;
+  FaultTrigger& m_faults;
   RequestGate& m_gate;
 };
 
@@ -163,10 +169,11 @@ HTTPServerParams::Ptr serverParams() {
 
 class Service::Server {
  public:
-  Server(std::uint16_t port, TaskSubmitter& submitter)
+  Server(std::uint16_t port, TaskSubmitter& submitter, FaultTrigger& faults)
       : m_socket(listenOn(port)),
         m_threads(kLeastThreads, kMostThreads),
-        m_http(new HandlerFactory(submitter, m_gate), m_threads, m_socket, serverParams()) {}
+        m_http(new HandlerFactory(submitter, faults, m_gate), m_threads, m_socket, serverParams()) {
+  }
 
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
@@ -204,8 +211,8 @@ class Service::Server {
   Poco::Net::HTTPServer m_http;
 };
 
-Service::Service(std::uint16_t port, TaskSubmitter& submitter)
-    : m_server(std::make_unique<Server>(port, submitter)) {}
+Service::Service(std::uint16_t port, TaskSubmitter& submitter, FaultTrigger& faults)
+    : m_server(std::make_unique<Server>(port, submitter, faults)) {}
 
 Service::~Service() = default;
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "FaultTrigger.h"
 #include "TaskSubmitter.h"
 
 namespace velmo::standin {
@@ -16,9 +17,9 @@ class Service {
  public:
   /// Listens on the port. Clients can connect; they are served after start().
   /// @param port  0: any free port
-  /// @param submitter  outlives this object
+  /// @param submitter, faults  outlive this object
   /// @throws std::runtime_error  if the port is not available
-  Service(std::uint16_t port, TaskSubmitter& submitter);
+  Service(std::uint16_t port, TaskSubmitter& submitter, FaultTrigger& faults);
 
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;

@@ -1,77 +1,33 @@
 #include "ServiceConnection.h"
 
-#include <Poco/Net/NetException.h>
-#include <Poco/Net/WebSocket.h>
 #include <fmt/format.h>
-#include <poll.h>
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <array>
-#include <cerrno>
 #include <chrono>
 #include <cstddef>
+#include <system_error>
 
 #include "CloseFrame.h"
+#include "FaultyReply.h"
+#include "FrameWriter.h"
 #include "Report.h"
-#include "SystemError.h"
+#include "SocketCalls.h"
 #include "TaskRequest.h"
-
-using Poco::Net::WebSocket;
 
 namespace velmo::standin {
 
 namespace {
 
-// How long a client may pause within a request, and how long it may take to close its side.
-constexpr std::chrono::seconds kStall{10};
+// How long a client may take to close its side.
 constexpr std::chrono::seconds kGoodbye{2};
-
-void sendFrame(WebSocket& socket, int opcode, const std::string& payload) {
-  socket.sendFrame(payload.data(), static_cast<int>(payload.size()), kFinalFrame | opcode);
-}
-
-int millisecondsUntil(std::chrono::steady_clock::time_point deadline) {
-  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-      deadline - std::chrono::steady_clock::now());
-  return static_cast<int>(left.count());
-}
-
-// Reads until the client has closed its side too. Closing a socket with unread bytes resets the
-// connection, and the client may then lose the last frames sent to it.
-void discardUntilEnd(int descriptor) {
-  const auto deadline = std::chrono::steady_clock::now() + kGoodbye;
-  std::array<char, 4096> buffer{};
-  for (;;) {
-    const int left = millisecondsUntil(deadline);
-    pollfd awaited{descriptor, POLLIN, 0};
-    if (left <= 0 || ::poll(&awaited, 1, left) <= 0 ||
-        ::recv(descriptor, buffer.data(), buffer.size(), 0) <= 0) {
-      return;
-    }
-  }
-}
-
-// @return false if nothing arrived in time
-bool waitForBytes(int descriptor) {
-  const auto deadline = std::chrono::steady_clock::now() + kStall;
-  for (;;) {
-    pollfd awaited{descriptor, POLLIN, 0};
-    const int ready = ::poll(&awaited, 1, std::max(0, millisecondsUntil(deadline)));
-    if (ready >= 0) {
-      return ready > 0;
-    }
-    if (errno != EINTR) {
-      throw tools::systemError("cannot wait for a frame");
-    }
-  }
-}
 
 }  // namespace
 
-ServiceConnection::ServiceConnection(WebSocket& socket, std::string_view readAhead,
-                                     TaskSubmitter& submitter, RequestGate& gate)
-    : m_socket(socket), m_submitter(submitter), m_gate(gate) {
+ServiceConnection::ServiceConnection(int descriptor, std::string_view readAhead,
+                                     TaskSubmitter& submitter, FaultTrigger& faults,
+                                     RequestGate& gate)
+    : m_descriptor(descriptor), m_submitter(submitter), m_faults(faults), m_gate(gate) {
   m_frames.add(readAhead);
 }
 
@@ -101,24 +57,16 @@ void ServiceConnection::answerRequests() {
       close(closeAnswer(frame->payload));
       return;
     }
-    handle(*frame);
+    if (!handle(*frame)) {
+      return;
+    }
   }
 }
 
 // @return false if the gate closed first
 bool ServiceConnection::waitForRequest() {
-  while (m_frames.isEmpty()) {
-    std::array<pollfd, 2> awaited{pollfd{m_socket.impl()->sockfd(), POLLIN, 0},
-                                  pollfd{m_gate.closedDescriptor(), POLLIN, 0}};
-    if (::poll(awaited.data(), awaited.size(), -1) < 0 && errno != EINTR) {
-      throw tools::systemError("cannot wait for a request");
-    }
-    if (awaited[0].revents != 0) {
-      break;
-    }
-    if (awaited[1].revents != 0) {
-      return false;
-    }
+  if (m_frames.isEmpty() && !waitForBytes(m_descriptor, m_gate.closedDescriptor(), std::nullopt)) {
+    return false;
   }
   m_pass = m_gate.enter();
   return m_pass != nullptr;
@@ -142,13 +90,12 @@ std::optional<Frame> ServiceConnection::receive() {
 
 // @return false at the end of the connection
 bool ServiceConnection::readMore() {
-  const int descriptor = m_socket.impl()->sockfd();
-  if (!waitForBytes(descriptor)) {
+  if (!waitForBytes(m_descriptor, -1, kStall)) {
     throw Refusal(CloseCode::kProtocolError,
                   fmt::format("cut short, nothing came for {} seconds", kStall.count()));
   }
   std::array<char, 16384> buffer{};
-  const ssize_t count = ::recv(descriptor, buffer.data(), buffer.size(), 0);
+  const ssize_t count = ::recv(m_descriptor, buffer.data(), buffer.size(), 0);
   if (count <= 0) {
     return false;  // an error means that the client is gone
   }
@@ -156,34 +103,53 @@ bool ServiceConnection::readMore() {
   return true;
 }
 
-void ServiceConnection::handle(const Frame& frame) {
+// @return false if the connection must end at once, as of answer() and answerFaultily()
+bool ServiceConnection::handle(const Frame& frame) {
   switch (opcodeOf(frame.flags)) {
     case kPing:
-      sendFrame(m_socket, kPong, frame.payload);
-      break;
+      sendBytes(m_descriptor, serverFrame(kPong, frame.payload));
+      return true;
     case kPong:
-      break;
+      return true;
     default:
-      if (const std::optional<std::string> message = m_assembler.add(frame)) {
-        answer(*message);
-      }
+      const std::optional<std::string> message = m_assembler.add(frame);
+      return !message || answer(*message);
   }
 }
 
-void ServiceConnection::answer(const std::string& message) {
-  sendFrame(m_socket, kBinary, responseMessage(m_submitter.submit(parseRequest(message))));
+bool ServiceConnection::answer(const std::string& message) {
+  const service::velmo::AddTaskRequest request = parseRequest(message);
+  const Fault* fault = m_faults.strike(FaultPlace::kRequest);
+  if (fault != nullptr && fault->kind == FaultKind::kClose) {
+    throw Refusal(fault->closeCode, labelOf(*fault));
+  }
+  const std::string taskName = m_submitter.submit(request);
+  if (fault != nullptr) {
+    return answerFaultily(*fault, {message, taskName});
+  }
+  sendBytes(m_descriptor, serverFrame(kBinary, responseMessage(taskName)));
+  return true;
+}
+
+bool ServiceConnection::answerFaultily(const Fault& fault, const QueuedRequest& request) {
+  report(fmt::format("{}: {} is queued", labelOf(fault), request.taskName));
+  if (fault.kind == FaultKind::kSilent) {
+    m_pass.reset();  // the end must not wait for a reply
+  }
+  return replyFaultily(fault.kind, request, m_descriptor, m_gate.closedDescriptor());
 }
 
 void ServiceConnection::close(const std::string& payload) {
   m_pass.reset();
   try {
-    sendFrame(m_socket, kClose, payload);
-  } catch (const Poco::Exception&) {
+    sendBytes(m_descriptor, serverFrame(kClose, payload));
+  } catch (const std::system_error&) {
     return;  // the client is already gone
   }
-  const int descriptor = m_socket.impl()->sockfd();
-  ::shutdown(descriptor, SHUT_WR);
-  discardUntilEnd(descriptor);
+  ::shutdown(m_descriptor, SHUT_WR);
+  // Closing a socket with unread bytes resets the connection, and the client may then lose the last
+  // frames sent to it.
+  discardBytes(m_descriptor, -1, kGoodbye);
 }
 
 }  // namespace velmo::standin

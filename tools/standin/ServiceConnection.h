@@ -5,14 +5,12 @@
 #include <string>
 #include <string_view>
 
+#include "FaultTrigger.h"
+#include "FaultyReply.h"
 #include "FrameReader.h"
 #include "MessageAssembler.h"
 #include "RequestGate.h"
 #include "TaskSubmitter.h"
-
-namespace Poco::Net {
-class WebSocket;
-}
 
 namespace velmo::standin {
 
@@ -22,12 +20,15 @@ namespace velmo::standin {
 /// close frame that gives the same reason: what follows it cannot be trusted. A client's close
 /// frame is answered with its own code and reason. When the gate closes, the connection ends
 /// between requests; a request whose first bytes have arrived is completed.
+///
+/// A request whose fault strikes is replied to as the fault says. With a close code as the fault it
+/// is refused, and its task is not queued; with any other fault its task is queued.
 class ServiceConnection {
  public:
-  /// @param socket  after its handshake
+  /// @param descriptor  of the connection, after its handshake; the caller closes it
   /// @param readAhead  bytes that arrived with the handshake and were already read from the socket
-  ServiceConnection(Poco::Net::WebSocket& socket, std::string_view readAhead,
-                    TaskSubmitter& submitter, RequestGate& gate);
+  ServiceConnection(int descriptor, std::string_view readAhead, TaskSubmitter& submitter,
+                    FaultTrigger& faults, RequestGate& gate);
 
   /// Serves the client until either side ends the connection.
   void serve();
@@ -37,12 +38,14 @@ class ServiceConnection {
   bool waitForRequest();
   std::optional<Frame> receive();
   bool readMore();
-  void handle(const Frame& frame);
-  void answer(const std::string& message);
+  bool handle(const Frame& frame);
+  bool answer(const std::string& message);
+  bool answerFaultily(const Fault& fault, const QueuedRequest& request);
   void close(const std::string& payload);
 
-  Poco::Net::WebSocket& m_socket;
+  int m_descriptor;
   TaskSubmitter& m_submitter;
+  FaultTrigger& m_faults;
   RequestGate& m_gate;
   RequestGate::Pass m_pass;  ///< null: between requests
   FrameReader m_frames;

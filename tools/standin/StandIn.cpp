@@ -12,8 +12,10 @@
 #include <system_error>
 
 #include "FileDescriptor.h"
+#include "MissingTaskCounter.h"
 #include "Report.h"
 #include "SystemError.h"
+#include "TemporaryTaskCounter.h"
 
 namespace velmo::standin {
 
@@ -62,7 +64,10 @@ StandIn::StandIn(const Options& options, SignalQueue& signals)
     : m_options(options),
       m_signals(signals),
       m_installation(options.home, options.keep),
-      m_variables(joined(m_installation.variables(), m_counter.variables())),
+      m_counter(makeCounter()),
+      m_staleLock(makeStaleLock()),
+      m_faults(options.fault, options.faultCount),
+      m_variables(joined(m_installation.variables(), m_counter->variables())),
       m_unknownClasses(m_installation) {
   if (options.port) {
     openService(*options.port);
@@ -70,17 +75,34 @@ StandIn::StandIn(const Options& options, SignalQueue& signals)
   if (options.keep && options.home.empty()) {
     report("the installation stays in " + m_installation.directory().string());
   }
-  if (options.run) {
+  if (options.run && !hasFault(FaultKind::kNotRunning)) {
     m_runner =
         std::make_unique<TaskRunner>(m_installation, tools::environmentWith(m_variables, environ),
                                      options.showOutput, m_unknownClasses);
   }
 }
 
+bool StandIn::hasFault(FaultKind kind) const {
+  return m_options.fault && m_options.fault->kind == kind;
+}
+
+std::unique_ptr<TaskCounter> StandIn::makeCounter() const {
+  if (hasFault(FaultKind::kNotRunning)) {
+    return std::make_unique<MissingTaskCounter>();
+  }
+  return std::make_unique<TemporaryTaskCounter>();
+}
+
+std::unique_ptr<StaleLock> StandIn::makeStaleLock() const {
+  return hasFault(FaultKind::kStaleLock)
+             ? std::make_unique<StaleLock>(m_installation.directory() / "lock")
+             : nullptr;
+}
+
 void StandIn::openService(std::uint16_t port) {
   google::protobuf::SetLogHandler(nullptr);  // malformed messages are reported here
   m_submitter = std::make_unique<TaskSubmitter>(m_installation, m_variables, m_unknownClasses);
-  m_service = std::make_unique<Service>(port, *m_submitter);
+  m_service = std::make_unique<Service>(port, *m_submitter, m_faults);
   m_addressFile =
       std::make_unique<ServiceAddressFile>(m_installation.modulesFile(), m_service->port());
   m_variables.emplace_back("VELMO_MODULES_XML", m_installation.modulesFile());
@@ -119,7 +141,8 @@ int StandIn::serve() {
 int StandIn::exitStatus() {
   const int status = m_command != nullptr ? m_command->poll()->shellStatus() : kSuccess;
   if (status != kSuccess) {
-    if (!m_endRequested && m_service == nullptr && !hasSeenTasks()) {
+    const bool isExpected = m_endRequested || m_options.fault;
+    if (!isExpected && m_service == nullptr && !hasSeenTasks()) {
       report("no task was submitted; a program that submits by message needs --port 0");
     }
     return status;

@@ -7,14 +7,16 @@
 #include <optional>
 
 #include "Child.h"
+#include "FaultTrigger.h"
 #include "Installation.h"
 #include "Options.h"
 #include "Service.h"
 #include "ServiceAddressFile.h"
 #include "SignalQueue.h"
+#include "StaleLock.h"
+#include "TaskCounter.h"
 #include "TaskRunner.h"
 #include "TaskSubmitter.h"
-#include "TemporaryTaskCounter.h"
 #include "UnknownClasses.h"
 
 namespace velmo::standin {
@@ -35,6 +37,9 @@ class StandIn {
   int run();
 
  private:
+  bool hasFault(FaultKind kind) const;
+  std::unique_ptr<TaskCounter> makeCounter() const;
+  std::unique_ptr<StaleLock> makeStaleLock() const;
   void openService(std::uint16_t port);
   int serve();
   bool isOver();
@@ -49,7 +54,9 @@ class StandIn {
   Options m_options;
   tools::SignalQueue& m_signals;
   Installation m_installation;
-  TemporaryTaskCounter m_counter;
+  std::unique_ptr<TaskCounter> m_counter;
+  std::unique_ptr<StaleLock> m_staleLock;  ///< null: the job counter is not locked
+  FaultTrigger m_faults;
   tools::Variables m_variables;
   UnknownClasses m_unknownClasses;
   std::unique_ptr<TaskRunner> m_runner;        ///< null: tasks are not run

@@ -7,8 +7,6 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
-#include <random>
 #include <string>
 #include <system_error>
 
@@ -20,12 +18,6 @@ namespace {
 
 constexpr int kCreatePrivate = IPC_CREAT | IPC_EXCL | 0600;
 constexpr std::size_t kCounterBytes = sizeof(std::int32_t);
-
-// Never 0 (IPC_PRIVATE): no other process could find the object.
-int randomKey() {
-  std::random_device random;
-  return std::uniform_int_distribution<int>(1, std::numeric_limits<int>::max())(random);
-}
 
 // The whole machine shares the keys: an object that exists belongs to another program.
 template <typename Create>
@@ -45,9 +37,12 @@ int createUnderFreshKey(Create create, const char* what) {
 
 TemporaryTaskCounter::TemporaryTaskCounter() = default;
 
-tools::Variables TemporaryTaskCounter::variables() const {
-  return {{"SHARED_VELMO_TASKID", std::to_string(m_segment.key())},
-          {"SEMAPHORE_VELMO_TASKID", std::to_string(m_semaphore.key())}};
+int TemporaryTaskCounter::segmentKey() const {
+  return m_segment.key();
+}
+
+int TemporaryTaskCounter::semaphoreKey() const {
+  return m_semaphore.key();
 }
 
 TemporaryTaskCounter::Segment::Segment()

@@ -3,21 +3,21 @@
 
 #include <velmo/IMMemSemaphore.h>
 
-#include "Variables.h"
+#include "TaskCounter.h"
 
 namespace velmo::standin {
 
 /// A task counter as the service makes it: the shared memory with the last task identifier, and the
 /// semaphore that guards it. Both have fresh random keys, only the user can access them, and the
 /// destructor removes them.
-class TemporaryTaskCounter {
+class TemporaryTaskCounter : public TaskCounter {
  public:
   /// Creates both: the counter with the value 0, the semaphore with the value 1.
   /// @throws std::system_error  if one of them cannot be created; neither then exists
   TemporaryTaskCounter();
 
-  /// The variables that contain the two keys.
-  tools::Variables variables() const;
+  int segmentKey() const override;
+  int semaphoreKey() const override;
 
  private:
   class Segment {

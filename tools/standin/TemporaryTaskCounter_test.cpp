@@ -5,22 +5,14 @@
 #include <sys/sem.h>
 #include <sys/shm.h>
 
-#include <cerrno>
 #include <cstdint>
 #include <memory>
 #include <string>
 
+#include "SystemVObjects.h"
+
 namespace velmo::standin {
 namespace {
-
-struct Keys {
-  explicit Keys(const TemporaryTaskCounter& counter)
-      : segment(std::stoi(counter.variables().at(0).second)),
-        semaphore(std::stoi(counter.variables().at(1).second)) {}
-
-  int segment;
-  int semaphore;
-};
 
 TEST(TemporaryTaskCounterTest, VariablesContainTwoPositiveKeysInDecimal) {
   const TemporaryTaskCounter counter;
@@ -28,14 +20,15 @@ TEST(TemporaryTaskCounterTest, VariablesContainTwoPositiveKeysInDecimal) {
   ASSERT_EQ(2U, variables.size());
   EXPECT_EQ("SHARED_VELMO_TASKID", variables[0].first);
   EXPECT_EQ("SEMAPHORE_VELMO_TASKID", variables[1].first);
-  const Keys keys(counter);
-  EXPECT_GT(keys.segment, 0);
-  EXPECT_GT(keys.semaphore, 0);
+  EXPECT_EQ(std::to_string(counter.segmentKey()), variables[0].second);
+  EXPECT_EQ(std::to_string(counter.semaphoreKey()), variables[1].second);
+  EXPECT_GT(counter.segmentKey(), 0);
+  EXPECT_GT(counter.semaphoreKey(), 0);
 }
 
 TEST(TemporaryTaskCounterTest, SegmentIsPrivateAndContainsZero) {
   const TemporaryTaskCounter counter;
-  const int segment = shmget(Keys(counter).segment, 0, 0);
+  const int segment = shmget(counter.segmentKey(), 0, 0);
   shmid_ds status{};
   ASSERT_EQ(0, shmctl(segment, IPC_STAT, &status));
   EXPECT_EQ(sizeof(std::int32_t), status.shm_segsz);
@@ -47,7 +40,7 @@ TEST(TemporaryTaskCounterTest, SegmentIsPrivateAndContainsZero) {
 
 TEST(TemporaryTaskCounterTest, SemaphoreIsPrivateAndFree) {
   const TemporaryTaskCounter counter;
-  const int semaphore = semget(Keys(counter).semaphore, 1, 0);
+  const int semaphore = semget(counter.semaphoreKey(), 1, 0);
   EXPECT_EQ(1, semctl(semaphore, 0, GETVAL));
   semid_ds status{};
   ASSERT_EQ(0, semctl(semaphore, 0, IPC_STAT, &status));
@@ -57,19 +50,18 @@ TEST(TemporaryTaskCounterTest, SemaphoreIsPrivateAndFree) {
 
 TEST(TemporaryTaskCounterTest, BothAreRemovedWithTheObject) {
   auto counter = std::make_unique<TemporaryTaskCounter>();
-  const Keys keys(*counter);
+  const int segment = counter->segmentKey();
+  const int semaphore = counter->semaphoreKey();
   counter.reset();
-  EXPECT_EQ(-1, shmget(keys.segment, 0, 0));
-  EXPECT_EQ(ENOENT, errno);
-  EXPECT_EQ(-1, semget(keys.semaphore, 1, 0));
-  EXPECT_EQ(ENOENT, errno);
+  EXPECT_FALSE(velmo::test::segmentExists(segment));
+  EXPECT_FALSE(velmo::test::semaphoreExists(semaphore));
 }
 
 TEST(TemporaryTaskCounterTest, TwoCountersHaveDifferentKeys) {
   const TemporaryTaskCounter first;
   const TemporaryTaskCounter second;
-  EXPECT_NE(Keys(first).segment, Keys(second).segment);
-  EXPECT_NE(Keys(first).semaphore, Keys(second).semaphore);
+  EXPECT_NE(first.segmentKey(), second.segmentKey());
+  EXPECT_NE(first.semaphoreKey(), second.semaphoreKey());
 }
 
 }  // namespace

@@ -4,12 +4,10 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/sem.h>
-#include <sys/shm.h>
 #include <sys/stat.h>
 #include <velmo/CreateTaskFile.h>
 #include <velmo/prioritiesconfig.h>
 
-#include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <sstream>
@@ -17,6 +15,7 @@
 #include <vector>
 
 #include "StandinProcess.h"
+#include "SystemVObjects.h"
 
 namespace fs = std::filesystem;
 
@@ -50,18 +49,6 @@ std::vector<fs::path> installationsOf(const StandinProcess& standin) {
     }
   }
   return result;
-}
-
-bool segmentExists(int key) {
-  return shmget(key, 0, 0) >= 0 || errno != ENOENT;
-}
-
-bool semaphoreExists(int key) {
-  return semget(key, 1, 0) >= 0 || errno != ENOENT;
-}
-
-int keyOf(const StandinProcess& standin, const char* variable) {
-  return std::stoi(standin.environment().at(variable));
 }
 
 // --- exit status ---
@@ -267,8 +254,8 @@ TEST(StandinTest, WithoutCommandExportLinesArePrintedOnceEverythingIsReady) {
   for (const char* name : kDirectoryVariables) {
     EXPECT_TRUE(fs::is_directory(standin.environment().at(name))) << name;
   }
-  EXPECT_TRUE(segmentExists(keyOf(standin, "SHARED_VELMO_TASKID")));
-  EXPECT_TRUE(semaphoreExists(keyOf(standin, "SEMAPHORE_VELMO_TASKID")));
+  EXPECT_TRUE(segmentExists(standin.key("SHARED_VELMO_TASKID")));
+  EXPECT_TRUE(semaphoreExists(standin.key("SEMAPHORE_VELMO_TASKID")));
 }
 
 TEST(StandinTest, ExportLinesEndTheOutputSoThatAReaderSeesTheEndOfFile) {
@@ -333,8 +320,8 @@ TEST(StandinTest, WhatFollowsTheSeparatorIsPassedAsItStands) {
 
 TEST(StandinTest, SystemVObjectsAndTemporaryDirectoryAreGoneAfterwards) {
   StandinProcess standin;
-  const int segment = keyOf(standin, "SHARED_VELMO_TASKID");
-  const int semaphore = keyOf(standin, "SEMAPHORE_VELMO_TASKID");
+  const int segment = standin.key("SHARED_VELMO_TASKID");
+  const int semaphore = standin.key("SEMAPHORE_VELMO_TASKID");
   EXPECT_EQ(1, semctl(semget(semaphore, 1, 0), 0, GETVAL));
   EXPECT_EQ(0, standin.end());
   EXPECT_FALSE(segmentExists(segment));
@@ -354,8 +341,8 @@ TEST(StandinTest, KeepLeavesTheTemporaryDirectoryAndTellsWhere) {
 TEST(StandinTest, HomeStaysAndTheSystemVObjectsGo) {
   const TemporaryDirectory directory;
   StandinProcess standin(inHome(directory.path()));
-  const int segment = keyOf(standin, "SHARED_VELMO_TASKID");
-  const int semaphore = keyOf(standin, "SEMAPHORE_VELMO_TASKID");
+  const int segment = standin.key("SHARED_VELMO_TASKID");
+  const int semaphore = standin.key("SEMAPHORE_VELMO_TASKID");
   EXPECT_EQ(directory.path(), standin.home());
   EXPECT_EQ(0, standin.end());
   EXPECT_TRUE(fs::exists(directory.path() / "conf/serverid.cfg"));

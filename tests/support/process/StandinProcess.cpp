@@ -187,6 +187,10 @@ const std::map<std::string, std::string>& StandinProcess::environment() const {
   return m_environment;
 }
 
+int StandinProcess::key(const std::string& variable) const {
+  return std::stoi(m_environment.at(variable));
+}
+
 fs::path StandinProcess::home() const {
   return fs::path(m_environment.at("VAR")).parent_path();
 }

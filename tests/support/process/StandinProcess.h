@@ -81,6 +81,9 @@ class StandinProcess {
   /// The variables it printed.
   const std::map<std::string, std::string>& environment() const;
 
+  /// The number in a variable that it printed.
+  int key(const std::string& variable) const;
+
   /// The directory of its installation.
   std::filesystem::path home() const;
 

@@ -21,6 +21,25 @@ constexpr int kLimitMs = 30000;
   throw std::system_error(errno, std::generic_category(), what);
 }
 
+// What the other end sends until it closes or resets.
+struct Rest {
+  std::string bytes;
+  bool isReset;
+};
+
+Rest restOf(int descriptor) {
+  std::string bytes;
+  std::array<char, 65536> buffer{};
+  for (;;) {
+    waitUntilReadable(descriptor);
+    const ssize_t count = recv(descriptor, buffer.data(), buffer.size(), 0);
+    if (count <= 0) {
+      return {bytes, count < 0 && errno == ECONNRESET};
+    }
+    bytes.append(buffer.data(), static_cast<std::size_t>(count));
+  }
+}
+
 }  // namespace
 
 sockaddr_in loopback(std::uint16_t port) {
@@ -87,22 +106,17 @@ WebSocketFrame Connection::readFrame() {
 }
 
 std::string Connection::readToTheEnd() {
-  std::string text;
-  std::array<char, 65536> buffer{};
-  for (;;) {
-    waitUntilReadable(m_descriptor);
-    const ssize_t count = recv(m_descriptor, buffer.data(), buffer.size(), 0);
-    if (count <= 0) {
-      return text;
-    }
-    text.append(buffer.data(), static_cast<std::size_t>(count));
-  }
+  return restOf(m_descriptor).bytes;
 }
 
 bool Connection::hasEnded() const {
   waitUntilReadable(m_descriptor);
   char byte = 0;
   return recv(m_descriptor, &byte, 1, MSG_PEEK) <= 0;
+}
+
+bool Connection::endsWithReset() {
+  return restOf(m_descriptor).isReset;
 }
 
 void Connection::send(const std::string& bytes) {

@@ -49,6 +49,10 @@ class Connection {
   /// @return whether the other end has closed or reset instead
   bool hasEnded() const;
 
+  /// Reads and discards until the other end closes or resets.
+  /// @return whether it has reset
+  bool endsWithReset();
+
   void send(const std::string& bytes);
 
   /// Sends one byte a packet.
