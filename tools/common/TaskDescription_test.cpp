@@ -6,7 +6,7 @@ namespace velmo::tools {
 namespace {
 
 std::string descriptionOf(const char* name) {
-  return describe(brix::velmo::parseTaskFileName(name).value());
+  return describe(parseName(name).value());
 }
 
 TEST(TaskDescriptionTest, EveryPartOfTheNameIsNamedInOrder) {

@@ -6,17 +6,15 @@
 #include <system_error>
 #include <utility>
 #include <variant>
+#include <velmo/velmo.hpp>
 
 #include "Report.h"
 #include "ShellCommand.h"
 #include "TaskContents.h"
 #include "TaskDescription.h"
-#include "TaskFileName.h"
 
 namespace velmo::standin {
 
-using brix::velmo::parseTaskFileName;
-using brix::velmo::TaskFileName;
 using tools::Child;
 using tools::ChildEnd;
 using tools::FileIdentity;
@@ -121,14 +119,14 @@ bool TaskRunner::startFirstOf(const std::vector<std::string>& names) {
 }
 
 void TaskRunner::begin(const std::string& name, const FileIdentity& identity) {
-  const std::optional<TaskFileName> taskName = parseTaskFileName(name);
+  const std::optional<TaskName> taskName = parseName(name);
   if (!taskName || !identity.isRegular) {
     setAside(name, name + ": not a task file");
     return;
   }
   m_unknownClasses.checkFile(*taskName, name);
   const std::string description = tools::describe(*taskName);
-  if (taskName->commandType != "sh") {
+  if (taskName->type != "sh") {
     report(description + ": not runnable here");
     removeFromQueue(name, description);
     return;

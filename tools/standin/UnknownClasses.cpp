@@ -30,7 +30,7 @@ void UnknownClasses::checkRequest(const std::string& priorityClass, const std::s
   }
 }
 
-void UnknownClasses::checkFile(const brix::velmo::TaskFileName& name, const std::string& taskFile) {
+void UnknownClasses::checkFile(const TaskName& name, const std::string& taskFile) {
   const std::lock_guard<std::mutex> lock(m_mutex);
   const bool isChecked = m_checked.erase(taskFile) > 0;
   if (!isChecked && name.priority == kUnknownClassPriority) {

@@ -6,9 +6,9 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <velmo/velmo.hpp>
 
 #include "Installation.h"
-#include "TaskFileName.h"
 
 namespace velmo::standin {
 
@@ -25,7 +25,7 @@ class UnknownClasses {
   void checkRequest(const std::string& priorityClass, const std::string& taskFile);
 
   /// Warns if a task file has the priority of an unknown class.
-  void checkFile(const brix::velmo::TaskFileName& name, const std::string& taskFile);
+  void checkFile(const TaskName& name, const std::string& taskFile);
 
  private:
   std::mutex m_mutex;

@@ -23,7 +23,7 @@ class UnknownClassesTest : public testing::Test {
   }
 
   std::string reportsOfFile(const char* file) {
-    return reportsOf([&] { m_classes.checkFile(*brix::velmo::parseTaskFileName(file), file); });
+    return reportsOf([&] { m_classes.checkFile(*parseName(file), file); });
   }
 
   TemporaryDirectory m_directory;
