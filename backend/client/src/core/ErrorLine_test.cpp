@@ -29,12 +29,13 @@ struct Line {
   std::string_view format;
   ErrorTexts texts;
   int systemError = 0;
+  std::string_view remedy = {};
 };
 
 std::string written(const Line& line) {
   ErrorMessage message;
   std::memset(message, 0x55, sizeof message);
-  writeErrorLine(message, {line.prefix, line.format, ""}, line.texts, line.systemError);
+  writeErrorLine(message, {line.prefix, line.format, line.remedy}, line.texts, line.systemError);
   const std::size_t length = strnlen(message, sizeof message);
   EXPECT_LT(length, sizeof message) << "no NUL";
   return {message, length};
@@ -80,6 +81,16 @@ TEST(ErrorLineTest, ReasonOfAnUnknownNumberIsTheNumber) {
   EXPECT_EQ("f: Unknown error 4242", written({"", "f", {}, 4242}));
   EXPECT_EQ("f: Unknown error -2147483648", written({"", "f", {}, INT32_MIN}));
   EXPECT_EQ("f: Unknown error 41", written({"", "f", {}, 41}));
+}
+
+TEST(ErrorLineTest, RemedyFollowsTheReason) {
+  EXPECT_EQ("no f; make f", written({"", "no {1}", {"f"}, 0, "make {1}"}));
+  EXPECT_EQ("no f: Permission denied; make f", written({"", "no {1}", {"f"}, EACCES, "make {1}"}));
+}
+
+TEST(ErrorLineTest, RemedyIsNeverCut) {
+  EXPECT_EQ(times(482, 'a') + "..." + times(482, 'a') + ": File exists; delete it",
+            written({"", "{1}", {times(1000, 'a')}, EEXIST, "delete it"}));
 }
 
 TEST(ErrorLineTest, OnlyPrintableAsciiWithoutBackslashIsWrittenAsItIs) {

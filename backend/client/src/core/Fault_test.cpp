@@ -19,6 +19,7 @@
 namespace {
 
 using velmo::client::describe;
+using velmo::client::describeFinding;
 using velmo::client::Fault;
 using velmo::client::inDoubt;
 using velmo::client::Outcome;
@@ -40,6 +41,13 @@ velmo_error described(const Fault& fault) {
 
 std::string lineOf(const Fault& fault) {
   return described(fault).message;
+}
+
+std::string findingOf(const Fault& fault) {
+  velmo_error error;
+  std::memset(&error, 0x55, sizeof error);
+  describeFinding(fault, error);
+  return error.message;
 }
 
 bool isPrintable(std::string_view text) {
@@ -155,6 +163,40 @@ TEST(FaultTest, NameInDoubtIsNotReadFromAFailureThatIsNotInDoubt) {
   fault.doubt = "1_2";
   EXPECT_EQ(VELMO_OUT_OF_MEMORY, statusOf(fault));
   EXPECT_EQ("out of memory", lineOf(fault));
+}
+
+TEST(FaultTest, FindingEndsWithItsRemedy) {
+  const Fault fault{Problem::DirectoryMissing, "VAR", "/var", ENOENT};
+  EXPECT_EQ("the directory of VAR is missing: \"/var\": No such file or directory", lineOf(fault));
+  EXPECT_EQ(lineOf(fault) + "; create it, or correct the variable", findingOf(fault));
+}
+
+TEST(FaultTest, FindingOfAMistakeOfTheCallerAsksForAnotherCall) {
+  EXPECT_EQ("command is missing; correct the call",
+            findingOf(Fault{Problem::ArgumentMissing, "command"}));
+}
+
+TEST(FaultTest, FindingHasTheNumbersOfTheFailure) {
+  velmo_error error{};
+  describeFinding(Fault{Problem::DirectoryMissing, "VAR", "/var", ENOENT}, error);
+  EXPECT_EQ(VELMO_NOT_CONFIGURED, error.status);
+  EXPECT_EQ(VELMO_NOT_CONFIGURED, error.cause);
+  EXPECT_EQ(ENOENT, error.system_error);
+}
+
+TEST(FaultTest, NoSubjectCutsTheRemedyOfAnyProblem) {
+  const std::string longest(2000, 'x');
+  forEachProblem([&](Problem problem) {
+    const Fault fault{problem, "SUBJECT", "DETAIL", EXDEV};
+    const std::string finding = findingOf(fault);
+    const std::string remedy = finding.substr(lineOf(fault).size());
+    EXPECT_EQ(lineOf(fault) + remedy, finding);
+    EXPECT_TRUE(isPrintable(remedy)) << remedy;
+    EXPECT_LT(remedy.size(), 200U) << remedy;
+    EXPECT_EQ(std::string::npos, remedy.find_first_of("{}\\")) << remedy;
+    EXPECT_THAT(findingOf(Fault{problem, longest, longest, EXDEV}),
+                testing::EndsWith(": Invalid cross-device link" + remedy));
+  });
 }
 
 TEST(FaultTest, ErrorIsWrittenWhole) {

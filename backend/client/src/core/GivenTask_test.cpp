@@ -1,5 +1,6 @@
 #include "GivenTask.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -16,8 +17,11 @@
 namespace {
 
 using velmo::client::checkIdentifier;
+using velmo::client::Fault;
 using velmo::client::GivenTask;
 using velmo::client::isUtf8;
+using velmo::client::mistakesIn;
+using velmo::client::readTask;
 using velmo::client::Result;
 using velmo::client::takeTask;
 using velmo::client::textOf;
@@ -192,6 +196,42 @@ TEST(GivenTaskTest, FirstOfSeveralMistakesIsReported) {
     task.*field = "x";
   }
   EXPECT_EQ("OK", shownTask(task));
+}
+
+TEST(ReadTaskTest, OnlyTheSizeIsChecked) {
+  velmo_task task{sizeof task, nullptr, "a\nb", "/", "\n", "/", nullptr, "\n", 3};
+  const Result<GivenTask> given = readTask(&task);
+  ASSERT_TRUE(given.isOk());
+  EXPECT_EQ("", given.value().priorityClass);
+  EXPECT_EQ("a\nb", given.value().command);
+  EXPECT_EQ("0", given.value().subJob);
+  EXPECT_EQ(3, given.value().relativePriority);
+
+  task.size = 1;
+  EXPECT_EQ("INVALID_ARGUMENT: the size of velmo_task is 1: set it to the sizeof of the struct",
+            shown(readTask(&task).fault()));
+  EXPECT_EQ("INVALID_ARGUMENT: task is missing", shown(readTask(nullptr).fault()));
+}
+
+TEST(MistakesInTest, EveryMistakeIsReportedInTheOrderOfTheFields) {
+  const velmo_task task{sizeof task, nullptr, "\n", "a/b", "\n", "a/b", "\x01", "\n", 0};
+  std::vector<std::string> mistakes;
+  for (const Fault& mistake : mistakesIn(readTask(&task).value())) {
+    mistakes.push_back(shown(mistake));
+  }
+  EXPECT_THAT(mistakes, testing::ElementsAre(
+                            "INVALID_ARGUMENT: priority_class is missing",
+                            "INVALID_ARGUMENT: command contains a line feed",
+                            "INVALID_ARGUMENT: adjustment contains a line feed",
+                            "INVALID_ARGUMENT: information contains a line feed",
+                            "INVALID_ARGUMENT: type contains \"/\": \"a/b\"",
+                            "INVALID_ARGUMENT: job contains \"/\": \"a/b\"",
+                            "INVALID_ARGUMENT: sub_job contains a control character: \"\\x01\""));
+}
+
+TEST(MistakesInTest, TaskThatCanBeSubmittedHasNone) {
+  const velmo_task task = leastTask();
+  EXPECT_THAT(mistakesIn(readTask(&task).value()), testing::IsEmpty());
 }
 
 TEST(TextOfTest, NullIsEmpty) {
