@@ -71,7 +71,7 @@ class ConnectionTest : public testing::Test {
  protected:
   static constexpr int kLongMs = 20000;
   static constexpr int kShortMs = 200;
-  static constexpr int kToleranceMs = 150;
+  static constexpr int kToleranceMs = 2000;
 
   ~ConnectionTest() override {
     disconnect(0);
