@@ -101,7 +101,8 @@ TEST_P(QueueAllocationTest, TaskInDoubtNeverBecomesOneThatIsNotQueued) {
   });
   velmo_status status = VELMO_OK;
   const auto place = [&] {
-    status = statusOf(placeTaskFile(tmp, queue, name, contents, true).fault());
+    const Result<Placement> result = placeTaskFile(tmp, queue, name, contents, true);
+    status = result.isOk() ? VELMO_OK : statusOf(result.fault());
   };
   EXPECT_GT(runOutOfMemory(place, [this] { EXPECT_THAT(installation.queue(), IsEmpty()); }), 0);
   EXPECT_EQ(VELMO_IN_DOUBT, status);

@@ -283,14 +283,17 @@ TEST_F(DrawTaskIdTest, SemaphoreThatIsRemovedBeforeItIsTakenIsNotRunning) {
   }
 }
 
-TEST_F(DrawTaskIdTest, FailedReleaseIsAFailure) {
-  platform().semop.setFake([](int id, sembuf* operation, size_t count) {
+TEST_F(DrawTaskIdTest, FailedReleaseIsAFailureAndNotRepeated) {
+  int releases = 0;
+  platform().semop.setFake([&releases](int id, sembuf* operation, size_t count) {
+    releases += operation->sem_op > 0 ? 1 : 0;
     errno = EIDRM;
     return operation->sem_op > 0 ? -1 : platform().semop.real(id, operation, count);
   });
   EXPECT_EQ(
       "SYSTEM_ERROR: cannot release the semaphore with the key " + key() + ": Identifier removed",
       draw());
+  EXPECT_EQ(1, releases);
 }
 
 TEST_F(DrawTaskIdTest, FailureOfTheCounterComesBeforeThatOfTheRelease) {

@@ -205,6 +205,17 @@ TEST_F(TaskFileTest, MoveRefusesToReplaceInOneStep) {
   EXPECT_EQ("placed", place());
 }
 
+TEST_F(TaskFileTest, FileThatWasMovedIsNotRemovedFromTmp) {
+  platform().renameat2.setFake(
+      [this](int fromDirectory, const char* from, int toDirectory, const char* to, unsigned flags) {
+        const int result = platform().renameat2.real(fromDirectory, from, toDirectory, to, flags);
+        directory.writeFile("tmp/name", "another");
+        return result;
+      });
+  EXPECT_EQ("placed", place());
+  EXPECT_EQ("another", readFile(temporaryFile));
+}
+
 TEST_F(TaskFileTest, WhereThatIsNotSupportedTheFileIsMovedAfterALook) {
   for (const int error : {EINVAL, ENOSYS, EOPNOTSUPP}) {
     refuseExclusiveMoves(error);
