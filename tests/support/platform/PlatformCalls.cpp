@@ -136,6 +136,11 @@ int stat(const char* path, struct stat* status) noexcept {
   return platform().stat(path, status);
 }
 
+int statx(int directory, const char* path, int flags, unsigned mask,
+          struct statx* status) noexcept {
+  return platform().statx(directory, path, flags, mask, status);
+}
+
 int utime(const char* path, const utimbuf* times) noexcept {
   return platform().utime(path, times);
 }

@@ -72,6 +72,7 @@ struct PlatformCalls {
   PlatformCall<int(int, const char*, int, const char*, unsigned)> renameat2{"renameat2"};
   PlatformCall<int(const char*, int)> access{"access"};
   PlatformCall<int(const char*, struct stat*)> stat{"stat"};
+  PlatformCall<int(int, const char*, int, unsigned, struct statx*)> statx{"statx"};
   PlatformCall<int(const char*, const utimbuf*)> utime{"utime"};
 
   PlatformCall<void(const char*, int, int)> openlog{"openlog"};

@@ -23,10 +23,7 @@ void checkDirectory(const char* variable, const std::string& path, Use use, cons
   if (stat(path.c_str(), &status) != 0) {
     const int error = errno;
     const bool isMissing = error == ENOENT || error == ENOTDIR;
-    report({isMissing ? Problem::DirectoryMissing : Problem::DirectoryNotUsable,
-            variable,
-            path,
-            {},
+    report({isMissing ? Problem::DirectoryMissing : Problem::DirectoryNotUsable, variable, path,
             error});
     return;
   }

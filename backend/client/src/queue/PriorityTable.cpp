@@ -50,8 +50,10 @@ void PriorityTable::load(const Setting& setting) {
   const auto take = [this](const char* name, const char* value) {
     m_entries[name] = {leadingNumber(value), m_files.size()};
   };
-  m_files.push_back(
-      readProperties(directory.value() + "/priorities.cfg", Problem::PriorityFileUnreadable, take));
+  std::string path = directory.value() + "/priorities.cfg";
+  if (m_files.empty() || m_files.front().path != path) {
+    m_files.push_back(readProperties(std::move(path), Problem::PriorityFileUnreadable, take));
+  }
 }
 
 Result<int> PriorityTable::priorityOf(std::string_view className,
