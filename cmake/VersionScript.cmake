@@ -1,5 +1,5 @@
-# Writes the linker's version script, with one node, from the list of exported names. All other names are local, even
-# those that have default visibility, such as templates of the standard library.
+# Writes the linker's version script, with one node, from the list of exported names. All other names are
+# local, even those that have default visibility, such as templates of the standard library.
 function(velmo_version_script names script node)
   set(string "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >")
   if(CMAKE_SIZEOF_VOID_P EQUAL 8)
@@ -26,4 +26,12 @@ function(velmo_version_script names script node)
   file(CONFIGURE OUTPUT ${script} @ONLY CONTENT
     "@node@ {\n  global:\n@c_names@@cxx_names@  local:\n    *;\n};\n")
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${names})
+endfunction()
+
+# velmo_limit_exports(LIBRARY NAMES NODE): the library exports the names of the list, with this version.
+function(velmo_limit_exports library names node)
+  set(script ${CMAKE_CURRENT_BINARY_DIR}/${library}.map)
+  velmo_version_script(${names} ${script} ${node})
+  target_link_options(${library} PRIVATE LINKER:--version-script=${script})
+  set_property(TARGET ${library} APPEND PROPERTY LINK_DEPENDS ${script})
 endfunction()

@@ -18,6 +18,7 @@ def tidy(code):
     """A declaration in the style of the headers."""
     code = re.sub(r'\s*([&*]+)\s*(?=\w)', r'\1 ', code)
     code = re.sub(r'\s+([&*]+)', r'\1', code)
+    code = re.sub(r'(\w)=(\w|{)', r'\1 = \2', code)
     code = code.replace('< ', '<').replace(' >', '>').replace(',...', ', ...')
     return re.sub(r'\)=(\w+)$', r') = \1', code)
 
@@ -31,7 +32,9 @@ def declaration(member):
     if member.get('kind') == 'variable':
         owner = 'static ' if member.get('static') == 'yes' else ''
         return f'{owner}{tidy(definition)} {text_of(member, "initializer")}'.rstrip()
-    return tidy(definition + text_of(member, 'argsstring'))
+    parameters = [text_of(one, 'type') for one in member.findall('templateparamlist/param')]
+    template = f'template <{", ".join(parameters)}> ' if parameters else ''
+    return template + tidy(definition + text_of(member, 'argsstring'))
 
 
 def wrapped(code, indent):
@@ -59,6 +62,10 @@ def members_of(compound):
     return sorted(members, key=lambda member: int(member.find('location').get('line')))
 
 
+def within(scope, lines):
+    return [f'namespace {scope} {{', '', *lines, '', '}'] if scope else lines
+
+
 def class_synopsis(compound):
     scope, _, name = text_of(compound, 'compoundname').rpartition('::')
     kind = compound.get('kind')
@@ -72,14 +79,16 @@ def class_synopsis(compound):
             lines += ['', f' {access}:'] if lines[1:] else [f' {access}:']
         lines += wrapped(declaration(member), 2)
     lines.append('};')
-    return [f'namespace {scope} {{', '', *lines, '', '}'] if scope else lines
+    return within(scope, lines)
 
 
 def global_synopsis(member):
+    scope = text_of(member, 'qualifiedname').rpartition('::')[0]
     if member.get('kind') == 'enum':
-        values = [f'  {text_of(value, "name")} {text_of(value, "initializer")},'
+        kind = 'enum class' if member.get('strong') == 'yes' else 'enum'
+        head = f'{kind} {text_of(member, "name")} : {text_of(member, "type")}'.removesuffix(' : ')
+        values = [f'  {text_of(value, "name")} {text_of(value, "initializer")}'.rstrip() + ','
                   for value in member.iter('enumvalue')]
-        strong = 'class ' if member.get('strong') == 'yes' else ''
-        return [f'enum {strong}{text_of(member, "name")} : {text_of(member, "type")} {{', *values, '};']
+        return within(scope, [f'{head} {{', *values, '};'])
     storage = 'extern ' if member.get('kind') == 'variable' else ''
-    return wrapped(storage + declaration(member), 0)
+    return within(scope, wrapped(storage + declaration(member), 0))

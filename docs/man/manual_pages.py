@@ -36,13 +36,12 @@ def read_compounds(doxygen, doxyfile, headers):
 
 
 def has_globals(compound):
-    """Doxygen lists the members of an inline namespace with those of the namespace around it."""
     return compound.get('kind') == 'file' or text_of(compound, 'compoundname') == 'velmo'
 
 
 def page_name(name):
     """Names of velmo.hpp keep their namespace: it has a class Error."""
-    return name.replace('::v1::', '::') if name.startswith('velmo::') else unscoped(name)
+    return name if name.startswith('velmo::') else unscoped(name)
 
 
 class Page:

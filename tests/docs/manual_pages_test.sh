@@ -27,9 +27,17 @@ man=$(dirname "$(find "$directory/root" -type d -name man3)")
 word='([A-Za-z][A-Za-z_]*)'
 {
   find "$pages" -name '*.[1-9]' -printf '%f\n'
-  sed -nE "s/^(class|struct|enum) (VELMO_EXPORT )?$word( :.*)? \{\$/\3.3/p
-           s/^VELMO_EXPORT [^(]*[ *]$word\(.*/\1.3/p
-           s/^extern VELMO_EXPORT [^;(]* $word;.*/\1.3/p" "$@"
+  for header; do
+    case $header in
+    *.hpp) scope=velmo:: ;;
+    *) scope= ;;
+    esac
+    sed '/@cond/,/@endcond/d' "$header" |
+      sed -nE "s/^(class|struct|enum|enum class) (VELMO_[A-Z]+ )?$word( :.*)? \{\$/$scope\3.3/p
+               s/^(VELMO_[A-Z]+|inline) [^(]*[ *]$word\(.*/$scope\2.3/p
+               s/^extern VELMO_EXPORT [^;(]* $word;.*/\1.3/p
+               s/^typedef [^(]* $word[ ;(].*/\1.3/p"
+  done
 } | sort >"$directory/expected"
 cd "$man"
 for page in man*/*; do

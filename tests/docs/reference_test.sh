@@ -49,10 +49,11 @@ for words in 'bare.h.* Member unlock() .* is not documented' \
 done
 
 echo '== every public header has its page =='
-for header in "$headers"/*.h; do
-  name=$(basename "$header" .h)
-  if [ "$name" != velmo.pb ] && [ ! -f "$directory/first/html/${name}_8h.html" ]; then
-    fail "no page: $name.h"
+for header in "$headers"/*.h "$headers"/*.hpp; do
+  name=$(basename "$header")
+  page=${name%.*}_8${name##*.}.html
+  if [ "$name" != velmo.pb.h ] && [ ! -f "$directory/first/html/$page" ]; then
+    fail "no page: $name"
   fi
 done
 

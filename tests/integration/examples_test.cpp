@@ -1,23 +1,19 @@
-// If something is missing, each example names it, exits with 1 and leaves no file behind.
+// If something is missing, each example of libvelmo names it, exits with 1 and leaves no file
+// behind.
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "ClientProcess.h"
-#include "ScriptedPeer.h"
-#include "TemporaryDirectory.h"
+#include "ExamplesTest.h"
 #include "WireMessages.h"
 
 namespace {
 
 using velmo::test::ClientOutcome;
 using velmo::test::envelopeOf;
+using velmo::test::ExamplesTest;
 using velmo::test::exists;
 using velmo::test::frame;
 using velmo::test::kBinary;
@@ -25,77 +21,20 @@ using velmo::test::kFinal;
 using velmo::test::namesIn;
 using velmo::test::PeerConnection;
 using velmo::test::PeerScript;
-using velmo::test::runAgainst;
-using velmo::test::Tell;
-using velmo::test::TemporaryDirectory;
-
-using Variables = std::map<std::string, std::string>;
-
-// Runs in the child, with exactly these variables as environment. Standard output goes to standard
-// error.
-[[noreturn]] void become(const std::string& program, const Variables& variables,
-                         const std::string& directory) {
-  clearenv();
-  // The example leaks a client with a broken connection on purpose.
-  setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
-  for (const auto& [name, value] : variables) {
-    setenv(name.c_str(), value.c_str(), 1);
-  }
-  dup2(STDERR_FILENO, STDOUT_FILENO);
-  if (chdir(directory.c_str()) == 0) {
-    execl(program.c_str(), program.c_str(), nullptr);
-  }
-  _exit(99);
-}
-
-class ExamplesTest : public testing::Test {
- protected:
-  ClientOutcome run(const std::string& program, const Variables& variables) const {
-    return runAgainst({}, [&](unsigned short /*port*/, const Tell& /*tell*/) {
-      become(program, variables, directory.path().string());
-    });
-  }
-
-  const TemporaryDirectory directory;
-};
 
 // --- submit_by_message ---
 
 class SubmitByMessageTest : public ExamplesTest {
  protected:
-  // Runs the example with this modules.xml against peers that follow these scripts; returns its
-  // output and its end. PORT in the file becomes the port of the peer. In the result, DIR stands
-  // for the directory and PORT for the port.
   std::string outcomeWith(const std::string& modules, const std::vector<PeerScript>& scripts) {
-    const ClientOutcome outcome = runAgainst(scripts, [&](unsigned short number, const Tell& tell) {
-      tell(std::to_string(number));
-      directory.writeFile("modules.xml", replaced(modules, "PORT", std::to_string(number)));
-      become(SUBMIT_BY_MESSAGE_PROGRAM, {{"VELMO_MODULES_XML", path}}, directory.path().string());
-    });
-    EXPECT_EQ("", outcome.peer);
-    const std::string port = outcome.report.substr(0, outcome.report.find(';'));
-    const std::string text = replaced(outcome.errors, directory.path().string(), "DIR");
-    return replaced(text, ":" + port, ":PORT") + outcome.end;
+    return ExamplesTest::outcomeWith(SUBMIT_BY_MESSAGE_PROGRAM, modules, scripts);
   }
-
-  static std::string replaced(std::string text, const std::string& what, const std::string& by) {
-    for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size()) {
-      text.replace(at, what.size(), by);
-    }
-    return text;
-  }
-
-  static std::string systemAt(const std::string& port) {
-    return "<system><machine hostname='127.0.0.1'><host websocket-port='" + port +
-           "'><module name='velmo'/></host></machine></system>";
-  }
-
-  const std::string path = directory.path("modules.xml");
 };
 
 TEST_F(SubmitByMessageTest, MissingFileIsNamedWithTheSystemsReason) {
-  const ClientOutcome outcome = run(SUBMIT_BY_MESSAGE_PROGRAM, {{"VELMO_MODULES_XML", path}});
-  EXPECT_EQ("cannot read " + path + ": No such file or directory\n", outcome.errors);
+  const ClientOutcome outcome =
+      run(SUBMIT_BY_MESSAGE_PROGRAM, {{"VELMO_MODULES_XML", modulesFile}});
+  EXPECT_EQ("cannot read " + modulesFile + ": No such file or directory\n", outcome.errors);
   EXPECT_EQ("exit 1", outcome.end);
 }
 

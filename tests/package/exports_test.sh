@@ -1,9 +1,10 @@
 #!/bin/sh
-# The library exports exactly the names of the list, with the version VELMO_1.
-# usage: exports_test.sh LIBRARY LIST
+# A library exports exactly the names of the list, with the version NODE.
+# usage: exports_test.sh LIBRARY LIST NODE
 set -eu
 library=$1
 list=$2
+node=$3
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
 trap 'exit 1' HUP INT TERM
@@ -11,13 +12,13 @@ export LC_ALL=C
 
 # nm prints "address kind name@@version". The version itself is an absolute symbol.
 nm -DC --defined-only --with-symbol-versions "$library" | sed -E 's/^[0-9a-f]+ . //' |
-  grep -vx 'VELMO_1' >"$directory/versioned"
-if grep -v '@@VELMO_1$' "$directory/versioned"; then
-  echo 'exported without the version VELMO_1'
+  grep -vx "$node" >"$directory/versioned"
+if grep -v "@@$node\$" "$directory/versioned"; then
+  echo "exported without the version $node"
   exit 1
 fi
 long='std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >'
-sed "s/@@VELMO_1\$//; s/$long/std::string/g" "$directory/versioned" | sort -u >"$directory/exported"
+sed "s/@@$node\$//; s/$long/std::string/g" "$directory/versioned" | sort -u >"$directory/exported"
 size_t='unsigned long'
 [ "$(getconf LONG_BIT)" = 64 ] || size_t='unsigned int'
 grep -v '^#' "$list" | grep . | sed "s/std::size_t/$size_t/g" | sort >"$directory/listed"
@@ -38,10 +39,11 @@ if sed 's/(.*//' "$directory/exported" | grep -E '(std|Poco|google|__gnu_cxx)::'
   status=1
 fi
 
-# The three functions with C names, and the number of names.
-for name in createTaskFile createChildTask generateJobID; do
-  if ! nm -D --defined-only "$library" | grep -q " T $name@@VELMO_1\$"; then
-    echo "no C function $name"
+# Names without parameters are names of C: functions, and global variables.
+nm -D --defined-only "$library" >"$directory/symbols"
+for name in $(grep -xE '[A-Za-z0-9_]+' "$directory/listed"); do
+  if ! grep -q " [BDRT] $name@@$node\$" "$directory/symbols"; then
+    echo "no symbol $name"
     status=1
   fi
 done

@@ -28,6 +28,12 @@ expect 'without Protocol Buffers' 'Not found: Protobuf 3.21.
 On Debian: apt install libprotobuf-dev' "$(configured_with -DCMAKE_DISABLE_FIND_PACKAGE_Protobuf=ON)"
 expect 'without protoc' 'Not found: protoc, the compiler of Protocol Buffers.
 On Debian: apt install protobuf-compiler' "$(configured_with -DProtobuf_PROTOC_EXECUTABLE=)"
+expect 'without expat' 'Not found: EXPAT.
+On Debian: apt install libexpat1-dev' "$(configured_with -DCMAKE_DISABLE_FIND_PACKAGE_EXPAT=ON)"
+expect 'without nettle' 'Not found: nettle.
+On Debian: apt install nettle-dev' "$(configured_with -Dnettle_LIBRARY=)"
+expect 'without wslay' 'Not found: wslay.
+On Debian: apt install libwslay-dev' "$(configured_with -Dwslay_LIBRARY=)"
 expect 'without a package of the tools' 'Not found: CLI11.
 On Debian: apt install libcli11-dev
 Or do without: cmake -DVELMO_BUILD_TOOLS=OFF ...' \

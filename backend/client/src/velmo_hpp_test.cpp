@@ -105,6 +105,22 @@ TEST_F(VelmoHppTest, DoubtIsThrownEvenWithoutMemory) {
   EXPECT_TRUE(isInDoubt);
 }
 
+TEST_F(VelmoHppTest, DoubtHasTheNameOfTheTaskThatTheCallHasWritten) {
+  const std::string wanted(255, 'n');
+  library.submit = [&](auto, auto, auto, auto, char* name, velmo_error* error) {
+    std::strcpy(name, wanted.c_str());
+    return failing(VELMO_IN_DOUBT, error);
+  };
+  std::string found;
+  try {
+    submit();
+  } catch (const InDoubt& doubt) {
+    found = doubt.taskName();
+  }
+  EXPECT_EQ(wanted, found);
+  EXPECT_STREQ("", InDoubt(velmo_error{}).taskName());
+}
+
 TEST_F(VelmoHppTest, StatusTextAndVersionAreTheLibrarys) {
   EXPECT_STREQ("out of memory", velmo::statusText(Status::outOfMemory));
   EXPECT_STREQ("7.8.9", velmo::version());

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Builds a project that contains the source tree. The project gets the library, but no tools, tests or
+# Builds a project that contains the source tree. The project gets the libraries, but no tools, tests or
 # benchmarks, and no warning options, language standard or settings.
 # usage: add_subdirectory_test.sh SOURCE_DIR COMPILER GENERATOR
 set -eu
@@ -15,12 +15,15 @@ build=$directory/build
 quietly cmake -S "$here" -B "$build" -G "$generator" -DVELMO="$source_dir" \
   -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS=
 
-expect 'options that the parent is compiled with' "-I$build/velmo/backend/include -std=gnu++20" \
-  "$(sed -n 's/.*"command": "\(.*parent\.cpp\)".*/\1/p' "$build/compile_commands.json" |
-    grep -oE ' -[^oc ][^ ]*' | tr -d '\n' | cut -c 2-)"
+for program in parent client; do
+  expect "options that $program is compiled with" "-I$build/velmo/backend/include -std=gnu++20" \
+    "$(sed -n "s/.*\"command\": \"\(.*\/$program\.cpp\)\".*/\1/p" "$build/compile_commands.json" |
+      grep -oE ' -[^oc ][^ ]*' | tr -d '\n' | cut -c 2-)"
+done
 
 quietly cmake --build "$build" --verbose --parallel 2
 expect 'tests' '  Test #1: parent.runs
+  Test #2: client.runs
 
-Total Tests: 1' "$(cd "$build" && ctest -N | sed 1d)"
+Total Tests: 2' "$(cd "$build" && ctest -N | sed 1d)"
 (cd "$build" && ctest --output-on-failure)
