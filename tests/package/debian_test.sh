@@ -26,7 +26,8 @@ mount -t tmpfs -o mode=755 root "$directory"
 # The packages, and the parts of the tree that they are compared with.
 given=$directory/given
 mkdir -p "$given/packages" "$given/backend" "$given/docs" "$given/tests/integration"
-for package in libvelmo1 libvelmo-dev velmo-tools libvelmo-doc; do
+for package in libvelmo1 libvelmo-dev libvelmo-client1 libvelmo-client-dev python3-velmo velmo-tools \
+  libvelmo-doc; do
   cp -t "$given/packages" "$packages/${package}_${version}_"*.deb
 done
 cp -t "$given" "$tree/VERSION" "$tree/README.md"

@@ -17,6 +17,7 @@ class Peer:
     def __init__(self, action: Action, answer: bytes | None = None) -> None:
         """answer -- to the request for a WebSocket; default: one is offered"""
         self._listener = socket.create_server(("127.0.0.1", 0))
+        self._listener.settimeout(20)
         self._answer = answer
         self._action = action
         self.port: int = self._listener.getsockname()[1]

@@ -150,7 +150,7 @@ def test_missing_reply_is_in_doubt() -> None:
 
     def ignore(peer: socket.socket) -> None:
         read_request(peer)
-        done.wait()
+        done.wait(20)
 
     with Peer(ignore) as peer, velmo.Connection("127.0.0.1", peer.port, timeout=5) as connection:
         error = failure_of_send(connection, timeout=0.05)
@@ -180,7 +180,7 @@ def test_call_during_a_call_of_another_thread_is_refused() -> None:
     def wait(peer: socket.socket) -> None:
         read_request(peer)
         asked.set()
-        done.wait()
+        done.wait(20)
 
     with Peer(wait) as peer, velmo.Connection("127.0.0.1", peer.port, timeout=5) as connection:
         errors: list[velmo.Error] = []

@@ -71,7 +71,7 @@ def compiled(tmp_path_factory: pytest.TempPathFactory) -> dict[str, int]:
     )
     program = directory / "layout"
     compiler = os.environ["VELMO_C_COMPILER"]
-    subprocess.run([compiler, "-std=c99", "-o", program, source], check=True)
+    subprocess.run([compiler, "-x", "c", "-std=c99", "-o", program, source], check=True)
     # A preloaded library is for this process only.
     environment = {name: value for name, value in os.environ.items() if name != "LD_PRELOAD"}
     output = subprocess.run([program], stdout=subprocess.PIPE, check=True, env=environment).stdout

@@ -7,6 +7,8 @@ import sys
 import textwrap
 from pathlib import Path
 
+import pytest
+
 import velmo
 
 TREE = Path(__file__).parents[3]
@@ -30,20 +32,21 @@ def test_first_program_of_the_page(installation: velmo.Installation) -> None:
     assert output.splitlines() == installation.list()
 
 
-def test_example_submits_its_tasks(installation: velmo.Installation) -> None:
-    output, errors, status = run(EXAMPLE)
+@pytest.mark.parametrize("how", ["by file", "by message"])
+def test_example_submits_its_tasks(how: str, installation: velmo.Installation) -> None:
+    output, errors, status = run(EXAMPLE, *["--message"] * (how == "by message"))
     assert (errors, status) == ("", 0)
-    job, *queued = output.splitlines()
-    names = dict(line.removeprefix("queued: ").split(", ") for line in queued)
-    assert [names[task] for task in ("notify", "collect", "print")] == installation.list()
+    assert sorted(output.replace("queued ", "").splitlines()) == installation.list()
     parts = [velmo.parse_name(name) for name in installation.list()]
-    assert [part and part.sub_job for part in parts] == ["0", "0_report", "1_report_print"]
-    assert {part and part.job for part in parts} == {job.removeprefix("job ")}
+    assert sorted(part.sub_job for part in parts if part) == ["0", "0_report", "1_report_print"]
+    assert len({part.job for part in parts if part}) == 1
 
 
 def test_example_says_what_is_missing(installation: velmo.Installation) -> None:
-    output, errors, status = run(EXAMPLE, LOCK_VAR="")
-    assert (output, status) == ("", 1)
-    assert any(line.startswith("found: LOCK_VAR is not set") for line in errors.splitlines())
-    assert errors.splitlines()[-1] == "not queued: LOCK_VAR is not set"
+    assert run(EXAMPLE, LOCK_VAR="") == ("", "not queued: LOCK_VAR is not set\n", 2)
+    assert run(EXAMPLE, "--message", VELMO_MODULES_XML="/none") == (
+        "",
+        'not queued: cannot read "/none": No such file or directory\n',
+        2,
+    )
     assert installation.list() == []

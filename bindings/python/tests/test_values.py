@@ -255,6 +255,11 @@ def test_the_library_refuses_the_rest(installation: velmo.Installation) -> None:
     )
 
 
+def test_text_of_another_type_is_a_type_error(installation: velmo.Installation) -> None:
+    with pytest.raises(TypeError, match="^command must be a str, not int$"):
+        installation.submit(5, priority_class="Normal", timeout=0)  # type: ignore[arg-type]
+
+
 # --- names ---
 
 

@@ -22,8 +22,9 @@ Ctrl-C interrupts a call that waits. The KeyboardInterrupt is raised when the ca
 from ._errors import Completed, Error, InDoubt, Status
 from ._library import version
 from .connection import Connection, find_service
-from .installation import Installation, Job, Settings
+from .installation import Installation, Job
 from .names import TaskName, child_sub_job, parse_name
+from .settings import Settings
 
 __all__ = [
     "Completed",

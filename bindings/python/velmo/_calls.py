@@ -60,6 +60,8 @@ def encoded(name: str, text: str | bytes | None) -> bytes | None:
             text = text.encode("utf-8", "surrogateescape")
         except UnicodeEncodeError:
             raise invalid(f"{name} cannot be encoded as UTF-8") from None
+    elif not isinstance(text, bytes | None):
+        raise TypeError(f"{name} must be a str, not {type(text).__name__}")
     return _without_nul(name, text)
 
 

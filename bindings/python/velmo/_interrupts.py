@@ -55,7 +55,7 @@ def interruptible(call: Callable[[], T], stop: ctypes.c_int) -> T:
             raise work.failure
         return work.result
     finally:
-        del work, interruption  # The traceback refers to this frame, and would be a cycle with them.
+        del work, interruption  # They refer to their traceback, and that to this frame: a cycle.
 
 
 def _start(work: "_Work[T]") -> None:

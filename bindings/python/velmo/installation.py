@@ -2,10 +2,9 @@
 
 import ctypes
 import os
-from collections.abc import Callable
-from dataclasses import dataclass, fields
+from dataclasses import dataclass
 from types import TracebackType
-from typing import Self, TypeVar
+from typing import Self
 
 from ._calls import (
     StrPath,
@@ -16,52 +15,14 @@ from ._calls import (
     encoded_path,
     error_of,
     integer,
-    invalid,
     milliseconds,
     sized,
     task_of,
 )
 from ._errors import Error, Status
-from ._interrupts import in_main_thread, interruptible
-from ._library import DURABLE, ErrorStruct, FindingFunction, JobStruct, SettingsStruct, library
-
-T = TypeVar("T")
-
-
-@dataclass(frozen=True, kw_only=True)
-class Settings:
-    """An installation: what the variables of the environment with these names hold.
-
-    Directories are absolute paths. Anything missing or unusable is reported by the call that needs
-    it.
-    """
-
-    var: StrPath | None = None
-    """The queue is the subdirectory "taskqueue"."""
-    tmp: StrPath | None = None
-    """Where task files are written, on the mount of the queue."""
-    data: StrPath | None = None
-    """The job counter is the file "velmo/jobid". For new jobs only."""
-    lock_var: StrPath | None = None
-    """The lock file of the job counter is here. For new jobs only."""
-    velmo_home: StrPath | None = None
-    """Has a file "priorities.cfg"."""
-    conf: StrPath | None = None
-    """Has another "priorities.cfg", whose numbers win, and "serverid.cfg"."""
-    shared_velmo_taskid: str | None = None
-    """The key of the task counter, decimal, not 0."""
-    semaphore_velmo_taskid: str | None = None
-    """The key of the counter's semaphore, decimal, not 0."""
-
-    @classmethod
-    def from_environment(cls) -> Self:
-        """What the environment holds now. A variable that is not set becomes None."""
-        struct = SettingsStruct(size=ctypes.sizeof(SettingsStruct))
-        status = Status(library.velmo_settings_from_environment(ctypes.byref(struct)))
-        if status != Status.OK:
-            raise Error(status.text, status)
-        texts = {field.name: getattr(struct, field.name) for field in fields(cls)}
-        return cls(**{name: os.fsdecode(text) for name, text in texts.items() if text is not None})
+from ._handles import Handles
+from ._library import DURABLE, ErrorStruct, FindingFunction, JobStruct, library
+from .settings import Settings
 
 
 @dataclass(frozen=True)
@@ -79,24 +40,6 @@ class Job:
     """Whether this call made the job."""
 
 
-class _Handle:
-    """A handle of the library, closed with the last reference: every call in it has one."""
-
-    _close = library.velmo_close
-    pointer = ctypes.c_void_p()  # null, if a signal handler interrupts __init__
-
-    def __init__(self, settings: Settings) -> None:
-        self.pointer = ctypes.c_void_p()
-        self.stop = ctypes.c_int()
-        struct = SettingsStruct(size=ctypes.sizeof(SettingsStruct), stop=ctypes.pointer(self.stop))
-        for field in fields(settings):
-            setattr(struct, field.name, encoded_path(field.name, getattr(settings, field.name)))
-        call(library.velmo_open, ctypes.byref(struct), ctypes.byref(self.pointer))
-
-    def __del__(self) -> None:
-        self._close(self.pointer)
-
-
 class Installation:
     """The queue of this machine, and the counters that name its tasks and jobs.
 
@@ -109,16 +52,11 @@ class Installation:
 
         settings -- None: those of the environment
         """
-        self._settings = settings or Settings.from_environment()
-        self._shared: _Handle | None = _Handle(self._settings)
-        # A stop flag belongs to a handle, and must not end the waits of other threads. So the main
-        # thread has a handle of its own, and another one for a call from within a signal handler.
-        self._idle = [_Handle(self._settings)]
+        self._handles = Handles(settings or Settings.from_environment())
 
     def close(self) -> None:
         """Closes the installation. Calls that other threads are in are not affected."""
-        self._shared = None
-        self._idle.clear()
+        self._handles.close()
 
     def __enter__(self) -> Self:
         return self
@@ -168,7 +106,7 @@ class Installation:
             command, priority_class, type, adjustment, job, sub_job, information, relative_priority
         )
         waits = milliseconds(timeout), _flags(durable)
-        return self._wait(
+        return self._handles.run(
             lambda handle: call_for_name(library.velmo_submit, handle, ctypes.byref(task), *waits)
         )
 
@@ -181,7 +119,9 @@ class Installation:
         Raises Error: INVALID_ARGUMENT, NOT_CONFIGURED, TIMED_OUT, SYSTEM_ERROR or OUT_OF_MEMORY.
         """
         waits = milliseconds(timeout), _flags(durable)
-        return self._wait(lambda handle: call_for_name(library.velmo_new_job, handle, *waits))
+        return self._handles.run(
+            lambda handle: call_for_name(library.velmo_new_job, handle, *waits)
+        )
 
     def find_job(
         self,
@@ -225,7 +165,7 @@ class Installation:
                 is_new=bool(job.is_new),
             )
 
-        return self._wait(find)
+        return self._handles.run(find)
 
     def check(
         self,
@@ -261,7 +201,7 @@ class Installation:
 
         # The call does not wait. But ctypes would ignore what a signal handler raises in the
         # function `add`; in the helper thread no handler runs.
-        return self._wait(find)
+        return self._handles.run(find)
 
     def list(self) -> "list[str]":
         """The names of the tasks in the queue, in the order in which the service takes them.
@@ -270,7 +210,7 @@ class Installation:
 
         Raises Error: NOT_CONFIGURED, SYSTEM_ERROR or OUT_OF_MEMORY.
         """
-        handle = self._handle()
+        handle = self._handles.shared()
         listing = ctypes.c_void_p()
         try:
             call(library.velmo_list, handle.pointer, ctypes.byref(listing))
@@ -286,7 +226,7 @@ class Installation:
 
         Raises Error: INVALID_ARGUMENT, NOT_CONFIGURED, SYSTEM_ERROR or OUT_OF_MEMORY.
         """
-        handle = self._handle()
+        handle = self._handles.shared()
         try:
             call(library.velmo_cancel, handle.pointer, encoded("name", name))
         except Error as error:
@@ -298,28 +238,9 @@ class Installation:
     @property
     def queue_directory(self) -> str | None:
         """The directory of the queue, None if `var` is not set."""
-        handle = self._handle()
+        handle = self._handles.shared()
         path = library.velmo_queue_directory(handle.pointer)
         return None if path is None else os.fsdecode(path)
-
-    def _handle(self) -> _Handle:
-        if self._shared is None:
-            raise invalid("the installation is closed")
-        return self._shared
-
-    def _wait(self, call: Callable[[ctypes.c_void_p], T]) -> T:
-        shared = self._handle()
-        if not in_main_thread():
-            return call(shared.pointer)
-        handle = self._idle.pop() if self._idle else _Handle(self._settings)
-
-        def work() -> T:
-            try:
-                return call(handle.pointer)
-            finally:
-                self._idle.append(handle)
-
-        return interruptible(work, handle.stop)
 
 
 def _flags(durable: bool) -> int:

@@ -6,7 +6,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 tree=$(cd "$here/../../.." && pwd)
 tests=$tree/tests/package
 export LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive
-names='libvelmo1 libvelmo-dev velmo-tools libvelmo-doc'
+names='libvelmo1 libvelmo-dev libvelmo-client1 libvelmo-client-dev python3-velmo velmo-tools libvelmo-doc'
 version=$(cat "$tree/VERSION")
 library_dir=/usr/lib/$(gcc -print-multiarch)
 library=$library_dir/libvelmo.so.1
@@ -27,9 +27,12 @@ step 'apt installs them, with what they depend on'
 quietly apt-get -q -y --no-install-recommends install "$tree"/packages/*.deb
 # shellcheck disable=SC2086 # a list of words
 dpkg-query -W -f='${db:Status-Status} ${Package} ${Version}\n' $names | sort >"$directory/state"
-expect 'state' "installed libvelmo-dev $version
+expect 'state' "installed libvelmo-client-dev $version
+installed libvelmo-client1 $version
+installed libvelmo-dev $version
 installed libvelmo-doc $version
 installed libvelmo1 $version
+installed python3-velmo $version
 installed velmo-tools $version" "$(cat "$directory/state")"
 # shellcheck disable=SC2086 # a list of words
 dpkg-query -L $names | while read -r path; do
@@ -89,6 +92,13 @@ step 'the examples, under the stand-in'
 for example in job_registry submit_by_file submit_by_message; do
   build "/usr/share/doc/libvelmo-dev/examples/$example.cpp" "$directory/$example"
   quietly "$standin" --port 0 -- "$directory/$example"
+done
+
+step 'the example in Python, under the stand-in'
+for how in '' --message; do
+  # shellcheck disable=SC2086 # no word, or one
+  quietly "$standin" --port 0 --fail-on-task -- \
+    python3 /usr/share/doc/python3-velmo/examples/submit_from_python.py $how
 done
 
 step 'the library calls the platform functions that a program defines'
