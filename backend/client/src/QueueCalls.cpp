@@ -27,6 +27,7 @@ using velmo::client::jobInformation;
 using velmo::client::JobStore;
 using velmo::client::Outcome;
 using velmo::client::Problem;
+using velmo::client::readsBack;
 using velmo::client::Result;
 using velmo::client::runCall;
 using velmo::client::submitTask;
@@ -69,6 +70,16 @@ Outcome takeJob(const velmo_job* job, JobFileFields& fields) {
     return outcome;
   }
   return takeArray("name", job->name, fields.name);
+}
+
+// Takes a new job whose identifier reads back from a job file. Otherwise takes none.
+Result<std::string> drawStorableJob(const velmo_installation& installation, bool isDurable,
+                                    const Wait& wait) {
+  const Result<std::string> longest = installation.identity.longestJobId();
+  if (longest.isOk() && !readsBack("id", longest.value())) {
+    return installation.identity.unusable();
+  }
+  return drawJob(installation, isDurable, wait);
 }
 
 velmo_job jobOf(const FoundJob& found) {
@@ -138,7 +149,7 @@ velmo_status velmo_find_job(const velmo_installation* installation, const char* 
     }
     const Wait wait(timeout_ms, installation->settings.stop);
     const Result<FoundJob> found = store.find(wanted, isDurable(flags), wait, [&] {
-      return drawJob(*installation, isDurable(flags), wait);
+      return drawStorableJob(*installation, isDurable(flags), wait);
     });
     if (!found.isOk()) {
       return found.fault();

@@ -324,11 +324,23 @@ TEST_F(FindJobTest, NewJobIsFoundAgain) {
   EXPECT_STREQ("#1USE=u#1JNA=n", again.information);
 }
 
-TEST_F(FindJobTest, LongestUserAndNameFit) {
-  std::memset(job.user, 'u', 255);
-  std::memset(job.name, 'n', 255);
+TEST_F(FindJobTest, LongestUserAndNameReadBack) {
+  std::memset(job.user, 'u', 249);
+  std::memset(job.name, 'n', 249);
   ASSERT_EQ(VELMO_OK, find("key")) << error.message;
-  EXPECT_EQ("#1USE=" + std::string(255, 'u') + "#1JNA=" + std::string(255, 'n'), job.information);
+  job = {};
+  ASSERT_EQ(VELMO_OK, find("key")) << error.message;
+  EXPECT_EQ("#1USE=" + std::string(249, 'u') + "#1JNA=" + std::string(249, 'n'), job.information);
+  job.user[249] = 'u';
+  EXPECT_EQ(VELMO_INVALID_ARGUMENT, find("other"));
+}
+
+TEST_F(FindJobTest, IdentityThatWouldNotReadBackCostsNoJobNumber) {
+  place.writeServerIdentity("SELF_SERVER_ID=node=2\n");
+  place.writeJobCounter("16");
+  EXPECT_EQ(VELMO_NOT_CONFIGURED, find("key"));
+  EXPECT_THAT(error.message, HasSubstr("cannot be part of a job: \"node=2\""));
+  EXPECT_EQ("16", place.jobCounter());
 }
 
 TEST_F(FindJobTest, UserWithoutAnEndIsRefused) {

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstddef>
 #include <cstdlib>
 #include <ctime>
 #include <utility>
@@ -15,6 +14,7 @@
 #include "JobText.h"
 #include "LinePieces.h"
 #include "NewFile.h"
+#include "SignalBlock.h"
 
 namespace velmo::client {
 
@@ -22,9 +22,9 @@ namespace {
 
 using brix::velmo::JobFileFields;
 
-constexpr std::size_t kPieceSize = 256;   // JobManager reads lines in pieces of this size
 constexpr mode_t kJobFileMode = 0666;     // as JobManager makes them
 constexpr time_t kUnfinishedSeconds = 2;  // no process takes longer to write four lines
+constexpr int kUnfinishedMs = 2000;
 constexpr std::int64_t kPauseNs = 10'000'000;
 constexpr int kAttempts = 20;
 
@@ -79,10 +79,13 @@ JobStore::Look JobStore::look() const {
     if (file.error == ENOENT) {
       return {Look::State::Missing};
     }
-    return {Look::State::Failed, {}, Fault{Problem::JobFileNotRead, m_path, {}, file.error}};
+    return {Look::State::Failed,
+            {},
+            file.error == 0 ? Fault{Problem::FileNotRegular, m_path}
+                            : Fault{Problem::JobFileNotRead, m_path, {}, file.error}};
   }
   brix::velmo::JobFileScanner scanner;
-  LinePieces lines(file.descriptor, kPieceSize);
+  LinePieces lines(file.descriptor, kJobFilePieceSize);
   while (const char* line = lines.next()) {
     scanner.scanLine(line);
   }
@@ -114,13 +117,40 @@ Outcome JobStore::waitForWriter(const Wait& wait) const {
   return std::nullopt;
 }
 
+JobStore::Look JobStore::lookWhenFinished(const Wait& wait) const {
+  const Wait patience(kUnfinishedMs, nullptr);  // with a file that is changed again and again
+  for (;;) {
+    Look found = look();
+    if (found.state != Look::State::Unfinished) {
+      return found;
+    }
+    if (patience.isOver()) {
+      return {Look::State::Failed, {}, Fault{Problem::JobFileWithoutId, m_path}};
+    }
+    if (Outcome outcome = waitForWriter(wait)) {
+      return {Look::State::Failed, {}, std::move(outcome)};
+    }
+  }
+}
+
 Fault JobStore::notWritten(const std::string& path, int error) const {
   const bool isMissing = error == ENOENT || error == ENOTDIR;
   return isMissing ? Fault{Problem::DirectoryMissing, "the job files", m_directory, error}
                    : Fault{Problem::JobFileNotWritten, path, {}, error};
 }
 
+// Before a number is taken for nothing.
+Outcome JobStore::checkDirectory() const {
+  if (faccessat(AT_FDCWD, m_directory.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
+    return notWritten(m_path, errno);
+  }
+  return std::nullopt;
+}
+
+// Signals are blocked: one that ended the process would leave the file behind that is written
+// aside.
 Outcome JobStore::create(const JobFileFields& job, bool isDurable, bool& isFirst) const {
+  const SignalBlock signals;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     // Removed at the end of the round, also when it has been linked.
     NewFile file(m_directory + "/" + temporaryName(attempt));
@@ -149,8 +179,8 @@ Outcome JobStore::create(const JobFileFields& job, bool isDurable, bool& isFirst
 Result<FoundJob> JobStore::find(const JobFileFields& wanted, bool isDurable, const Wait& wait,
                                 const DrawJob& draw) const {
   std::optional<JobFileFields> made;
-  for (int attempt = 0; attempt < kAttempts;) {
-    Look found = look();
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    Look found = lookWhenFinished(wait);
     if (found.state == Look::State::Failed) {
       return std::move(*found.fault);
     }
@@ -160,13 +190,10 @@ Result<FoundJob> JobStore::find(const JobFileFields& wanted, bool isDurable, con
       static_cast<void>(utimensat(AT_FDCWD, m_path.c_str(), nullptr, 0));
       return FoundJob{std::move(found.fields), false};
     }
-    if (found.state == Look::State::Unfinished) {
-      if (Outcome outcome = waitForWriter(wait)) {
+    if (!made) {
+      if (Outcome outcome = checkDirectory()) {
         return std::move(*outcome);
       }
-      continue;
-    }
-    if (!made) {
       Result<std::string> id = draw();
       if (!id.isOk()) {
         return std::move(id.fault());
@@ -181,7 +208,7 @@ Result<FoundJob> JobStore::find(const JobFileFields& wanted, bool isDurable, con
     if (isFirst) {
       return FoundJob{std::move(*made), true};
     }
-    ++attempt;  // another process was first, or removes the file again and again
+    // Another process was first, or removes the file again and again.
   }
   return notWritten(m_path, EEXIST);
 }

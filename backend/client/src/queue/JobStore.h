@@ -44,7 +44,9 @@ class JobStore {
   struct Look;
 
   Look look() const;
+  Look lookWhenFinished(const Wait& wait) const;
   Outcome waitForWriter(const Wait& wait) const;
+  Outcome checkDirectory() const;
   Outcome create(const brix::velmo::JobFileFields& job, bool isDurable, bool& isFirst) const;
   Fault notWritten(const std::string& path, int error) const;
 

@@ -7,13 +7,17 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <ctime>
 #include <filesystem>
 #include <string>
 #include <thread>
 
 #include "MovedClock.h"
+#include "MovedMonotonicClock.h"
 #include "ParallelProcesses.h"
+#include "PlatformCalls.h"
 #include "TemporaryDirectory.h"
 
 namespace {
@@ -28,7 +32,10 @@ using velmo::client::Problem;
 using velmo::client::Result;
 using velmo::client::Wait;
 using velmo::test::exists;
+using velmo::test::FakeScope;
+using velmo::test::MovedMonotonicClock;
 using velmo::test::namesIn;
+using velmo::test::platform;
 using velmo::test::readFile;
 using velmo::test::setFileTime;
 using velmo::test::TemporaryDirectory;
@@ -122,6 +129,35 @@ TEST_F(JobStoreTest, FileFromTheFutureIsNotWaitedFor) {
   EXPECT_EQ(Problem::JobFileWithoutId, problem("key", VELMO_NO_LIMIT));
 }
 
+// Every use of such a file by a JobManager makes it young again.
+TEST_F(JobStoreTest, FileThatStaysWithoutAnIdentifierIsNotWaitedForForEver) {
+  const FakeScope fakes;
+  MovedMonotonicClock clock(std::chrono::hours(1));
+  platform().nanosleep.setFake([&](const timespec*, timespec*) {
+    clock.advance(std::chrono::milliseconds(100));
+    setFileTime(file.c_str(), time(nullptr));
+    return 0;
+  });
+  directory.writeFile("key", "");
+  EXPECT_EQ(Problem::JobFileWithoutId, problem("key", VELMO_NO_LIMIT));
+}
+
+TEST_F(JobStoreTest, SignalsAreBlockedWhileAFileIsWrittenAside) {
+  const FakeScope fakes;
+  bool isBlocked = false;
+  platform().open.setFake([&](const char* path, int flags, mode_t mode) {
+    sigset_t now;
+    pthread_sigmask(SIG_SETMASK, nullptr, &now);
+    isBlocked = isBlocked || ((flags & O_CREAT) != 0 && sigismember(&now, SIGINT) == 1);
+    return platform().open.real(path, flags, mode);
+  });
+  ASSERT_TRUE(find().isOk());
+  EXPECT_TRUE(isBlocked);
+  sigset_t after;
+  pthread_sigmask(SIG_SETMASK, nullptr, &after);
+  EXPECT_EQ(0, sigismember(&after, SIGINT));
+}
+
 TEST_F(JobStoreTest, FileThatAnotherProcessFinishesIsFound) {
   directory.writeFile("key", "");
   std::thread writer([this] {
@@ -196,13 +232,14 @@ TEST_F(JobStoreTest, DirectoryThatIsNotWritableIsEacces) {
   ASSERT_FALSE(found.isOk());
   EXPECT_EQ(Problem::JobFileNotWritten, found.fault().problem);
   EXPECT_EQ(EACCES, found.fault().systemError);
+  EXPECT_EQ(0, drawn);
 }
 
 TEST_F(JobStoreTest, DirectoryAndPipeAtThePathAreRefusedAtOnce) {
   directory.makeDirectory("key");
-  EXPECT_EQ(Problem::JobFileNotRead, problem("key", VELMO_NO_LIMIT));
+  EXPECT_EQ(Problem::FileNotRegular, problem("key", VELMO_NO_LIMIT));
   ASSERT_EQ(0, mkfifo(directory.path("pipe").c_str(), 0666));
-  EXPECT_EQ(Problem::JobFileNotRead, problem("pipe", VELMO_NO_LIMIT));
+  EXPECT_EQ(Problem::FileNotRegular, problem("pipe", VELMO_NO_LIMIT));
 }
 
 TEST_F(JobStoreTest, IdentifierThatNoTaskCanHaveIsRefused) {

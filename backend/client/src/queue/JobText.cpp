@@ -6,7 +6,7 @@ namespace {
 
 using brix::velmo::JobFileFields;
 
-std::string line(const char* key, const std::string& value) {
+std::string line(const std::string& key, const std::string& value) {
   return key + ("=\"" + value) + "\"\n";
 }
 
@@ -27,11 +27,14 @@ std::string jobFileText(const JobFileFields& job) {
   return text + line("priority", std::to_string(job.priority));
 }
 
-Outcome checkStorable(const char* argument, const std::string& text) {
-  if (brix::velmo::captureQuoted("\"" + text) != text) {
-    return Fault{Problem::ArgumentNotStorable, argument, text};
-  }
-  return std::nullopt;
+bool readsBack(const std::string& key, const std::string& value) {
+  const std::string piece = line(key, value).substr(0, kJobFilePieceSize - 1);
+  return brix::velmo::captureQuoted(piece.substr(key.size() + 1)) == value;
+}
+
+Outcome checkStorable(const char* key, const std::string& text) {
+  return readsBack(key, text) ? std::nullopt
+                              : Outcome(Fault{Problem::ArgumentNotStorable, key, text});
 }
 
 std::string jobInformation(const JobFileFields& job) {

@@ -4,14 +4,17 @@
 
 #include <string>
 
+#include "PlatformJobFile.h"
+
 namespace {
 
 using brix::velmo::JobFileFields;
-using brix::velmo::JobFileScanner;
 using velmo::client::checkStorable;
 using velmo::client::jobFileText;
 using velmo::client::jobInformation;
 using velmo::client::Problem;
+using velmo::client::readsBack;
+using velmo::test::PlatformJobFile;
 
 TEST(JobTextTest, FileHasALineForEachText) {
   EXPECT_EQ("id=\"J17\"\nuser=\"u\"\nname=\"n\"\npriority=\"50\"\n",
@@ -22,27 +25,40 @@ TEST(JobTextTest, EmptyUserAndNameHaveNoLine) {
   EXPECT_EQ("id=\"J17\"\npriority=\"-1\"\n", jobFileText({"J17", "", "", -1}));
 }
 
-TEST(JobTextTest, TextThatIsStorableReadsBack) {
+// What a program reads from a job file with this line.
+std::string readBack(const std::string& key, const std::string& value) {
+  const PlatformJobFile file(key + "=\"" + value + "\"\n");
+  return key == "id" ? file.id : key == "user" ? file.user : file.name;
+}
+
+TEST(JobTextTest, TextsThatReadBackAreStorable) {
   const std::string all =
       "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789 ]_.,@$%#&*()[{}|/\\^;:-";
-  for (const std::string& text : {std::string("u"), all, std::string(255, 'x')}) {
+  for (const std::string& text : {std::string(), std::string("u"), all, std::string(249, 'x')}) {
     EXPECT_FALSE(checkStorable("user", text));
-    JobFileScanner scanner;
-    scanner.scanLine(("user=\"" + text + "\"").c_str());
-    EXPECT_EQ(text, scanner.fields().user);
+    EXPECT_EQ(text, readBack("user", text));
   }
 }
 
 TEST(JobTextTest, TextThatWouldReadBackDifferentlyIsRefused) {
   for (const std::string& text :
        {std::string("a\"b"), std::string("a=b"), std::string("a\nb"), std::string("\t"),
-        std::string("\xc3\xa4"), std::string(256, 'x')}) {
+        std::string("\xc3\xa4"), std::string(250, 'x'), std::string(256, 'x')}) {
     const auto outcome = checkStorable("name", text);
     ASSERT_TRUE(outcome) << text;
     EXPECT_EQ(Problem::ArgumentNotStorable, outcome->problem);
     EXPECT_EQ("name", outcome->subject);
     EXPECT_EQ(text, outcome->detail);
+    EXPECT_NE(text, readBack("name", text));
   }
+}
+
+// Programs read lines in pieces of 255 bytes, so the key counts too.
+TEST(JobTextTest, IdentifierMayBeLongerThanUserAndName) {
+  EXPECT_TRUE(readsBack("id", std::string(251, 'J')));
+  EXPECT_EQ(251U, readBack("id", std::string(251, 'J')).size());
+  EXPECT_FALSE(readsBack("id", std::string(252, 'J')));
+  EXPECT_EQ(251U, readBack("id", std::string(252, 'J')).size());
 }
 
 TEST(JobTextTest, InformationNamesUserAndName) {
