@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Findings.h"
+#include "OrdinaryMachine.h"
 #include "PlatformCalls.h"
 #include "TemporaryDirectory.h"
 
@@ -17,8 +18,8 @@ namespace {
 
 using velmo::client::checkDirectories;
 using velmo::client::Settings;
-using velmo::test::FakeScope;
 using velmo::test::Findings;
+using velmo::test::OrdinaryMachine;
 using velmo::test::platform;
 using velmo::test::TemporaryDirectory;
 using velmo::test::UnprivilegedFiles;
@@ -53,7 +54,7 @@ class DirectoryCheckTest : public testing::Test {
     return findings.lines();
   }
 
-  const FakeScope fakes;
+  const OrdinaryMachine machine;
   const TemporaryDirectory directory;
   Settings settings;
 };

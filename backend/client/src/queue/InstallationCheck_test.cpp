@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Findings.h"
+#include "OrdinaryMachine.h"
 #include "TaskInstallation.h"
 
 namespace {
@@ -15,6 +16,7 @@ namespace {
 using velmo::client::checkInstallation;
 using velmo::client::openInstallation;
 using velmo::test::Findings;
+using velmo::test::OrdinaryMachine;
 using velmo::test::TaskInstallation;
 
 using Lines = std::vector<std::string>;
@@ -28,14 +30,10 @@ class InstallationCheckTest : public testing::Test {
     task.command = "true";
   }
 
-  ~InstallationCheckTest() override {
-    umask(m_umask);
-  }
-
   Lines found(const velmo_task* ofTask = nullptr) const {
     const auto installation = openInstallation(nullptr);
     Findings findings;
-    checkInstallation(*installation.value(), ofTask, findings.report(), root.path().string());
+    checkInstallation(*installation.value(), ofTask, findings.report());
     return findings.lines();
   }
 
@@ -46,12 +44,9 @@ class InstallationCheckTest : public testing::Test {
     return home() + " and \"" + place.directory.path("conf/priorities.cfg") + "\" (missing)";
   }
 
-  const velmo::test::TemporaryDirectory root;  // made before TMP changes
+  const OrdinaryMachine machine;
   TaskInstallation place;
   velmo_task task{};
-
- private:
-  mode_t m_umask = umask(022);
 };
 
 TEST_F(InstallationCheckTest, NothingIsFoundWhenAllIsWell) {
