@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <functional>
@@ -42,10 +43,17 @@ using velmo::test::readFile;
 using velmo::test::TaskInstallation;
 
 constexpr int kOldProcesses = 4;
-constexpr int kCallsOfEachProcess = 50;
-constexpr int kThreads = 4;
-constexpr int kCallsOfEachThread = 200;
-constexpr int kAll = kOldProcesses * kCallsOfEachProcess + kThreads * kCallsOfEachThread;
+constexpr int kNewThreads = 4;
+
+// How many calls each process and each thread makes.
+struct Calls {
+  int ofEachProcess;
+  int ofEachThread;
+
+  int all() const {
+    return kOldProcesses * ofEachProcess + kNewThreads * ofEachThread;
+  }
+};
 
 class OldAndNewTest : public testing::Test {
  protected:
@@ -59,44 +67,47 @@ class OldAndNewTest : public testing::Test {
   }
 
   // Runs old processes and a new process with its threads at the same time. Returns the number of
-  // processes and threads in which a call failed.
-  static int runTogether(const std::function<bool()>& oldCall,
+  // processes in which a call failed.
+  static int runTogether(const Calls& calls, const std::function<bool()>& oldCall,
                          const std::function<bool()>& newCall) {
     const std::vector<int> failures = inProcesses(1 + kOldProcesses, [&](int number) {
-      return number == 0 ? runThreads(newCall) : runOldProcess(oldCall);
+      return (number == 0 ? runThreads(calls.ofEachThread, newCall)
+                          : runOldProcess(calls.ofEachProcess, oldCall))
+                 ? 0
+                 : 1;
     });
     return std::accumulate(failures.begin(), failures.end(), 0);
   }
 
-  static int runOldProcess(const std::function<bool()>& call) {
-    // Pauses of up to a second would make the test slow.
+  static bool runOldProcess(int count, const std::function<bool()>& call) {
+    // Short pauses: those of the old library last up to a second.
     platform().nanosleep.setFake([](const timespec*, timespec*) {
       const timespec pause{0, 1000000};
       return platform().nanosleep.real(&pause, nullptr);
     });
-    return failuresOf(kCallsOfEachProcess, call);
+    platform().syslog.setFake([](int, const char*) {});
+    return succeeds(count, call);
   }
 
-  static int runThreads(const std::function<bool()>& call) {
-    std::vector<int> failures(kThreads);
+  static bool runThreads(int count, const std::function<bool()>& call) {
+    std::atomic<int> failures = 0;
     std::vector<std::thread> threads;
-    for (int number = 0; number < kThreads; ++number) {
-      threads.emplace_back([&call, &failures, number] {
-        failures[static_cast<std::size_t>(number)] = failuresOf(kCallsOfEachThread, call);
-      });
+    for (int i = 0; i < kNewThreads; ++i) {
+      threads.emplace_back([&] { failures += succeeds(count, call) ? 0 : 1; });
     }
     for (std::thread& thread : threads) {
       thread.join();
     }
-    return std::accumulate(failures.begin(), failures.end(), 0);
+    return failures == 0;
   }
 
-  static int failuresOf(int calls, const std::function<bool()>& call) {
-    int failures = 0;
-    for (int i = 0; i < calls; ++i) {
-      failures += call() ? 0 : 1;
+  static bool succeeds(int count, const std::function<bool()>& call) {
+    for (int i = 0; i < count; ++i) {
+      if (!call()) {
+        return false;
+      }
     }
-    return failures > 0 ? 1 : 0;
+    return true;
   }
 
   // Submits with the new library.
@@ -112,6 +123,16 @@ class OldAndNewTest : public testing::Test {
   // Submits with the old one.
   static bool submitOld(const char* job) {
     return createTaskFile("NORMAL", "old", nullptr, nullptr, job, nullptr, nullptr, 0) == 0;
+  }
+
+  // The same with a job identifier that the old library issues. While its pauses are short, it may
+  // time out early: it adds up the pauses that it planned. It has then issued none.
+  static bool submitOldWithNewJob() {
+    std::string job;
+    while (job.empty()) {
+      job = CreateTaskFile().generateJobID();
+    }
+    return submitOld(job.c_str());
   }
 
   // The parts of the names in the queue, sorted.
@@ -135,8 +156,8 @@ class OldAndNewTest : public testing::Test {
     return std::stoi(name.job + 1);
   }
 
-  static std::vector<int> numbersFrom(int first) {
-    std::vector<int> numbers(kAll);
+  static std::vector<int> numbersFrom(int first, const Calls& calls) {
+    std::vector<int> numbers(static_cast<std::size_t>(calls.all()));
     std::iota(numbers.begin(), numbers.end(), first);
     return numbers;
   }
@@ -163,18 +184,21 @@ class OldAndNewTest : public testing::Test {
 // --- both at the same time ---
 
 TEST_F(OldAndNewTest, TaskIdentifiersAreAllDifferentAndNoneIsMissing) {
-  EXPECT_EQ(0, runTogether([] { return submitOld("J1"); }, [this] { return submit("J1"); }));
-  EXPECT_EQ(numbersFrom(1), partsOfNames(taskOf));
-  EXPECT_EQ(kAll, installation.counter.value());
+  constexpr Calls kCalls{50, 200};
+  EXPECT_EQ(0, runTogether(
+                   kCalls, [] { return submitOld("J1"); }, [this] { return submit("J1"); }));
+  EXPECT_EQ(numbersFrom(1, kCalls), partsOfNames(taskOf));
+  EXPECT_EQ(kCalls.all(), installation.counter.value());
   EXPECT_EQ(1, installation.semaphore.value());
   EXPECT_THAT(installation.temporary(), IsEmpty());
 }
 
 TEST_F(OldAndNewTest, JobNumbersAreAllDifferentAndNoneIsMissing) {
-  EXPECT_EQ(0, runTogether([] { return submitOld(nullptr); }, [this] { return submit(nullptr); }));
-  EXPECT_EQ(numbersFrom(0), partsOfNames(jobOf));
-  EXPECT_EQ(numbersFrom(1), partsOfNames(taskOf));
-  EXPECT_EQ(std::to_string(kAll - 1), installation.jobCounter());
+  constexpr Calls kCalls{10, 40};
+  EXPECT_EQ(0, runTogether(kCalls, submitOldWithNewJob, [this] { return submit(nullptr); }));
+  EXPECT_EQ(numbersFrom(0, kCalls), partsOfNames(jobOf));
+  EXPECT_EQ(numbersFrom(1, kCalls), partsOfNames(taskOf));
+  EXPECT_EQ(std::to_string(kCalls.all() - 1), installation.jobCounter());
   EXPECT_EQ(1U, velmo::test::namesIn(installation.directory.path("data/velmo")).size());
   EXPECT_THAT(velmo::test::namesIn(installation.directory.path("lock")), IsEmpty());
 }
