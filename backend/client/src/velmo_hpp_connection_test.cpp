@@ -25,16 +25,16 @@ using velmo::test::FakeLibraryTest;
 using velmo::test::restoreAllocations;
 using velmo::test::thrownBy;
 
-class ConnectionTest : public FakeLibraryTest {
+class VelmoHppConnectionTest : public FakeLibraryTest {
  protected:
-  ConnectionTest() {
+  VelmoHppConnectionTest() {
     library.isUsable = [](auto) { return 1; };
   }
 
   const Task task{"Normal", "true"};
 };
 
-TEST_F(ConnectionTest, EveryFieldOfAnEndpointIsPassedOn) {
+TEST_F(VelmoHppConnectionTest, EveryFieldOfAnEndpointIsPassedOn) {
   std::atomic<int> stop{7};
   library.connect = [connect = library.connect](const velmo_endpoint* given, int timeout, auto out,
                                                 auto error) {
@@ -50,7 +50,7 @@ TEST_F(ConnectionTest, EveryFieldOfAnEndpointIsPassedOn) {
   const Connection connection({"host", 8080, "/path", "/modules.xml", &stop}, Deadline::never());
 }
 
-TEST_F(ConnectionTest, EndpointHasDefaults) {
+TEST_F(VelmoHppConnectionTest, EndpointHasDefaults) {
   library.connect = [connect = library.connect](const velmo_endpoint* given, int timeout, auto out,
                                                 auto error) {
     EXPECT_STREQ("", given->host);
@@ -63,14 +63,14 @@ TEST_F(ConnectionTest, EndpointHasDefaults) {
   const Connection connection({}, 1s);
 }
 
-TEST_F(ConnectionTest, FailureToConnectIsThrown) {
+TEST_F(VelmoHppConnectionTest, FailureToConnectIsThrown) {
   library.connect = [](auto, auto, auto, velmo_error* error) {
     return failing(VELMO_UNREACHABLE, error);
   };
   EXPECT_EQ("8: status 8", thrownBy([] { Connection({}, 1s); }));
 }
 
-TEST_F(ConnectionTest, TextOfAnEndpointWithANulIsRefusedBeforeTheCall) {
+TEST_F(VelmoHppConnectionTest, TextOfAnEndpointWithANulIsRefusedBeforeTheCall) {
   library.connect = [](auto...) {
     ADD_FAILURE() << "called";
     return VELMO_SYSTEM_ERROR;
@@ -84,7 +84,7 @@ TEST_F(ConnectionTest, TextOfAnEndpointWithANulIsRefusedBeforeTheCall) {
   EXPECT_EQ("1: modules_xml contains a NUL byte", thrownBy([&] { velmo::findService(nul); }));
 }
 
-TEST_F(ConnectionTest, TaskIsSentAndItsNameReturned) {
+TEST_F(VelmoHppConnectionTest, TaskIsSentAndItsNameReturned) {
   library.send = [](auto, const velmo_task* given, int timeout, char* name, auto) {
     EXPECT_STREQ("true", given->command);
     EXPECT_EQ(0, timeout);
@@ -98,7 +98,7 @@ TEST_F(ConnectionTest, TaskIsSentAndItsNameReturned) {
   EXPECT_EQ(std::string(255, 'n'), name);
 }
 
-TEST_F(ConnectionTest, FailureToSendIsThrown) {
+TEST_F(VelmoHppConnectionTest, FailureToSendIsThrown) {
   Connection connection({}, 1s);
   library.send = [](auto, auto, auto, auto, velmo_error* error) {
     return failing(VELMO_IN_DOUBT, error);
@@ -110,19 +110,19 @@ TEST_F(ConnectionTest, FailureToSendIsThrown) {
   EXPECT_EQ("10: status 10", thrownBy([&] { connection.send(task, 1s); }));
 }
 
-TEST_F(ConnectionTest, UsabilityIsTheLibrarys) {
+TEST_F(VelmoHppConnectionTest, UsabilityIsTheLibrarys) {
   const Connection connection({}, 1s);
   EXPECT_TRUE(connection.isUsable());
   library.isUsable = [](auto) { return 0; };
   EXPECT_FALSE(connection.isUsable());
 }
 
-TEST_F(ConnectionTest, DestructorDisconnectsWithoutWaiting) {
+TEST_F(VelmoHppConnectionTest, DestructorDisconnectsWithoutWaiting) {
   { const Connection connection({}, 1s); }
   EXPECT_EQ((std::vector<int>{0}), library.disconnects);
 }
 
-TEST_F(ConnectionTest, CloseWaitsAndTheDestructorDoesNothingMore) {
+TEST_F(VelmoHppConnectionTest, CloseWaitsAndTheDestructorDoesNothingMore) {
   {
     Connection connection({}, 1s);
     connection.close(Deadline::never());
@@ -134,14 +134,14 @@ TEST_F(ConnectionTest, CloseWaitsAndTheDestructorDoesNothingMore) {
   EXPECT_EQ((std::vector<int>{VELMO_NO_LIMIT}), library.disconnects);
 }
 
-TEST_F(ConnectionTest, MovedConnectionIsTheSameOne) {
+TEST_F(VelmoHppConnectionTest, MovedConnectionIsTheSameOne) {
   Connection first({}, 1s);
   Connection second = std::move(first);
   EXPECT_TRUE(second.isUsable());
   EXPECT_TRUE(library.disconnects.empty());
 }
 
-TEST_F(ConnectionTest, ConnectionThatWasMovedFromIsNotUsable) {
+TEST_F(VelmoHppConnectionTest, ConnectionThatWasMovedFromIsNotUsable) {
   library.send = [](auto...) {
     ADD_FAILURE() << "called";
     return VELMO_OK;
@@ -156,21 +156,21 @@ TEST_F(ConnectionTest, ConnectionThatWasMovedFromIsNotUsable) {
   EXPECT_TRUE(library.disconnects.empty());
 }
 
-TEST_F(ConnectionTest, AssignmentDisconnectsTheConnectionBefore) {
+TEST_F(VelmoHppConnectionTest, AssignmentDisconnectsTheConnectionBefore) {
   Connection first({}, 1s);
   first = Connection({}, 1s);
   EXPECT_EQ(1, library.connections);
   EXPECT_EQ((std::vector<int>{0}), library.disconnects);
 }
 
-TEST_F(ConnectionTest, ConnectionCanBeMovedOnly) {
+TEST_F(VelmoHppConnectionTest, ConnectionCanBeMovedOnly) {
   EXPECT_FALSE(std::is_copy_constructible_v<Connection>);
   EXPECT_FALSE(std::is_copy_assignable_v<Connection>);
   EXPECT_TRUE(std::is_nothrow_move_constructible_v<Connection>);
   EXPECT_TRUE(std::is_nothrow_move_assignable_v<Connection>);
 }
 
-TEST_F(ConnectionTest, ServiceIsFound) {
+TEST_F(VelmoHppConnectionTest, ServiceIsFound) {
   library.findService = [](const char* modules, char* host, int* port, auto) {
     EXPECT_STREQ("/modules.xml", modules);
     std::strcpy(host, "machine");
@@ -185,7 +185,7 @@ TEST_F(ConnectionTest, ServiceIsFound) {
   EXPECT_EQ(nullptr, endpoint.stop);
 }
 
-TEST_F(ConnectionTest, ServiceThatIsNotFoundIsAnError) {
+TEST_F(VelmoHppConnectionTest, ServiceThatIsNotFoundIsAnError) {
   library.findService = [](const char* modules, auto, auto, velmo_error* error) {
     EXPECT_STREQ("", modules);
     return failing(VELMO_NOT_CONFIGURED, error);

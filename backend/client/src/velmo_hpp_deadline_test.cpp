@@ -23,31 +23,31 @@ void expectAbout(int milliseconds, const Deadline& deadline) {
   EXPECT_GT(deadline.milliseconds(), milliseconds - kSlackMs);
 }
 
-TEST(DeadlineTest, DurationCountsFromNow) {
+TEST(VelmoHppDeadlineTest, DurationCountsFromNow) {
   expectAbout(10'000, 10s);
   expectAbout(3'600'000, 1h);
   expectAbout(10'500, 10.5s);
   expectAbout(10'500, std::chrono::duration<float>(10.5F));
 }
 
-TEST(DeadlineTest, DurationInFractionsIsRoundedUp) {
+TEST(VelmoHppDeadlineTest, DurationInFractionsIsRoundedUp) {
   // What is left of a fraction of a millisecond is one whole, unless it has passed.
   const steady_clock::time_point until = steady_clock::now() + 100us;
   const int left = Deadline(until).milliseconds();
   EXPECT_TRUE(left == 1 || steady_clock::now() >= until) << left;
 }
 
-TEST(DeadlineTest, DurationBelowTheTicksOfTheClockIsNotLost) {
+TEST(VelmoHppDeadlineTest, DurationBelowTheTicksOfTheClockIsNotLost) {
   const auto before = steady_clock::now();
   const Deadline deadline = std::chrono::duration<int, std::pico>(1);
   EXPECT_TRUE(deadline.milliseconds() == 1 || steady_clock::now() > before);
 }
 
-TEST(DeadlineTest, ThirdsOfASecondCount) {
+TEST(VelmoHppDeadlineTest, ThirdsOfASecondCount) {
   expectAbout(20'000, std::chrono::duration<int, std::ratio<1, 3>>(60));
 }
 
-TEST(DeadlineTest, ZeroAndNegativeDurationsHavePassed) {
+TEST(VelmoHppDeadlineTest, ZeroAndNegativeDurationsHavePassed) {
   EXPECT_EQ(0, Deadline(0s).milliseconds());
   EXPECT_EQ(0, Deadline(-1ns).milliseconds());
   EXPECT_EQ(0, Deadline(std::chrono::nanoseconds::min()).milliseconds());
@@ -55,13 +55,13 @@ TEST(DeadlineTest, ZeroAndNegativeDurationsHavePassed) {
   EXPECT_EQ(0, Deadline(-0.5s).milliseconds());
 }
 
-TEST(DeadlineTest, NotANumberHasPassed) {
+TEST(VelmoHppDeadlineTest, NotANumberHasPassed) {
   using Seconds = std::chrono::duration<double>;
   EXPECT_EQ(0, Deadline(Seconds(std::nan(""))).milliseconds());
   EXPECT_EQ(0, Deadline(Seconds(-std::numeric_limits<double>::infinity())).milliseconds());
 }
 
-TEST(DeadlineTest, DurationBeyondTheClockIsNever) {
+TEST(VelmoHppDeadlineTest, DurationBeyondTheClockIsNever) {
   using Seconds = std::chrono::duration<double>;
   EXPECT_EQ(VELMO_NO_LIMIT, Deadline(std::chrono::nanoseconds::max()).milliseconds());
   EXPECT_EQ(VELMO_NO_LIMIT, Deadline(std::chrono::milliseconds::max()).milliseconds());
@@ -72,17 +72,17 @@ TEST(DeadlineTest, DurationBeyondTheClockIsNever) {
   EXPECT_EQ(VELMO_NO_LIMIT, Deadline(std::chrono::duration<int, std::exa>(1)).milliseconds());
 }
 
-TEST(DeadlineTest, DurationJustBelowTheEndOfTheClockIsATime) {
+TEST(VelmoHppDeadlineTest, DurationJustBelowTheEndOfTheClockIsATime) {
   const auto left = steady_clock::time_point::max() - steady_clock::now();
   EXPECT_EQ(INT_MAX, Deadline(left - 1h).milliseconds());
 }
 
-TEST(DeadlineTest, MoreMillisecondsThanAnIntCountAsTheMost) {
+TEST(VelmoHppDeadlineTest, MoreMillisecondsThanAnIntCountAsTheMost) {
   EXPECT_EQ(INT_MAX, Deadline(std::chrono::milliseconds(INT_MAX) + 1h).milliseconds());
   expectAbout(INT_MAX, std::chrono::milliseconds(INT_MAX));
 }
 
-TEST(DeadlineTest, TimePointIsTheDeadlineItself) {
+TEST(VelmoHppDeadlineTest, TimePointIsTheDeadlineItself) {
   const steady_clock::time_point now = steady_clock::now();
   expectAbout(60'000, now + 60s);
   EXPECT_EQ(0, Deadline(now).milliseconds());
@@ -92,11 +92,11 @@ TEST(DeadlineTest, TimePointIsTheDeadlineItself) {
   EXPECT_EQ(VELMO_NO_LIMIT, Deadline(steady_clock::time_point::max()).milliseconds());
 }
 
-TEST(DeadlineTest, NeverHasNoLimit) {
+TEST(VelmoHppDeadlineTest, NeverHasNoLimit) {
   EXPECT_EQ(VELMO_NO_LIMIT, Deadline::never().milliseconds());
 }
 
-TEST(DeadlineTest, TwoCallsShareWhatIsLeft) {
+TEST(VelmoHppDeadlineTest, TwoCallsShareWhatIsLeft) {
   const Deadline deadline = 10s;
   const int first = deadline.milliseconds();
   const steady_clock::time_point later = steady_clock::now() + 3ms;
@@ -105,7 +105,7 @@ TEST(DeadlineTest, TwoCallsShareWhatIsLeft) {
   EXPECT_LE(deadline.milliseconds(), first - 2);
 }
 
-TEST(DeadlineTest, PlainNumbersDoNotConvert) {
+TEST(VelmoHppDeadlineTest, PlainNumbersDoNotConvert) {
   EXPECT_FALSE((std::is_convertible_v<int, Deadline>));
   EXPECT_FALSE((std::is_convertible_v<std::nullptr_t, Deadline>));
 }
