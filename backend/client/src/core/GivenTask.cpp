@@ -32,27 +32,29 @@ Outcome checkRequired(const char* name, std::string_view text) {
   return checkLine(name, text);
 }
 
-// The number of continuation bytes after a lead byte, and the least code point that needs them.
+// What a lead byte begins: the number of continuation bytes, the bits of the code point so far, and
+// the least code point that needs so many bytes.
 struct Sequence {
   std::size_t continuations;
   char32_t start;
   char32_t least;
 };
 
-std::optional<Sequence> sequenceOf(unsigned char lead) {
+Sequence sequenceOf(unsigned char lead) {
+  constexpr char32_t kBeyondAll = 0xFFFFFFFF;
   if (lead < 0x80) {
-    return Sequence{0, lead, 0};
+    return {0, lead, 0};
   }
   if (lead >= 0xC0 && lead < 0xE0) {
-    return Sequence{1, lead & 0x1FU, 0x80};
+    return {1, lead & 0x1FU, 0x80};
   }
   if (lead >= 0xE0 && lead < 0xF0) {
-    return Sequence{2, lead & 0x0FU, 0x800};
+    return {2, lead & 0x0FU, 0x800};
   }
   if (lead >= 0xF0 && lead < 0xF8) {
-    return Sequence{3, lead & 0x07U, 0x10000};
+    return {3, lead & 0x07U, 0x10000};
   }
-  return std::nullopt;
+  return {0, 0, kBeyondAll};  // not a lead byte
 }
 
 }  // namespace
@@ -140,12 +142,12 @@ Result<GivenTask> takeTask(const velmo_task* task) {
 
 bool isUtf8(std::string_view text) {
   for (std::size_t i = 0; i < text.size();) {
-    const std::optional<Sequence> sequence = sequenceOf(static_cast<unsigned char>(text[i]));
-    if (!sequence || sequence->continuations >= text.size() - i) {
+    const Sequence sequence = sequenceOf(static_cast<unsigned char>(text[i]));
+    if (sequence.continuations >= text.size() - i) {
       return false;
     }
-    char32_t point = sequence->start;
-    for (std::size_t k = 1; k <= sequence->continuations; ++k) {
+    char32_t point = sequence.start;
+    for (std::size_t k = 1; k <= sequence.continuations; ++k) {
       const auto byte = static_cast<unsigned char>(text[i + k]);
       if ((byte & 0xC0U) != 0x80) {
         return false;
@@ -153,10 +155,10 @@ bool isUtf8(std::string_view text) {
       point = (point << 6U) | (byte & 0x3FU);
     }
     const bool isSurrogate = point >= 0xD800 && point < 0xE000;
-    if (point < sequence->least || isSurrogate || point > 0x10FFFF) {
+    if (point < sequence.least || isSurrogate || point > 0x10FFFF) {
       return false;
     }
-    i += sequence->continuations + 1;
+    i += sequence.continuations + 1;
   }
   return true;
 }

@@ -58,7 +58,7 @@ TEST(SignalBlockTest, SignalIsDeliveredAtTheEnd) {
   const CountedSignal counted(SIGINT);
   {
     const SignalBlock block;
-    raise(SIGINT);
+    pthread_kill(pthread_self(), SIGINT);
     EXPECT_EQ(0, g_delivered);
   }
   EXPECT_EQ(1, g_delivered);
@@ -80,7 +80,7 @@ TEST(SignalBlockTest, EverySignalIsBlockedThatCanBeButThoseOfFaults) {
 TEST(SignalBlockTest, HandlerOfAFaultRunsMeanwhile) {
   const CountedSignal counted(SIGSYS);
   const SignalBlock block;
-  raise(SIGSYS);
+  pthread_kill(pthread_self(), SIGSYS);
   EXPECT_EQ(1, g_delivered);
 }
 
@@ -111,7 +111,7 @@ TEST(SignalBlockTest, BlocksMayBeNested) {
     const SignalBlock outer;
     {
       const SignalBlock inner;
-      raise(SIGTERM);
+      pthread_kill(pthread_self(), SIGTERM);
     }
     EXPECT_EQ(0, g_delivered);
   }

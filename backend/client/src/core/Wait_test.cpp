@@ -143,7 +143,7 @@ TEST_F(WaitTest, WithoutAFlagItIsNeverStopped) {
 }
 
 TEST_F(WaitTest, IsStoppedWhileTheFlagIsNotZero) {
-  int flag = 0;
+  volatile int flag = 0;
   const Wait wait(VELMO_NO_LIMIT, &flag);
   EXPECT_FALSE(wait.isStopped());
   for (const int value : {1, -1, INT_MIN}) {
