@@ -12,8 +12,8 @@
 namespace velmo::test {
 
 /// A machine on which velmo_check() finds nothing, whoever runs the tests: the umask is 0022, and
-/// systemd, which would remove the System V objects of an ordinary user, seems not to be there. Make
-/// it before the directories of the test.
+/// systemd, which would remove the System V objects of an ordinary user, seems not to be there.
+/// Make it before the directories of the test.
 class OrdinaryMachine {
  public:
   OrdinaryMachine() {

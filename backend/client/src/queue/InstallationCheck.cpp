@@ -126,13 +126,13 @@ void checkTask(const velmo_installation& installation, const velmo_task& task,
 }  // namespace
 
 void checkInstallation(const velmo_installation& installation, const velmo_task* task,
-                       const Report& report, const std::string& systemRoot) {
+                       const Report& report) {
   const Settings& settings = installation.settings;
   checkDirectories(settings, report);
   checkPriorities(installation.priorities, report);
   checkIdentity(installation.identity, report);
   checkJobCounter(settings, report);
-  checkTaskCounter(settings, systemRoot, report);
+  checkTaskCounter(settings, "", report);
   checkLeftovers(settings, report);
   checkUmask(report);
   if (task != nullptr) {
