@@ -226,7 +226,7 @@ TEST_F(JobStoreTest, DirectoryThatIsMissingIsNamed) {
 }
 
 TEST_F(JobStoreTest, DirectoryThatIsNotWritableIsEacces) {
-  ASSERT_EQ(0, chmod(directory.path().c_str(), 0755));
+  ASSERT_EQ(0, chmod(directory.path().c_str(), 0555));
   const UnprivilegedFiles unprivileged;
   const auto found = find();
   ASSERT_FALSE(found.isOk());
