@@ -70,17 +70,19 @@ TEST_F(DisconnectTest, PeerGetsACloseFrameEvenWithoutAWait) {
   EXPECT_EQ("closed; end", peer->end());
 }
 
-TEST_F(DisconnectTest, UnreadDataDoesNotDestroyTheCloseFrame) {
+TEST_F(DisconnectTest, UnreadDataDoesNotTurnTheEndIntoAReset) {
   startPeer({[](PeerConnection& connected) {
     connected.upgrade();
-    connected.send(frame(kFinal | kPing, "x") + naming("unread") + std::string(100000, '\0'));
+    connected.send(frame(kFinal | kPing, "x") + naming("unread") +
+                   naming(std::string(100000, 'x')));
     tellTest("sent; ");
     tellClose(connected);
+    connected.read(1);
   }});
   ASSERT_EQ("OK", connect());
   waitUntilReadable(peer->told());
   disconnect(0);
-  EXPECT_EQ("sent; closed; ", peer->end());
+  EXPECT_EQ("sent; closed; FAILED: the other end has closed", peer->end());
 }
 
 TEST_F(DisconnectTest, WaitEndsWithThePeersCloseFrame) {

@@ -202,6 +202,16 @@ TEST_F(ExchangeTest, PingBeforeTheRequestIsAnsweredFirst) {
   EXPECT_EQ("sent; early", peer->end());
 }
 
+TEST_F(ExchangeTest, PingInFrontOfTheReplyIsAnsweredBeforeTheNextRequest) {
+  EXPECT_EQ("OK n", sendTo([](PeerConnection& connected) {
+              connected.upgrade();
+              connected.readMessage();
+              connected.send(frame(kFinal | kPing, "last") + naming("n"));
+              tellTest(connected.readFrame().payload);
+            }));
+  EXPECT_EQ("last", peer->end());
+}
+
 TEST_F(ExchangeTest, PongsAreIgnored) {
   EXPECT_EQ("OK n", sendTo(replying(frame(kFinal | kPong, "") + naming("n"))));
 }

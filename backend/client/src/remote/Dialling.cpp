@@ -71,9 +71,6 @@ Outcome receiveAnswer(const Socket& socket, Handshake& handshake, const Wait& wa
     if (Outcome outcome = await(socket, POLLIN, wait, address)) {
       return outcome;
     }
-    if (wait.isOver()) {
-      return Fault{Problem::HandshakeTimedOut, address};
-    }
   }
   return handshake.check();
 }
