@@ -1,12 +1,21 @@
 // What goes wrong with a request on an open connection.
 
+#include <dlfcn.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
 #include <velmo/velmo.h>
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdint>
+#include <functional>
+#include <initializer_list>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "ConnectionTest.h"
@@ -35,8 +44,43 @@ using velmo::test::tellTest;
 using velmo::test::textField;
 using velmo::test::waitUntilReadable;
 
+// Called before the next send of this process.
+std::function<void()> g_beforeSend;
+
+// If it is not empty, each receive of this process gets this.
+std::string g_received;
+
+}  // namespace
+
+extern "C" ssize_t send(int descriptor, const void* bytes, std::size_t size, int flags) {
+  using Function = ssize_t (*)(int, const void*, std::size_t, int);
+  static const auto real = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "send"));
+  if (const std::function<void()> before = std::exchange(g_beforeSend, nullptr)) {
+    before();
+  }
+  return real(descriptor, bytes, size, flags);
+}
+
+extern "C" ssize_t recv(int descriptor, void* bytes, std::size_t size, int flags) {
+  using Function = ssize_t (*)(int, void*, std::size_t, int);
+  static const auto real = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "recv"));
+  if (g_received.empty()) {
+    return real(descriptor, bytes, size, flags);
+  }
+  const std::size_t count = std::min(size, g_received.size());
+  std::copy_n(g_received.data(), count, static_cast<char*>(bytes));
+  return static_cast<ssize_t>(count);
+}
+
+namespace {
+
 class ExchangeFaultsTest : public ConnectionTest {
  protected:
+  ~ExchangeFaultsTest() override {
+    g_beforeSend = nullptr;
+    g_received.clear();
+  }
+
   // Sends on a connection on which the peer has done this before.
   std::string sendAfter(const PeerScript& script) {
     startPeer({[script](PeerConnection& connected) {
@@ -236,6 +280,29 @@ TEST_F(ExchangeFaultsTest, RefusalWhileSendingIsARefusal) {
   EXPECT_EQ(expected, sendHuge(sending(closeFrame(1009, "too big")))) << "and a reset";
 }
 
+TEST_F(ExchangeFaultsTest, RefusalIsReadEvenWhenTheSendFails) {
+  for (const auto& [code, expected] : std::vector<std::pair<std::uint16_t, std::string>>{
+           {1008, "10, peer 1008: 127.0.0.1:PORT refused the request: close code 1008"},
+           {1000, "9, peer 1000: 127.0.0.1:PORT has closed the connection: close code 1000"}}) {
+    std::array<int, 2> gate{};
+    ASSERT_EQ(0, pipe2(gate.data(), O_CLOEXEC));
+    startPeer({[code = code, &gate](PeerConnection& connected) {
+      connected.upgrade();
+      waitUntilReadable(gate[0]);
+      connected.send(closeFrame(code));
+      connected.reset();
+    }});
+    ASSERT_EQ("OK", connect());
+    g_beforeSend = [this, &gate] {
+      EXPECT_EQ(1, write(gate[1], "x", 1));
+      EXPECT_EQ("", peer->end());
+    };
+    EXPECT_EQ(expected, send());
+    close(gate[0]);
+    close(gate[1]);
+  }
+}
+
 TEST_F(ExchangeFaultsTest, OtherCloseWhileSendingLosesTheConnection) {
   EXPECT_EQ("9, peer 1001: 127.0.0.1:PORT has closed the connection: close code 1001",
             sendHuge([](PeerConnection& connected) {
@@ -301,6 +368,17 @@ TEST_F(ExchangeFaultsTest, EndlessPingsAreInDoubt) {
                   }
                 },
                 kShortMs));
+}
+
+TEST_F(ExchangeFaultsTest, PingsThatComeFasterThanTheyAreReadAreInDoubt) {
+  startPeer({[](PeerConnection& connected) {
+    connected.upgrade();
+    connected.drain();
+  }});
+  ASSERT_EQ("OK", connect());
+  g_beforeSend = [] { g_received = frame(kFinal | kPing, "p"); };
+  EXPECT_EQ("11, cause 4: the task may be queued: 127.0.0.1:PORT did not reply in time",
+            send(kShortMs));
 }
 
 TEST_F(ExchangeFaultsTest, FragmentsWithoutEndAreInDoubt) {

@@ -82,7 +82,11 @@ std::string PeerProcess::end() {
   std::array<char, 4096> buffer{};
   for (;;) {
     pollfd entry{m_told, POLLIN, 0};
-    if (poll(&entry, 1, kLimitMs) <= 0) {
+    const int ready = poll(&entry, 1, kLimitMs);
+    if (ready < 0 && errno == EINTR) {
+      continue;
+    }
+    if (ready <= 0) {
       return told + "FAILED: the peer does not end";
     }
     const ssize_t count = read(m_told, buffer.data(), buffer.size());
@@ -91,7 +95,8 @@ std::string PeerProcess::end() {
     }
     told.append(buffer.data(), static_cast<std::size_t>(count));
   }
-  waitpid(m_process, nullptr, 0);
+  while (waitpid(m_process, nullptr, 0) < 0 && errno == EINTR) {
+  }
   m_process = -1;
   return told;
 }
