@@ -29,7 +29,7 @@ using velmo::test::textField;
 
 long messageCount() {
   const char* given = std::getenv("VELMO_TEST_MESSAGES");
-  return given != nullptr ? std::atol(given) : 100000;
+  return given != nullptr ? std::atol(given) : 30000;
 }
 
 // Texts and numbers at random, from a fixed seed.

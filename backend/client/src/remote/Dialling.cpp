@@ -108,6 +108,7 @@ Result<std::unique_ptr<velmo_connection>> dial(const GivenEndpoint& endpoint, in
   if (Outcome outcome = shakeHands(socket.value(), handshake, wait, address)) {
     return *std::move(outcome);
   }
+  // NOLINTNEXTLINE(modernize-make-unique): an aggregate whose member cannot be moved
   return std::unique_ptr<velmo_connection>(
       new velmo_connection{{std::move(socket.value()), address, handshake.rest(), endpoint.stop}});
 }
