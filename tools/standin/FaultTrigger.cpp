@@ -12,10 +12,10 @@ const Fault* FaultTrigger::strike(FaultPlace place) {
     return nullptr;
   }
   const std::lock_guard<std::mutex> lock(m_mutex);
-  if (m_left == 0U) {
-    return nullptr;
-  }
   if (m_left) {
+    if (*m_left == 0) {
+      return nullptr;
+    }
     --*m_left;
   }
   return &*m_fault;

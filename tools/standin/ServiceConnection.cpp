@@ -133,9 +133,6 @@ bool ServiceConnection::answer(const std::string& message) {
 
 bool ServiceConnection::answerFaultily(const Fault& fault, const QueuedRequest& request) {
   report(fmt::format("{}: {} is queued", labelOf(fault), request.taskName));
-  if (fault.kind == FaultKind::kSilent) {
-    m_pass.reset();  // the end must not wait for a reply
-  }
   return replyFaultily(fault.kind, request, m_descriptor, m_gate.closedDescriptor());
 }
 
