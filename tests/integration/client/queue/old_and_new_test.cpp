@@ -92,6 +92,7 @@ class OldAndNewTest : public testing::Test {
   static bool runThreads(int count, const std::function<bool()>& call) {
     std::atomic<int> failures = 0;
     std::vector<std::thread> threads;
+    threads.reserve(kNewThreads);
     for (int i = 0; i < kNewThreads; ++i) {
       threads.emplace_back([&] { failures += succeeds(count, call) ? 0 : 1; });
     }
