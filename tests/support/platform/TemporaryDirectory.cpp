@@ -42,6 +42,10 @@ std::string TemporaryDirectory::makeDirectory(const std::string& name) const {
   return path(name);
 }
 
+void TemporaryDirectory::setMode(const std::string& name, unsigned mode) const {
+  fs::permissions(name.empty() ? m_path : m_path / name, static_cast<fs::perms>(mode));
+}
+
 std::string TemporaryDirectory::writeFile(const std::string& name,
                                           const std::string& contents) const {
   velmo::test::writeFile(path(name), contents);

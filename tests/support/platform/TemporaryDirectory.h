@@ -27,6 +27,9 @@ class TemporaryDirectory {
   /// Creates a subdirectory and its parents; returns its path.
   std::string makeDirectory(const std::string& name) const;
 
+  /// Sets the permissions of something in it; of itself without a name.
+  void setMode(const std::string& name, unsigned mode) const;
+
   /// Writes a file and returns its path.
   std::string writeFile(const std::string& name, const std::string& contents) const;
 

@@ -160,6 +160,7 @@ TEST_F(JobLockTest, FailureToCreateTheFileIsASystemError) {
 }
 
 TEST_F(JobLockTest, DirectoryWithoutPermissionIsASystemError) {
+  directory.setMode("", 0555);
   const UnprivilegedFiles unprivileged;
   JobLock lock(directory.path());
   EXPECT_EQ("SYSTEM_ERROR: cannot lock the job counter: cannot create \"" + path +

@@ -137,9 +137,9 @@ TEST_F(DrawJobNumberTest, CounterThatCannotBeReadIsRefused) {
   EXPECT_EQ(failure + "Is a directory", draw());
   std::filesystem::remove(counter);
   writeCounter("16");
-  std::filesystem::permissions(counter, std::filesystem::perms::none);
-  std::filesystem::permissions(directory.path(), std::filesystem::perms::all);
-  std::filesystem::permissions(directory.path("lock"), std::filesystem::perms::all);
+  directory.setMode("", 0755);
+  directory.setMode("lock", 0777);
+  directory.setMode("data/velmo/jobid", 0);
   const UnprivilegedFiles unprivileged;
   EXPECT_EQ(failure + "Permission denied", draw());
 }
@@ -215,9 +215,9 @@ TEST_F(DrawJobNumberTest, MissingDirectoryIsAFailure) {
 
 TEST_F(DrawJobNumberTest, DirectoryWithoutPermissionIsAFailure) {
   writeCounter("16");
-  std::filesystem::permissions(directory.path(), std::filesystem::perms::all);
-  std::filesystem::permissions(directory.path("lock"), std::filesystem::perms::all);
-  std::filesystem::permissions(directory.path("data"), std::filesystem::perms::all);
+  directory.setMode("", 0755);
+  directory.setMode("lock", 0777);
+  directory.setMode("data/velmo", 0555);
   const UnprivilegedFiles unprivileged;
   expectUnchangedAfter(notWritten + "Permission denied");
 }

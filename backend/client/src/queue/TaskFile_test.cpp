@@ -241,9 +241,9 @@ TEST_F(TaskFileTest, ServiceThatWatchesForMovedFilesSeesBothWays) {
 }
 
 TEST_F(TaskFileTest, LookThatFailsIsAFailure) {
-  std::filesystem::permissions(directory.path(), std::filesystem::perms::all);
-  std::filesystem::permissions(directory.path("tmp"), std::filesystem::perms::all);
-  std::filesystem::permissions(queue, std::filesystem::perms::none);
+  directory.setMode("", 0755);
+  directory.setMode("tmp", 0777);
+  directory.setMode("var/taskqueue", 0);
   refuseExclusiveMoves();
   const UnprivilegedFiles unprivileged;
   EXPECT_EQ(notMoved + "Permission denied", place());
@@ -265,8 +265,9 @@ TEST_F(TaskFileTest, FailedMoveIsAFailure) {
 }
 
 TEST_F(TaskFileTest, QueueWithoutPermissionIsAFailure) {
-  std::filesystem::permissions(directory.path(), std::filesystem::perms::all);
-  std::filesystem::permissions(directory.path("tmp"), std::filesystem::perms::all);
+  directory.setMode("", 0755);
+  directory.setMode("tmp", 0777);
+  directory.setMode("var/taskqueue", 0555);
   const UnprivilegedFiles unprivileged;
   expectNothingAfter(notMoved + "Permission denied");
 }
@@ -329,6 +330,8 @@ TEST_F(TaskFileTest, TemporaryFileThatVanishesIsNotAMissingQueue) {
 }
 
 TEST_F(TaskFileTest, TmpWithoutPermissionIsAFailure) {
+  directory.setMode("", 0755);
+  directory.setMode("tmp", 0555);
   const UnprivilegedFiles unprivileged;
   EXPECT_EQ(notWritten + "Permission denied", place());
 }
