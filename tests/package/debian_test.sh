@@ -25,15 +25,17 @@ mount -t tmpfs -o mode=755 root "$directory"
 
 # The packages, and the parts of the tree that they are compared with.
 given=$directory/given
-mkdir -p "$given/packages" "$given/backend" "$given/docs" "$given/tests/integration"
+mkdir -p "$given/packages" "$given/backend/client" "$given/docs" "$given/tests/integration"
 for package in libvelmo1 libvelmo-dev libvelmo-client1 libvelmo-client-dev python3-velmo velmo-tools \
   libvelmo-doc; do
   cp -t "$given/packages" "$packages/${package}_${version}_"*.deb
 done
 cp -t "$given" "$tree/VERSION" "$tree/README.md"
 cp -t "$given/backend" "$tree/backend/exports.txt"
+cp -t "$given/backend/client" "$tree/backend/client/exports.txt"
 cp -R -t "$given/docs" "$tree/docs/man"
-cp -t "$given/tests/integration" "$tree/tests/integration/imported_functions_test.sh"
+cp -t "$given/tests/integration" "$tree"/tests/integration/imported_functions_test.sh \
+  "$tree"/tests/integration/client_host_safety_test.sh
 cp -R -t "$given/tests" "$tree/tests/package"
 
 sources=/etc/apt/sources.list.d/debian.sources

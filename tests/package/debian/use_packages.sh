@@ -10,6 +10,7 @@ names='libvelmo1 libvelmo-dev libvelmo-client1 libvelmo-client-dev python3-velmo
 version=$(cat "$tree/VERSION")
 library_dir=/usr/lib/$(gcc -print-multiarch)
 library=$library_dir/libvelmo.so.1
+client=$library_dir/libvelmo-client.so.1
 standin=/usr/bin/velmo-standin
 # shellcheck source=tests/package/expect.sh
 . "$tests/expect.sh"
@@ -40,13 +41,17 @@ dpkg-query -L $names | while read -r path; do
 done >"$directory/installed"
 [ ! -e /usr/include/Poco ] || fail "the networking library's headers came with them"
 
-step 'the library is what its package says'
-expect 'link' libvelmo.so.1 "$(readlink "$library_dir/libvelmo.so")"
-expect 'soname' libvelmo.so.1 \
-  "$(readelf -d "$library" | sed -n 's/.*Library soname: \[\(.*\)\]/\1/p')"
-"$tests/exports_test.sh" "$library" "$tree/backend/exports.txt"
+step 'the libraries are what their packages say'
+for name in libvelmo libvelmo-client; do
+  expect 'link' "$name.so.1" "$(readlink "$library_dir/$name.so")"
+  expect 'soname' "$name.so.1" \
+    "$(readelf -d "$library_dir/$name.so.1" | sed -n 's/.*Library soname: \[\(.*\)\]/\1/p')"
+done
+"$tests/exports_test.sh" "$library" "$tree/backend/exports.txt" VELMO_1
+"$tests/exports_test.sh" "$client" "$tree/backend/client/exports.txt" VELMO_CLIENT_1
 "$tree/tests/integration/imported_functions_test.sh" "$library"
-for file in "$library" "$standin"; do
+"$tree/tests/integration/client_host_safety_test.sh" "$client"
+for file in "$library" "$client" "$standin"; do
   readelf -d "$file" >"$directory/dynamic"
   grep -q BIND_NOW "$directory/dynamic" || fail "$file binds late"
   if grep -E 'RPATH|RUNPATH' "$directory/dynamic"; then
@@ -65,7 +70,7 @@ sed -n 's,^/usr/share/man/man[1-9]/\(.*\)\.gz$,\1,p' "$directory/installed" | so
 find "$tree/docs/man" -name '*.[1-9]' -printf '%f\n' | sort >"$directory/written"
 grep -v '\.3$' "$directory/pages" | diff "$directory/written" -
 # One of a function, of a class, of an enumeration, of a variable.
-for page in createTaskFile JobManager TaskType g_imVerbose; do
+for page in createTaskFile JobManager TaskType g_imVerbose velmo_submit velmo::Installation; do
   grep -qx "$page.3" "$directory/pages" || fail "no $page.3"
 done
 for page in html/index.html docs/formats.md; do
@@ -79,30 +84,50 @@ step 'and with pkg-config, which names no directory of the system'
 expect 'flags' '-lvelmo' "$(pkg-config --cflags --libs velmo | sed 's/ *$//')"
 "$tests/pkg_config/pkg_config_test.sh" "$library_dir" "$version" g++ 17
 
+step 'the same for the client library, in C and in C++'
+"$tests/client/find_package_test.sh" /usr "$version" gcc g++ 17
+expect 'flags' '-lvelmo-client' "$(pkg-config --cflags --libs velmo-client | sed 's/ *$//')"
+"$tests/client/pkg_config_test.sh" "$library_dir" "$version" gcc g++ 17
+
 step 'the first program of README.md, under the stand-in'
 "$tests/readme_program/readme_program_test.sh" "$tree/README.md" /usr "$standin" g++
 
-# usage: build SOURCE PROGRAM
+# usage: build MODULE SOURCE PROGRAM
 build() {
-  # shellcheck disable=SC2046 # a list of words
-  g++ -std=c++17 -Wall -Wextra -Wpedantic -Werror "$1" -o "$2" $(pkg-config --cflags --libs velmo)
+  case $2 in
+  *.c) compiler='gcc -std=c99' ;;
+  *) compiler='g++ -std=c++17' ;;
+  esac
+  # shellcheck disable=SC2046,SC2086 # lists of words
+  $compiler -Wall -Wextra -Wpedantic -Werror "$2" -o "$3" $(pkg-config --cflags --libs "$1")
 }
 
-step 'the examples, under the stand-in'
+step 'the examples of libvelmo, under the stand-in'
 for example in job_registry submit_by_file submit_by_message; do
-  build "/usr/share/doc/libvelmo-dev/examples/$example.cpp" "$directory/$example"
+  build velmo "/usr/share/doc/libvelmo-dev/examples/$example.cpp" "$directory/$example"
   quietly "$standin" --port 0 -- "$directory/$example"
 done
 
-step 'the example in Python, under the stand-in'
-for how in '' --message; do
-  # shellcheck disable=SC2086 # no word, or one
-  quietly "$standin" --port 0 --fail-on-task -- \
-    python3 /usr/share/doc/python3-velmo/examples/submit_from_python.py $how
+step 'the examples of libvelmo-client in C, C++ and Python: under the stand-in, and without a service'
+for source in submit.cpp submit_from_c.c; do
+  build velmo-client "/usr/share/doc/libvelmo-client-dev/examples/$source" "$directory/${source%.*}"
+done
+python=/usr/share/doc/python3-velmo/examples/submit_from_python.py
+# Each word list is one way to run an example.
+for program in "$directory/submit" "$directory/submit --message" "$directory/submit_from_c" \
+  "python3 $python" "python3 $python --message"; do
+  # shellcheck disable=SC2086 # a list of words
+  quietly "$standin" --port 0 --fail-on-task -- $program
+  # shellcheck disable=SC2086 # a list of words
+  if env -i PATH="$PATH" $program >"$directory/refusal" 2>&1; then
+    fail "$program submitted without a service"
+  fi
+  grep -E '^not queued: (([A-Z_]+) is not set|cannot read ".*": No such file or directory)$' \
+    "$directory/refusal" || fail "no reason: $(cat "$directory/refusal")"
 done
 
 step 'the library calls the platform functions that a program defines'
-build "$here/interposed_openlog.cpp" "$directory/interposed_openlog"
+build velmo "$here/interposed_openlog.cpp" "$directory/interposed_openlog"
 "$directory/interposed_openlog"
 
 step 'apt removes them, and nothing is left'
