@@ -36,7 +36,7 @@ word='([A-Za-z][A-Za-z_]*)'
       sed -nE "s/^(class|struct|enum|enum class) (VELMO_[A-Z]+ )?$word( :.*)? \{\$/$scope\3.3/p
                s/^(VELMO_[A-Z]+|inline) [^(]*[ *]$word\(.*/$scope\2.3/p
                s/^extern VELMO_EXPORT [^;(]* $word;.*/\1.3/p
-               s/^typedef [^(]* $word[ ;(].*/\1.3/p"
+               s/^typedef [^(]* ${word}[ ;(].*/\1.3/p"
   done
 } | sort >"$directory/expected"
 cd "$man"

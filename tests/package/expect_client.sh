@@ -2,6 +2,7 @@
 # shellcheck shell=sh
 
 # The warnings of a careful caller.
+# shellcheck disable=SC2034 # the scripts that source this use it
 careful='-Wall -Wextra -pedantic-errors -Wconversion -Wshadow -Werror'
 
 # expect_outcomes PROGRAM VERSION: runs consumer_c or consumer_cpp in an empty environment

@@ -41,11 +41,12 @@ fi
 
 # Names without parameters are names of C: functions, and global variables.
 nm -D --defined-only "$library" >"$directory/symbols"
-for name in $(grep -xE '[A-Za-z0-9_]+' "$directory/listed"); do
+grep -xE '[A-Za-z0-9_]+' "$directory/listed" >"$directory/plain"
+while read -r name; do
   if ! grep -q " [BDRT] $name@@$node\$" "$directory/symbols"; then
     echo "no symbol $name"
     status=1
   fi
-done
+done <"$directory/plain"
 echo "$(wc -l <"$directory/exported") names exported"
 exit $status
