@@ -34,12 +34,16 @@ items() {
 echo '== variables of the environment =='
 find "$source/backend" "$source/tools" "$source/examples" "$source/benchmarks" -name '*.cpp' \
   ! -name '*_test.cpp' -exec cat {} + >"$directory/code"
-# The functions named "FromEnvironment" hand their argument on.
-if grep -E 'getenv\(' "$directory/code" | grep -vE 'getenv\(("[A-Z_]+"|variable|%s)\)'; then
+# The functions named "FromEnvironment" hand their argument on. Settings of libvelmo-client have the name of
+# their variable.
+cat "$source/backend/client/src/queue/Settings.h" >>"$directory/code"
+if grep -E 'getenv\(' "$directory/code" |
+  grep -vE 'getenv\(("[A-Z_]+"|variable|names\.[a-zA-Z]+\.variable|%s)\)'; then
   echo 'a variable whose name cannot be seen here'
   touch "$directory/failed"
 fi
-grep -oE '(getenv|FromEnvironment)\("[A-Z_]+"' "$directory/code" | sed 's/.*("//; s/"//' |
+grep -oE '((getenv|FromEnvironment)\(|Setting [a-zA-Z]+\{)"[A-Z_]+"' "$directory/code" |
+  sed 's/^[^"]*"//; s/"//' |
   sort -u >"$directory/sources"
 section '.Sh ENVIRONMENT' | sed -n 's/^\.It Ev //p' | sort >"$directory/page"
 compare 'variables'
