@@ -41,5 +41,4 @@ home=$directory/home # the installation of the run above, whose counter has ende
 set -- TMP="$home/tmp" VAR="$home/var" SHARED_VELMO_TASKID=1 SEMAPHORE_VELMO_TASKID=1
 expect_refusal 'without priorities' \
   'neither VELMO_HOME nor CONF is set, so no priority is known' 2 "$@"
-expect_refusal 'without the service' "the service is not running: the semaphore of its task counter, key 1, \
-is missing" 3 "$@" VELMO_HOME="$home/home" CONF="$home/conf" DATA="$home/data" LOCK_VAR="$home/lock"
+expect_refusal 'without the service' 'the service is not running: its task counter, key 1, is missing' 3 "$@" VELMO_HOME="$home/home" CONF="$home/conf" DATA="$home/data" LOCK_VAR="$home/lock"
