@@ -38,7 +38,11 @@ exit $3"
 }
 expect_refusal 'without any variable' 'TMP is not set' 2
 home=$directory/home # the installation of the run above, whose counter has ended with it
-set -- TMP="$home/tmp" VAR="$home/var" SHARED_VELMO_TASKID=1 SEMAPHORE_VELMO_TASKID=1
+# A key that nobody uses: other programs of the machine may have made objects under small ones.
+key=$(($(od -An -N3 -tu4 /dev/urandom) + 1000000000))
+set -- TMP="$home/tmp" VAR="$home/var" SHARED_VELMO_TASKID=$key SEMAPHORE_VELMO_TASKID=$key
 expect_refusal 'without priorities' \
   'neither VELMO_HOME nor CONF is set, so no priority is known' 2 "$@"
-expect_refusal 'without the service' 'the service is not running: its task counter, key 1, is missing' 3 "$@" VELMO_HOME="$home/home" CONF="$home/conf" DATA="$home/data" LOCK_VAR="$home/lock"
+expect_refusal 'without the service' "the service is not running: the semaphore of its task counter, \
+key $key, is missing" 3 "$@" VELMO_HOME="$home/home" CONF="$home/conf" DATA="$home/data" \
+  LOCK_VAR="$home/lock"
