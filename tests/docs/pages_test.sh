@@ -58,10 +58,10 @@ diff "$directory/sources" "$directory/page" ||
 
 echo '== tests that pages name =='
 grep -ohE '`[A-Z][A-Za-z]*Test\.[A-Z][A-Za-z0-9]*`' docs/*.md | tr -d '`' | sort -u >"$directory/named"
+find backend tests tools -name '*_test.cpp' -exec cat {} + | tr '\n' ' ' >"$directory/tests"
 grep -q . "$directory/named" || fail 'no names of tests were found'
 while IFS=. read -r suite test; do
-  git ls-files --cached --others --exclude-standard '*_test.cpp' | xargs cat | tr '\n' ' ' |
-    grep -qE "TEST(_F|_P)?\($suite, +$test\)" || fail "no such test: $suite.$test"
+  grep -qE "TEST(_F|_P)?\($suite, +$test\)" "$directory/tests" || fail "no such test: $suite.$test"
 done <"$directory/named"
 
 [ ! -e "$directory/failed" ]

@@ -26,7 +26,8 @@ class PrivateMounts {
     }
   }
 
-  /// Whether this process may mount; otherwise the test is to be skipped.
+  /// Whether this process may mount, as root outside of a changed root directory. Otherwise a test
+  /// fakes the answer of the platform.
   bool isPermitted() const {
     return m_isPermitted;
   }

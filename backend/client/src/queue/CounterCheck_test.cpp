@@ -227,21 +227,18 @@ TEST_F(TaskCounterCheckTest, ObjectsThatTheUserMayNotUseAreFound) {
 }
 
 TEST_F(TaskCounterCheckTest, ObjectsOfAnOrdinaryUserAreFoundWhereSystemdRemovesThem) {
-  if (geteuid() != 0) {
-    GTEST_SKIP() << "only root can give objects away";
-  }
+  const uid_t owner = geteuid() == 0 ? 1234 : geteuid();  // only root can give objects away
   shmid_ds status{};
   const int id = shmget(segment.key(), 0, 0);
   ASSERT_EQ(0, shmctl(id, IPC_STAT, &status));
-  status.shm_perm.uid = 1234;
+  status.shm_perm.uid = owner;
   ASSERT_EQ(0, shmctl(id, IPC_SET, &status));
   EXPECT_EQ(Lines(), found());
   root.makeDirectory("run/systemd/system");
-  EXPECT_EQ(
-      Lines{"the task counter belongs to the user with the number 1234, and systemd removes "
-            "it when this user logs out; set RemoveIPC=no in \"/etc/systemd/logind.conf\", or "
-            "run the service as a system user"},
-      found());
+  EXPECT_EQ("the task counter belongs to the user with the number " + std::to_string(owner) +
+                ", and systemd removes it when this user logs out; set RemoveIPC=no in "
+                "\"/etc/systemd/logind.conf\", or run the service as a system user",
+            found().at(0));
 }
 
 }  // namespace
