@@ -27,4 +27,6 @@ build() {
   expect_outcomes "$directory/${3%.*}" "$version"
 }
 build "$c_compiler" c99 consumer_c.c
+# The name that all compilers know.
+[ "$standard" != 23 ] || standard=2b
 build "$cxx_compiler" "c++$standard" consumer_cpp.cpp
