@@ -243,13 +243,15 @@ Result<std::int32_t> Counter::advance() {
   if (Outcome failure = attach()) {
     return *std::move(failure);
   }
-  const std::int32_t last = *m_last;
+  // Atomic, though the semaphore orders the accesses: the language does not know about semaphores
+  // of the kernel, and the thread sanitizer would report a race.
+  const std::int32_t last = __atomic_load_n(m_last, __ATOMIC_ACQUIRE);
   const std::int32_t next = brix::velmo::followingTaskId(last);
   if (next < 0) {
     // Deliberate: older programs issue it. Nobody can read it back from the task's name.
     return Fault{Problem::SegmentNotACounter, std::to_string(m_key), std::to_string(last)};
   }
-  *m_last = next;
+  __atomic_store_n(m_last, next, __ATOMIC_RELEASE);
   if (const int error = detach()) {
     return fault(Problem::SegmentFailed, error);
   }
