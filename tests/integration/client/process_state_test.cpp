@@ -27,20 +27,16 @@
 #include <vector>
 
 #include "CapturedLog.h"
+#include "InstallationAndPeerTest.h"
 #include "ParallelProcesses.h"
-#include "PeerProcess.h"
-#include "TaskInstallation.h"
 
 extern char** environ;
 
 namespace {
 
 using testing::IsEmpty;
-using velmo::test::answering;
 using velmo::test::CapturedLog;
-using velmo::test::naming;
-using velmo::test::PeerProcess;
-using velmo::test::TaskInstallation;
+using velmo::test::InstallationAndPeerTest;
 
 // --- the state ---
 
@@ -97,37 +93,8 @@ struct NamedCall {
   std::function<void()> call;
 };
 
-class ProcessStateTest : public testing::Test {
+class ProcessStateTest : public InstallationAndPeerTest {
  protected:
-  ProcessStateTest() : peer({answering({naming("first"), naming("second")})}) {
-    place.writeHomePriorities("Normal=50\n");
-    place.writeConfPriorities("");
-    place.directory.makeDirectory("jobs");
-    task.size = sizeof task;
-    task.priority_class = "Normal";
-    task.command = "echo";
-    unknown = task;
-    unknown.priority_class = "Unknown";
-    endpoint.size = sizeof endpoint;
-    endpoint.host = "127.0.0.1";
-    endpoint.port = peer.port();
-    EXPECT_EQ(VELMO_OK, velmo_open(nullptr, &handle, nullptr));
-  }
-
-  ~ProcessStateTest() override {
-    velmo_disconnect(connection, 0);
-    velmo_close(handle);
-  }
-
-  velmo_status submit(const velmo_task& given, unsigned flags = 0) {
-    return velmo_submit(handle, &given, 1000, flags, nullptr, nullptr);
-  }
-
-  velmo_status findJob(const char* directory) {
-    velmo_job job{};
-    return velmo_find_job(handle, directory, "key", 0, 0, &job, nullptr);
-  }
-
   void openAndClose() {
     velmo_installation* other = nullptr;
     EXPECT_EQ(VELMO_OK, velmo_open(nullptr, &other, nullptr));
@@ -192,14 +159,6 @@ class ProcessStateTest : public testing::Test {
         {"exchange", [this] { exchange(); }},
     };
   }
-
-  PeerProcess peer;  // first: it forks
-  TaskInstallation place;
-  velmo_task task{};
-  velmo_task unknown{};
-  velmo_endpoint endpoint{};
-  velmo_installation* handle = nullptr;
-  velmo_connection* connection = nullptr;
 };
 
 TEST_F(ProcessStateTest, LoadingBlocksNoSignalAndStartsNoThread) {
@@ -246,61 +205,6 @@ TEST_F(ProcessStateTest, CallsWriteNothingToTheSystemLogAndToStandardError) {
   EXPECT_EQ("", testing::internal::GetCapturedStdout());
   EXPECT_EQ("", testing::internal::GetCapturedStderr());
   EXPECT_THAT(log.lines(), IsEmpty());
-}
-
-// --- cancellation ---
-
-// Runs a call in a thread that was cancelled before; returns whether the call came to its end.
-bool endsThoughCancelled(const std::function<void()>& call) {
-  struct Work {
-    const std::function<void()>* call;
-    bool isDone = false;
-  } work{&call};
-  const auto run = [](void* given) -> void* {
-    pthread_cancel(pthread_self());
-    auto* const mine = static_cast<Work*>(given);
-    (*mine->call)();
-    mine->isDone = true;
-    pthread_testcancel();
-    ADD_FAILURE() << "the cancellation was lost";
-    return nullptr;
-  };
-  pthread_t thread{};
-  EXPECT_EQ(0, pthread_create(&thread, nullptr, run, &work));
-  void* result = nullptr;
-  pthread_join(thread, &result);
-  EXPECT_EQ(PTHREAD_CANCELED, result);
-  return work.isDone;
-}
-
-TEST_F(ProcessStateTest, NoCallIsACancellationPoint) {
-  const std::string jobs = place.directory.path("jobs");
-  velmo_installation* other = nullptr;
-  velmo_listing* listing = nullptr;
-  velmo_status status = -1;
-  const std::vector<NamedCall> alone{
-      {"open", [&] { status = velmo_open(nullptr, &other, nullptr); }},
-      {"close", [&] { velmo_close(other), status = VELMO_OK; }},
-      {"submit", [&] { status = submit(task, VELMO_DURABLE); }},
-      {"new job", [&] { status = velmo_new_job(handle, 0, 0, nullptr, nullptr); }},
-      {"find job", [&] { status = findJob(jobs.c_str()); }},
-      {"check", [&] { status = velmo_check(handle, nullptr, nullptr, nullptr) * 0; }},
-      {"list", [&] { status = velmo_list(handle, &listing, nullptr); }},
-      {"connect", [&] { status = velmo_connect(&endpoint, 5000, &connection, nullptr); }},
-      {"send", [&] { status = velmo_send(connection, &task, 5000, nullptr, nullptr); }},
-      {"send again", [&] { status = velmo_send(connection, &task, 5000, nullptr, nullptr); }},
-      {"disconnect",
-       [&] {
-         velmo_disconnect(std::exchange(connection, nullptr), 5000);
-         status = VELMO_OK;
-       }},
-  };
-  for (const NamedCall& one : alone) {
-    status = -1;
-    EXPECT_TRUE(endsThoughCancelled(one.call)) << one.name;
-    EXPECT_EQ(VELMO_OK, status) << one.name;
-  }
-  velmo_listing_free(listing);
 }
 
 // --- processes and threads ---
