@@ -57,6 +57,7 @@ diff "$directory/sources" "$directory/page" ||
   fail 'CMake options: in CMakeLists.txt (<), in README.md (>)'
 
 echo '== tests that pages name =='
+# shellcheck disable=SC2016 # the backquotes of Markdown
 grep -ohE '`[A-Z][A-Za-z]*Test\.[A-Z][A-Za-z0-9]*`' docs/*.md | tr -d '`' | sort -u >"$directory/named"
 find backend tests tools -name '*_test.cpp' -exec cat {} + | tr '\n' ' ' >"$directory/tests"
 grep -q . "$directory/named" || fail 'no names of tests were found'
