@@ -55,7 +55,7 @@ fi
 sed -n 's/.*(NEEDED) .*\[\(.*\)\]/\1/p' "$directory/dynamic" | sort >"$directory/needed"
 allowed='libc|libgcc_s|libm|libstdc\+\+|libexpat|libnettle|libwslay|ld-linux.*'
 if grep -vE "^($allowed)\.so\.[0-9]+$" "$directory/needed"; then
-  echo 'needed, and not a library that it may need'
+  echo 'needs a library that is not on the list'
   status=1
 fi
 if ldd "$library" | grep -iE 'poco|protobuf'; then

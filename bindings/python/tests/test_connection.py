@@ -214,7 +214,7 @@ def ends(close: object) -> list[int]:
     return codes
 
 
-def test_close_says_goodbye_without_waiting() -> None:
+def test_close_sends_a_close_frame_without_waiting() -> None:
     assert ends(lambda connections: connections[0].close()) == [1000]
 
 

@@ -106,7 +106,7 @@ class Completed(Exception):
 
     Never raised alone: it is the `__cause__` of the KeyboardInterrupt, or of anything else that a
     signal handler raised during the call. If the call failed, its Error is the `__cause__`, and an
-    InDoubt if the task may be queued. If there is no `__cause__`, the call was not begun.
+    InDoubt if the task may be queued. Without a `__cause__`, the call was not begun.
     """
 
     result: Any

@@ -163,7 +163,7 @@ TEST_F(ExchangeFaultsTest, CloseBeforeTheRequestIsNotARefusal) {
 }
 
 TEST_F(ExchangeFaultsTest, DataThatNobodyAskedForIsNotTakenForTheReply) {
-  const std::string expected = "9: 127.0.0.1:PORT has sent data that nobody asked for";
+  const std::string expected = "9: 127.0.0.1:PORT sent data without being asked";
   EXPECT_EQ(expected, sendAfter(sending(naming("n"))));
   EXPECT_EQ(expected, sendAfter(sending(frame(kBinary, ""))));
   EXPECT_EQ(expected, sendAfter(sending(std::string(1, '\x82'))));
@@ -177,7 +177,7 @@ TEST_F(ExchangeFaultsTest, FloodOfPingsBeforeTheRequestIsDataThatNobodyAskedFor)
   for (int i = 0; i < 20000; ++i) {
     pings += frame(kFinal | kPing, std::string(120, 'p'));
   }
-  EXPECT_EQ("9: 127.0.0.1:PORT has sent data that nobody asked for", sendAfter(sending(pings)));
+  EXPECT_EQ("9: 127.0.0.1:PORT sent data without being asked", sendAfter(sending(pings)));
 }
 
 TEST_F(ExchangeFaultsTest, HalfAPingBeforeTheRequestDoesNotMatter) {
@@ -213,7 +213,7 @@ TEST_F(ExchangeFaultsTest, SecondReplyIsNotTakenForTheNextOne) {
   }});
   ASSERT_EQ("OK", connect());
   EXPECT_EQ("OK n", send());
-  EXPECT_EQ("9: 127.0.0.1:PORT has sent data that nobody asked for", send());
+  EXPECT_EQ("9: 127.0.0.1:PORT sent data without being asked", send());
 }
 
 TEST_F(ExchangeFaultsTest, ResetBehindTheReplyIsSeenByTheNextRequest) {
@@ -328,7 +328,7 @@ TEST_F(ExchangeFaultsTest, ResetWhileSendingLosesTheConnection) {
 }
 
 TEST_F(ExchangeFaultsTest, ReplyToHalfARequestLosesTheConnection) {
-  EXPECT_EQ("9: 127.0.0.1:PORT has sent data that nobody asked for",
+  EXPECT_EQ("9: 127.0.0.1:PORT sent data without being asked",
             sendHuge([](PeerConnection& connected) {
               connected.send(naming("n"));
               connected.drain();

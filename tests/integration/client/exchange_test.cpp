@@ -1,4 +1,4 @@
-// Requests and replies, against a peer that does all right.
+// Requests and replies, against a peer without faults.
 
 #include <gtest/gtest.h>
 #include <velmo/velmo.h>

@@ -44,7 +44,7 @@ extern "C" int getaddrinfo(const char* host, const char* service, const addrinfo
 
 namespace {
 
-// A port of 127.0.0.N that takes no further connection: whoever connects hears nothing.
+// A port of 127.0.0.N with a full backlog: a connection attempt gets no answer.
 class FullPort {
  public:
   explicit FullPort(const char* host, std::uint16_t port = 0) {

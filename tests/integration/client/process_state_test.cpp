@@ -139,13 +139,14 @@ class ProcessStateTest : public InstallationAndPeerTest {
         {"submit", [this] { EXPECT_EQ(VELMO_OK, submit(task)); }},
         {"submit durable", [this] { EXPECT_EQ(VELMO_OK, submit(task, VELMO_DURABLE)); }},
         {"submit refused", [this] { EXPECT_EQ(VELMO_NOT_CONFIGURED, submit(unknown)); }},
-        {"wait in vain", [this] { lockForAMoment(); }},
+        {"timeouts", [this] { lockForAMoment(); }},
         {"new job",
          [this] {
            EXPECT_EQ(VELMO_OK, velmo_new_job(handle, 0, VELMO_DURABLE, nullptr, nullptr));
          }},
         {"find job", [this, jobs] { EXPECT_EQ(VELMO_OK, findJob(jobs.c_str())); }},
-        {"find job in vain", [this] { EXPECT_EQ(VELMO_NOT_CONFIGURED, findJob("/missing")); }},
+        {"find job without a directory",
+         [this] { EXPECT_EQ(VELMO_NOT_CONFIGURED, findJob("/missing")); }},
         {"check", [this] { EXPECT_NE(-1, velmo_check(handle, &unknown, nullptr, nullptr)); }},
         {"list", [this] { listAndFree(); }},
         {"cancel",
@@ -155,7 +156,7 @@ class ProcessStateTest : public InstallationAndPeerTest {
            EXPECT_EQ(VELMO_NOT_CONFIGURED,
                      velmo_find_service("/missing", nullptr, nullptr, nullptr));
          }},
-        {"connect in vain", [this] { connectToNobody(); }},
+        {"connect to nobody", [this] { connectToNobody(); }},
         {"exchange", [this] { exchange(); }},
     };
   }
@@ -176,7 +177,7 @@ TEST_F(ProcessStateTest, CallsLeaveSignalsDescriptorsThreadsLocaleAndEnvironment
 
 TEST_F(ProcessStateTest, CallsLeaveErrnoUnchanged) {
   for (const NamedCall& one : calls()) {
-    if (one.name == "wait in vain") {
+    if (one.name == "timeouts") {
       continue;  // calls others between those of the library
     }
     errno = 4321;

@@ -108,7 +108,7 @@ std::string byNewLibrary(const std::string& path) {
   }
 }
 
-// The new library refuses what the old one would try to connect to in vain.
+// The new library refuses ports to which the old one would fail to connect.
 bool isSame(const std::string& old, const std::string& found) {
   const std::string unusable = "unusable port ";
   if (found.compare(0, unusable.size(), unusable) == 0) {

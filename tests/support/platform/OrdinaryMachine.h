@@ -11,9 +11,9 @@
 
 namespace velmo::test {
 
-/// A machine on which velmo_check() finds nothing, whoever runs the tests: the umask is 0022, and
-/// systemd, which would remove the System V objects of an ordinary user, seems not to be there.
-/// Make it before the directories of the test.
+/// A machine on which velmo_check() finds nothing, under any user: the umask is 0022, and systemd,
+/// which would remove the System V objects of an ordinary user, appears to be missing. Construct it
+/// before the directories of the test.
 class OrdinaryMachine {
  public:
   OrdinaryMachine() {

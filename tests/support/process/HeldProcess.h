@@ -7,7 +7,7 @@
 
 namespace velmo::test {
 
-/// A child process that does its work and then stays as it is, with all that it holds, until it is
+/// A child process that does its work, then keeps everything that it holds until it is
 /// killed: by kill(), by the destructor, or with the test program.
 class HeldProcess {
  public:

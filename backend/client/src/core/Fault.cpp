@@ -297,7 +297,7 @@ Row rowOf(Problem problem) {
     case Problem::ConnectionClosed:
       return {VELMO_CONNECTION_LOST, "{1} has closed the connection: {2}"};
     case Problem::ConnectionHasData:
-      return {VELMO_CONNECTION_LOST, "{1} has sent data that nobody asked for"};
+      return {VELMO_CONNECTION_LOST, "{1} sent data without being asked"};
     case Problem::ConnectionBroken:
       return {VELMO_CONNECTION_LOST, "{1} broke the WebSocket protocol: {2}"};
     case Problem::ConnectionFailed:

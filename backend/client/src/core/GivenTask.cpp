@@ -74,7 +74,7 @@ Outcome checkIdentifier(const char* name, std::string_view text) {
 
 namespace {
 
-// A text of a task, and what it must keep to.
+// A text of a task, and its check.
 struct Field {
   const char* name;
   std::string_view GivenTask::*text;

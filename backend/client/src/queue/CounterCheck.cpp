@@ -116,7 +116,7 @@ void checkJobCounter(const Settings& settings, const Report& report) {
   const std::string lock = brix::imutils::lockPath(settings.lockVar.value, "velmo_jobid").data();
   if (locks.isOk() && exists(lock)) {
     report({Problem::LockTimedOut, lock, describeLockFile(lock)});
-  } else if (hasCopy) {  // of a program that is still at it, if the counter is locked
+  } else if (hasCopy) {  // if the counter is locked, a running program may still need it
     report({Problem::JobCounterCopyLeft, copy});
   }
 }

@@ -12,7 +12,7 @@ namespace velmo::client {
 
 namespace {
 
-constexpr time_t kYoungest = 60;  // a younger file may belong to a program that is still at it
+constexpr time_t kYoungest = 60;  // a program may still be writing a younger file
 
 bool isOld(const std::string& path) {
   struct stat status {};

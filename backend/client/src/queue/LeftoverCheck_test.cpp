@@ -82,7 +82,7 @@ TEST_F(LeftoverCheckTest, OtherFilesInTheQueueAreFound) {
             found());
 }
 
-// Whoever deleted the tasks as leftovers would delete the queue.
+// If they were reported, the remedy "delete them" would empty the queue.
 TEST_F(LeftoverCheckTest, TasksOfAQueueThatIsTmpAreNotLeftovers) {
   settings.tmp.value = directory.path("var/taskqueue");
   writeAged("var/taskqueue/" + task(1), 1000);

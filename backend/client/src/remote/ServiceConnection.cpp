@@ -167,7 +167,7 @@ Outcome ServiceConnection::failedSend(int error) {
   return hasSaidWhy ? std::move(outcome) : failed(error);
 }
 
-// --- what nobody asked for ---
+// --- data without a request ---
 
 // Takes what has arrived before the whole request was sent. Never waits.
 Outcome ServiceConnection::readArrivals() {
@@ -365,7 +365,7 @@ void ServiceConnection::sendPong() {
   }
 }
 
-// Says goodbye to a peer that has closed, if that is possible at once.
+// Answers the close frame of the peer, if the socket takes the answer at once.
 void ServiceConnection::answerClose() {
   if (!m_isClosedByPeer || !m_outgoing.empty()) {
     return;

@@ -39,7 +39,7 @@ class ServiceConnection {
   const volatile int* stop() const;
 
   /// Sends a request and receives the name of the task. Fails without sending anything if the
-  /// connection has ended or data has arrived that nobody asked for.
+  /// connection has ended, or data has arrived without a request.
   ///
   /// From the moment the kernel has the last byte of the request, every failure is in doubt, except
   /// a refusal. Throws std::bad_alloc only before that moment.
