@@ -48,12 +48,34 @@ void PriorityTable::load(const Setting& setting) {
     return;
   }
   const auto take = [this](const char* name, const char* value) {
-    m_entries[name] = {leadingNumber(value), m_files.size()};
+    add(name, leadingNumber(value));
   };
   std::string path = directory.value() + "/priorities.cfg";
   if (m_files.empty() || m_files.front().path != path) {
     m_files.push_back(readProperties(std::move(path), Problem::PriorityFileUnreadable, take));
   }
+}
+
+// Within a file, the last value of a name counts.
+void PriorityTable::add(const char* name, std::optional<int> number) {
+  const std::size_t file = m_files.size();
+  const auto [entry, isNew] = m_entries.try_emplace(name, Entry{number, file});
+  if (!isNew && entry->second.file != file) {
+    entry->second.hides = entry->second.file;
+  }
+  entry->second.number = number;
+  entry->second.file = file;
+}
+
+std::vector<PriorityEntry> PriorityTable::entries() const {
+  std::vector<PriorityEntry> entries;
+  entries.reserve(m_entries.size());
+  for (const auto& [name, entry] : m_entries) {
+    entries.push_back({name, entry.number, entry.file, entry.hides});
+  }
+  std::sort(entries.begin(), entries.end(),
+            [](const auto& left, const auto& right) { return left.name < right.name; });
+  return entries;
 }
 
 Result<int> PriorityTable::priorityOf(std::string_view className,

@@ -14,6 +14,14 @@
 
 namespace velmo::client {
 
+/// A name in the files "priorities.cfg".
+struct PriorityEntry {
+  std::string name;
+  std::optional<int> number;         ///< nothing: the value is not a number
+  std::size_t file;                  ///< where it comes from: an index in PriorityTable::files()
+  std::optional<std::size_t> hides;  ///< the other file in which the name has a value, too
+};
+
 /// The numbers of the priority classes and adjustments of an installation, from the files
 /// "priorities.cfg". It never changes.
 class PriorityTable {
@@ -41,6 +49,9 @@ class PriorityTable {
     return m_files;
   }
 
+  /// Every name with the value that counts, in byte order.
+  std::vector<PriorityEntry> entries() const;
+
   /// Whether no file has an entry.
   bool isEmpty() const {
     return m_entries.empty();
@@ -56,8 +67,9 @@ class PriorityTable {
 
  private:
   struct Entry {
-    std::optional<int> number;  // nothing: the value is not a number
-    std::size_t file;           // where it comes from
+    std::optional<int> number;           // nothing: the value is not a number
+    std::size_t file;                    // where it comes from
+    std::optional<std::size_t> hides{};  // an earlier file
   };
   using Entries = std::unordered_map<std::string, Entry>;
 
@@ -67,6 +79,7 @@ class PriorityTable {
   };
 
   void load(const Setting& setting);
+  void add(const char* name, std::optional<int> number);
   Result<int> find(std::string_view name, const Words& words) const;
   Outcome unreadFrom(std::size_t firstFile) const;
   template <typename Condition>

@@ -1,0 +1,34 @@
+#ifndef VELMO_COMMANDLINE_H
+#define VELMO_COMMANDLINE_H
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Command.h"
+
+namespace velmo::cli {
+
+/// The command line of velmo: its commands and their options.
+class CommandLine {
+ public:
+  CommandLine();
+
+  /// Reads the arguments and runs the command that they name. Help and version are printed, and a
+  /// mistake is reported, here.
+  /// @param arguments  without the name of the program
+  /// @return the exit status
+  /// @throws Error, Failure, OutputClosed
+  Status run(std::vector<std::string> arguments, Session& session);
+
+ private:
+  Status runChosen(Session& session);
+
+  CLI::App m_app;
+  std::vector<std::unique_ptr<Command>> m_commands;
+};
+
+}  // namespace velmo::cli
+
+#endif

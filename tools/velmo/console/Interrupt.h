@@ -1,0 +1,28 @@
+#ifndef VELMO_INTERRUPT_H
+#define VELMO_INTERRUPT_H
+
+#include <atomic>
+
+namespace velmo::cli {
+
+/// The wish of the user to stop: SIGINT, SIGTERM or SIGHUP. While the object exists, the first of
+/// them interrupts the call that waits and sets a flag; the second ends the process. A signal that
+/// is ignored stays so.
+class Interrupt {
+ public:
+  Interrupt();
+  Interrupt(const Interrupt&) = delete;
+  Interrupt& operator=(const Interrupt&) = delete;
+  ~Interrupt();
+
+  /// The number of the signal, or 0. The library takes it as its stop flag.
+  const std::atomic<int>& flag() const;
+
+  bool isRequested() const {
+    return flag() != 0;
+  }
+};
+
+}  // namespace velmo::cli
+
+#endif

@@ -1,0 +1,49 @@
+#include "LocalTime.h"
+
+#include <array>
+#include <utility>
+
+namespace velmo::cli {
+
+std::string withSeparators(std::string_view created, char separator) {
+  std::string text(created);
+  constexpr std::array<std::pair<std::size_t, char>, 5> kMarks{
+      {{12, ':'}, {10, ':'}, {8, ' '}, {6, '-'}, {4, '-'}}};
+  for (const auto& [place, mark] : kMarks) {
+    if (place < text.size()) {
+      text.insert(place, 1, mark == ' ' ? separator : mark);
+    }
+  }
+  return text;
+}
+
+std::optional<std::time_t> momentOf(std::string_view created) {
+  std::tm local{};
+  local.tm_isdst = -1;
+  const std::string text(created);
+  const char* end = strptime(text.c_str(), "%Y%m%d%H%M%S", &local);
+  if (end == nullptr || *end != '\0') {
+    return std::nullopt;
+  }
+  local.tm_isdst = -1;
+  const std::time_t moment = std::mktime(&local);
+  return moment == -1 ? std::nullopt : std::optional(moment);
+}
+
+std::string roughly(std::time_t seconds) {
+  constexpr std::time_t kMinute = 60;
+  constexpr std::time_t kHour = 60 * kMinute;
+  constexpr std::time_t kDay = 24 * kHour;
+  if (seconds < 2 * kMinute) {
+    return std::to_string(seconds) + " s";
+  }
+  if (seconds < 2 * kHour) {
+    return std::to_string(seconds / kMinute) + " min";
+  }
+  if (seconds < 2 * kDay) {
+    return std::to_string(seconds / kHour) + " h";
+  }
+  return std::to_string(seconds / kDay) + " d";
+}
+
+}  // namespace velmo::cli

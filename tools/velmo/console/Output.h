@@ -1,0 +1,52 @@
+#ifndef VELMO_OUTPUT_H
+#define VELMO_OUTPUT_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace velmo::cli {
+
+/// Thrown when the reader of an output is gone. The tool then ends without a word.
+struct OutputClosed {};
+
+/// How a piece of text looks on a terminal.
+enum class Style { Plain, Heading, Good, Warning, Bad };
+
+/// A standard stream. Nothing is buffered: what was written has been written.
+class Output {
+ public:
+  /// @param descriptor  stays open
+  explicit Output(int descriptor);
+
+  /// Writes the whole text.
+  /// @throws OutputClosed  the reader is gone
+  /// @throws Failure       the text cannot be written, for example because the disk is full
+  void write(std::string_view text);
+
+  /// The same, with a line feed behind the text.
+  void writeLine(std::string_view text);
+
+  /// Whether people read it.
+  bool isTerminal() const {
+    return m_isTerminal;
+  }
+
+  /// The columns of the terminal now; 0, which means no limit, if it is none.
+  std::size_t width() const;
+
+  /// The rows of the terminal now; 0 if it is none.
+  std::size_t height() const;
+
+  /// The text, in colour on a terminal. NO_COLOR with any value, and TERM=dumb, switch colours off.
+  std::string styled(std::string_view text, Style style) const;
+
+ private:
+  int m_descriptor;
+  bool m_isTerminal;
+  bool m_isColoured;
+};
+
+}  // namespace velmo::cli
+
+#endif
