@@ -3,13 +3,30 @@
 #include <algorithm>
 
 #include "Failure.h"
+#include "OneLine.h"
 #include "PrioritiesCommand.h"
+#include "ShellWord.h"
 
 namespace velmo::cli {
 
 namespace {
 
 constexpr const char* kFooter = "velmo COMMAND --help describes a command, velmo(1) all of them.";
+constexpr const char* kHint = " (--help tells more)";
+
+// What is wrong with the first word, where a command belongs; empty: nothing.
+std::string commandProblem(const CLI::App& app, const std::vector<std::string>& arguments) {
+  if (arguments.empty()) {
+    return "a command is missing";
+  }
+  const std::string& word = arguments.front();
+  const auto commands = app.get_subcommands([](const CLI::App*) { return true; });
+  const bool isKnown =
+      std::any_of(commands.begin(), commands.end(),
+                  [&word](const CLI::App* command) { return command->get_name() == word; });
+  const bool isOption = !word.empty() && word.front() == '-';
+  return isKnown || isOption ? "" : "not a command: " + tools::shellWord(tools::oneLine(word));
+}
 
 }  // namespace
 
@@ -20,11 +37,14 @@ CommandLine::CommandLine() {
       std::vector<std::string>{"velmo COMMAND [OPTION...] [ARGUMENT...]"}));
   m_app.get_help_ptr()->description("print this text");
   m_app.set_version_flag("--version", "velmo " VELMO_TOOL_VERSION, "print the version");
-  m_app.require_subcommand(1);
+  m_app.require_subcommand(0, 1);  // commandProblem() reports a missing one
   m_commands.push_back(std::make_unique<PrioritiesCommand>(m_app));
 }
 
 Status CommandLine::run(std::vector<std::string> arguments, Session& session) {
+  if (const std::string problem = commandProblem(m_app, arguments); !problem.empty()) {
+    throw Failure(Status::invalidArgument, problem + kHint);
+  }
   std::reverse(arguments.begin(), arguments.end());  // the order that the parser expects
   try {
     m_app.parse(arguments);
@@ -35,7 +55,7 @@ Status CommandLine::run(std::vector<std::string> arguments, Session& session) {
     session.out.writeLine(version.what());
     return Status::ok;
   } catch (const CLI::ParseError& mistake) {
-    throw Failure(Status::invalidArgument, mistake.what() + std::string(" (--help tells more)"));
+    throw Failure(Status::invalidArgument, tools::oneLine(mistake.what()) + kHint);
   }
   return runChosen(session);
 }

@@ -28,7 +28,7 @@ std::string wordOf(Status status) {
       "stopped", "system_error",     "out_of_memory",  "unreachable",     "connection_lost",
       "refused", "in_doubt",         "not_found",      "unexpected_reply"};
   const auto number = static_cast<std::size_t>(status);
-  return number < kWords.size() ? kWords[number] : std::to_string(number);
+  return number < kWords.size() ? kWords[number] : std::to_string(static_cast<int>(status));
 }
 
 }  // namespace velmo::cli
