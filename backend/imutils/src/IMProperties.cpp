@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "CancellationGuard.h"
+#include "EntryIndex.h"
 #include "IMException.h"
 #include "PropertyLine.h"
 #include "StdioFile.h"
@@ -95,16 +96,17 @@ bool IMProperties::load(const char* filename) {
 
   // On the heap: the library also runs in threads with small stacks.
   const std::unique_ptr<char[]> line(new char[kPropertyLineSize]);
+  EntryIndex index(m_list);
   while (std::fgets(line.get(), kPropertyLineSize, file.stream()) != nullptr) {
-    loadLine(line.get());
+    loadLine(line.get(), index);
   }
   return true;
 }
 
-void IMProperties::loadLine(char* line) {
+void IMProperties::loadLine(char* line, EntryIndex& index) {
   const PropertyLine entry = splitPropertyLine(line);
   if (entry.kind == PropertyLine::Kind::Entry) {
-    setProperty(entry.name, entry.value);
+    set(index.find(entry.name), entry.name, entry.value);
   }
 }
 
@@ -126,14 +128,18 @@ bool IMProperties::write(const char* filename) {
 
 const char* IMProperties::getProperty(const char* name) const {
   assertGiven(name, "name", kGetPropertyLine);
-  const IMProperty* property = find(name);
+  const IMProperty* property = findEntry(m_list, name);
   return property != nullptr ? property->getValue() : nullptr;
 }
 
 void IMProperties::setProperty(const char* name, const char* value) {
   assertGiven(name, "name", kSetPropertyNameLine);
   assertGiven(value, "value", kSetPropertyValueLine);
-  if (IMProperty* property = find(name)) {
+  set(findEntry(m_list, name), name, value);
+}
+
+void IMProperties::set(IMProperty* property, const char* name, const char* value) {
+  if (property != nullptr) {
     property->setValue(value);
     return;
   }
@@ -144,7 +150,7 @@ void IMProperties::remove(const char* name) {
   assertGiven(name, "name", kRemoveLine);
   // Deliberate: the entry is only unlinked, and its memory stays allocated; clear() releases it.
   // Callers may still use a value that getProperty() returned before.
-  const auto position = std::find(m_list.begin(), m_list.end(), find(name));
+  const auto position = std::find(m_list.begin(), m_list.end(), findEntry(m_list, name));
   if (position != m_list.end()) {
     m_list.erase(position);
   }
@@ -161,13 +167,6 @@ void IMProperties::append(const char* name, const char* value) {
   auto entry = std::make_unique<IMProperty>(name, value);
   m_list.push_back(entry.get());
   static_cast<void>(entry.release());  // now owned by the list
-}
-
-IMProperty* IMProperties::find(const char* name) const {
-  const auto found = std::find_if(m_list.begin(), m_list.end(), [name](const IMProperty* property) {
-    return std::strcmp(property->getName(), name) == 0;
-  });
-  return found != m_list.end() ? *found : nullptr;
 }
 
 char* IMProperties::skipWhiteSpaces(char* p) {

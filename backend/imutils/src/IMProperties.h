@@ -10,6 +10,8 @@
 
 namespace brix::imutils {
 
+class EntryIndex;
+
 /// One name of a properties file, and its value. The entry owns copies of both texts; neither is
 /// ever null. The only exceptions are IMAssertionException for a null argument and std::bad_alloc.
 class VELMO_EXPORT IMProperty {
@@ -124,9 +126,9 @@ class VELMO_EXPORT IMProperties {
   static char* getNextValue(char*& cursor, char separator);
 
  private:
-  IMProperty* find(const char* name) const;
+  void set(IMProperty* property, const char* name, const char* value);
   void append(const char* name, const char* value);
-  void loadLine(char* line);
+  void loadLine(char* line, EntryIndex& index);
 
   std::list<IMProperty*> m_list;
 };

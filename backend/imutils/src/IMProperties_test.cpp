@@ -3,11 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "IMException.h"
@@ -181,6 +184,52 @@ TEST_F(IMPropertiesTest, LoadAddsToWhatTheListHolds) {
   properties.setProperty("b", "kept");
   EXPECT_TRUE(load("c=new\na=newer\n"));
   EXPECT_EQ("a=\"newer\"\nb=\"kept\"\nc=\"new\"\n", entries());
+}
+
+// What load() makes of many lines, told by the rule alone: a name keeps its first place and takes
+// its last value.
+std::string byTheRule(const std::vector<std::pair<std::string, std::string>>& lines) {
+  std::vector<std::pair<std::string, std::string>> entries;
+  for (const auto& line : lines) {
+    const auto same = std::find_if(entries.begin(), entries.end(), [&line](const auto& entry) {
+      return entry.first == line.first;
+    });
+    if (same != entries.end()) {
+      same->second = line.second;
+    } else {
+      entries.push_back(line);
+    }
+  }
+  std::string text;
+  for (const auto& [name, value] : entries) {
+    text += name + "=\"" + value + "\"\n";
+  }
+  return text;
+}
+
+TEST_F(IMPropertiesTest, ManyNamesKeepTheirPlacesAndTakeTheirLastValues) {
+  for (const std::size_t names : {30U, 31U, 32U, 33U, 34U, 400U}) {
+    std::vector<std::pair<std::string, std::string>> lines;
+    std::string text;
+    for (std::size_t i = 0; i < 3 * names; ++i) {
+      lines.emplace_back("n" + std::to_string(i * 7919 % names), std::to_string(i));
+      text += lines.back().first + "=" + lines.back().second + "\n";
+    }
+    EXPECT_EQ(byTheRule(lines), entriesOf(text)) << names;
+  }
+}
+
+TEST_F(IMPropertiesTest, ManyNamesThatTheListHoldsKeepTheirPlaces) {
+  std::string reversed;
+  std::string expected;
+  for (int i = 0; i < 100; ++i) {
+    const std::string name = "n" + std::to_string(i);
+    properties.setProperty(name.c_str(), "old");
+    reversed.insert(0, name + "=new\n");
+    expected += name + "=\"new\"\n";
+  }
+  EXPECT_TRUE(load(reversed + "last=1\n"));
+  EXPECT_EQ(expected + "last=\"1\"\n", entries());
 }
 
 TEST_F(IMPropertiesTest, LoadOfAMissingFileReturnsFalseAndChangesNothing) {
