@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <limits>
 #include <utility>
 
 #include "FileDescriptor.h"
@@ -19,19 +20,21 @@ namespace {
 
 constexpr std::int64_t kNanosecondsPerSecond = 1000000000;
 
-std::string readToEnd(const FileDescriptor& file) {
+std::string readUpTo(const FileDescriptor& file, std::size_t limit) {
   std::string text;
   std::array<char, 4096> buffer{};
-  for (;;) {
-    const ssize_t count = read(file.get(), buffer.data(), buffer.size());
+  while (text.size() < limit) {
+    const std::size_t most = std::min(limit - text.size(), buffer.size());
+    const ssize_t count = read(file.get(), buffer.data(), most);
     if (count < 0) {
       throw systemError("cannot read");
     }
     if (count == 0) {
-      return text;
+      break;
     }
     text.append(buffer.data(), static_cast<std::size_t>(count));
   }
+  return text;
 }
 
 }  // namespace
@@ -66,13 +69,17 @@ std::optional<FileIdentity> QueueDirectory::identify(const std::string& name) co
 }
 
 std::string QueueDirectory::read(const std::string& name) const {
+  return readStart(name, std::numeric_limits<std::size_t>::max());
+}
+
+std::string QueueDirectory::readStart(const std::string& name, std::size_t limit) const {
   // The file may have been replaced by a link or a pipe since identify().
   const FileDescriptor file(
       open((m_directory / name).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   if (!file.isOpen()) {
     throw systemError("cannot read");
   }
-  return readToEnd(file);
+  return readUpTo(file, limit);
 }
 
 void QueueDirectory::remove(const std::string& name) {

@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -37,6 +38,9 @@ class QueueDirectory {
   /// The whole contents of a file. Does not follow a link and does not wait for a pipe.
   /// @throws std::system_error
   std::string read(const std::string& name) const;
+
+  /// The same, but at most `limit` bytes.
+  std::string readStart(const std::string& name, std::size_t limit) const;
 
   /// Removes a file from the queue. If it is already gone, the call does nothing.
   /// @throws std::system_error

@@ -6,6 +6,7 @@
 #include "OneLine.h"
 #include "PrioritiesCommand.h"
 #include "ShellWord.h"
+#include "QueueCommand.h"
 
 namespace velmo::cli {
 
@@ -39,6 +40,7 @@ CommandLine::CommandLine() {
   m_app.set_version_flag("--version", "velmo " VELMO_TOOL_VERSION, "print the version");
   m_app.require_subcommand(0, 1);  // commandProblem() reports a missing one
   m_commands.push_back(std::make_unique<PrioritiesCommand>(m_app));
+  m_commands.push_back(std::make_unique<QueueCommand>(m_app));
 }
 
 Status CommandLine::run(std::vector<std::string> arguments, Session& session) {

@@ -28,6 +28,22 @@ const dirent* nextEntry(const Directory& directory) {
   return readdir(directory.get());
 }
 
+// Returns the errno of the failure, or 0.
+template <typename Take>
+int eachName(const std::string& directory, Take take) {
+  const Directory open(opendir(directory.c_str()));
+  if (open == nullptr) {
+    return errno;
+  }
+  while (const dirent* entry = nextEntry(open)) {
+    std::string name = entry->d_name;
+    if (name != "." && name != "..") {
+      take(std::move(name));
+    }
+  }
+  return errno;
+}
+
 Fault notListed(const std::string& directory, int error) {
   if (error == ENOENT || error == ENOTDIR) {
     return {Problem::DirectoryMissing, "VAR", directory, error};
@@ -38,18 +54,9 @@ Fault notListed(const std::string& directory, int error) {
 }  // namespace
 
 DirectoryNames namesIn(const std::string& directory) {
-  const Directory open(opendir(directory.c_str()));
-  if (open == nullptr) {
-    return {{}, errno};
-  }
   DirectoryNames result;
-  while (const dirent* entry = nextEntry(open)) {
-    std::string name = entry->d_name;
-    if (name != "." && name != "..") {
-      result.names.push_back(std::move(name));
-    }
-  }
-  result.error = errno;
+  result.error =
+      eachName(directory, [&](std::string name) { result.names.push_back(std::move(name)); });
   return result;
 }
 
@@ -60,16 +67,20 @@ std::optional<brix::velmo::TaskFileName> parseName(std::string_view name) {
   return brix::velmo::parseTaskFileName(name);
 }
 
-Result<velmo_listing> listTasks(const std::string& queueDirectory) {
-  DirectoryNames all = namesIn(queueDirectory);
-  if (all.error != 0) {
-    return notListed(queueDirectory, all.error);
-  }
-  velmo_listing listing;
-  for (std::string& name : all.names) {
+Outcome eachTask(const std::string& queueDirectory, const std::function<void(std::string)>& take) {
+  const int error = eachName(queueDirectory, [&](std::string name) {
     if (parseName(name)) {
-      listing.names.push_back(std::move(name));
+      take(std::move(name));
     }
+  });
+  return error != 0 ? Outcome(notListed(queueDirectory, error)) : std::nullopt;
+}
+
+Result<velmo_listing> listTasks(const std::string& queueDirectory) {
+  velmo_listing listing;
+  if (Outcome failure = eachTask(
+          queueDirectory, [&](std::string name) { listing.names.push_back(std::move(name)); })) {
+    return *std::move(failure);
   }
   std::sort(listing.names.begin(), listing.names.end());
   return listing;

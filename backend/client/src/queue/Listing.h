@@ -1,6 +1,7 @@
 #ifndef VELMO_LISTING_H
 #define VELMO_LISTING_H
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,6 +28,10 @@ DirectoryNames namesIn(const std::string& directory);
 
 /// The parts of a name that a file in the queue can have; nothing if it is not the name of a task.
 std::optional<brix::velmo::TaskFileName> parseName(std::string_view name);
+
+/// Calls `take` with the name of each task in a queue, in no order. Files with other names are left
+/// out. Keeps nothing in memory.
+Outcome eachTask(const std::string& queueDirectory, const std::function<void(std::string)>& take);
 
 /// Lists the tasks in a queue. Files with other names are left out.
 Result<velmo_listing> listTasks(const std::string& queueDirectory);

@@ -1,0 +1,83 @@
+#include "QueueCommand.h"
+
+#include "Failure.h"
+#include "QueueList.h"
+#include "QueuePlace.h"
+
+namespace velmo::cli {
+
+namespace {
+
+constexpr const char* kFooter =
+    "AGE is the time since the task was created, TASK its number, REL its relative\n"
+    "priority. NAME is shown where it fits, and always if the output is not a\n"
+    "terminal.\n"
+    "\n"
+    "On a terminal, --watch shows the queue until Ctrl-C or q. Elsewhere, and with\n"
+    "--json, it prints a line for each task that is \"present\" at the start, has\n"
+    "\"arrived\", or is \"gone\".";
+
+}  // namespace
+
+QueueCommand::QueueCommand(CLI::App& parent)
+    : Command(parent, "queue",
+              "Lists the tasks in the queue, in the order in which the service takes them.",
+              {"velmo queue [OPTION...]", "velmo queue show [--json] NAME",
+               "velmo queue cancel [--json] NAME..."}),
+      m_show(app()),
+      m_cancel(app()) {
+  app().footer(kFooter);
+  app().require_subcommand(0, 1);
+  declareOptions();
+}
+
+void QueueCommand::declareOptions() {
+  app().add_flag("--json", m_options.isJson, "print one object a line");
+  CLI::Option* watch = app().add_flag("--watch", m_options.isWatch, "go on as the queue changes");
+  app().add_option("--job", m_options.job, "only the tasks of this job")->type_name("J");
+  app().add_option("--sub-job", m_options.subJob, "only the tasks of this sub-job")->type_name("S");
+  app().add_option("--type", m_options.type, "only tasks of this type")->type_name("T");
+  app()
+      .add_option("--older-than", m_options.olderThan, "only tasks that are S seconds old or older")
+      ->type_name("S")
+      ->excludes(watch);
+  app()
+      .add_option("--limit", m_options.limit, "only the first N of them")
+      ->type_name("N")
+      ->excludes(watch);
+  app().add_flag("--commands", m_options.hasCommands,
+                 "also show each command, which opens each file");
+}
+
+void QueueCommand::checkOptions() {
+  if (m_options.limit && *m_options.limit < 1) {
+    throw Failure(Status::invalidArgument, "--limit must be 1 or more");
+  }
+  if (m_options.olderThan && (*m_options.olderThan < 0 || *m_options.olderThan > INT32_MAX)) {
+    throw Failure(Status::invalidArgument, "--older-than must be 0 to 2147483647 seconds");
+  }
+  if (!m_show.isChosen() && !m_cancel.isChosen()) {
+    return;
+  }
+  for (const CLI::Option* option : app().get_options()) {
+    if (option->count() > 0) {
+      throw Failure(Status::invalidArgument,
+                    option->get_name() + " must follow the word \"show\" or \"cancel\"");
+    }
+  }
+}
+
+Status QueueCommand::run(Session& session) {
+  checkOptions();
+  if (m_show.isChosen()) {
+    return m_show.run(session);
+  }
+  if (m_cancel.isChosen()) {
+    return m_cancel.run(session);
+  }
+  const Installation installation;
+  QueueList(queueDirectoryOf(installation), m_options, session).print();
+  return Status::ok;
+}
+
+}  // namespace velmo::cli

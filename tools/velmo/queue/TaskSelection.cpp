@@ -1,0 +1,40 @@
+#include "TaskSelection.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace velmo::cli {
+
+TaskSelection::TaskSelection(TaskFilter filter, std::optional<std::size_t> limit)
+    : m_filter(std::move(filter)), m_limit(limit) {}
+
+bool TaskSelection::passes(const std::string& name) const {
+  if (m_filter.isEmpty()) {
+    return true;
+  }
+  const std::optional<TaskName> parts = parseName(name);
+  return parts && m_filter.passes(*parts);
+}
+
+void TaskSelection::add(std::string name) {
+  if (!passes(name)) {
+    return;
+  }
+  ++m_count;
+  m_names.push_back(std::move(name));
+  if (!m_limit) {
+    return;
+  }
+  std::push_heap(m_names.begin(), m_names.end());
+  if (m_names.size() > *m_limit) {
+    std::pop_heap(m_names.begin(), m_names.end());
+    m_names.pop_back();
+  }
+}
+
+std::vector<std::string> TaskSelection::takeNames() {
+  std::sort(m_names.begin(), m_names.end());
+  return std::exchange(m_names, {});
+}
+
+}  // namespace velmo::cli
