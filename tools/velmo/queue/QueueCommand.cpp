@@ -3,6 +3,7 @@
 #include "Failure.h"
 #include "QueueList.h"
 #include "QueuePlace.h"
+#include "QueueWatch.h"
 
 namespace velmo::cli {
 
@@ -76,7 +77,12 @@ Status QueueCommand::run(Session& session) {
     return m_cancel.run(session);
   }
   const Installation installation;
-  QueueList(queueDirectoryOf(installation), m_options, session).print();
+  const std::string directory = queueDirectoryOf(installation);
+  if (m_options.isWatch) {
+    QueueWatch(directory, m_options, session).run();
+  } else {
+    QueueList(directory, m_options, session).print();
+  }
   return Status::ok;
 }
 

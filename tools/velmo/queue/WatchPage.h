@@ -1,0 +1,28 @@
+#ifndef VELMO_WATCHPAGE_H
+#define VELMO_WATCHPAGE_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace velmo::cli {
+
+/// What velmo queue --watch shows on a terminal.
+struct WatchPage {
+  std::string directory{};   ///< of the queue
+  std::string lastChange{};  ///< when a task last came or went
+  std::size_t count = 0;     ///< of all tasks
+  /// Cells of the first tasks: those of taskColumns(), and the command.
+  std::vector<std::vector<std::string>> rows{};
+};
+
+/// How many rows a page of this height may need.
+std::size_t rowsFor(std::size_t height);
+
+/// The lines of the page: at most `height`, each of at most `width` columns. The second one has the
+/// headings, unless there are no tasks.
+std::vector<std::string> linesOf(const WatchPage& page, std::size_t width, std::size_t height);
+
+}  // namespace velmo::cli
+
+#endif
