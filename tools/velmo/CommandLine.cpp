@@ -4,9 +4,11 @@
 
 #include "Failure.h"
 #include "OneLine.h"
+#include "JobCommand.h"
 #include "PrioritiesCommand.h"
 #include "ShellWord.h"
 #include "QueueCommand.h"
+#include "ServiceCommand.h"
 
 namespace velmo::cli {
 
@@ -41,6 +43,8 @@ CommandLine::CommandLine() {
   m_app.require_subcommand(0, 1);  // commandProblem() reports a missing one
   m_commands.push_back(std::make_unique<PrioritiesCommand>(m_app));
   m_commands.push_back(std::make_unique<QueueCommand>(m_app));
+  m_commands.push_back(std::make_unique<JobCommand>(m_app));
+  m_commands.push_back(std::make_unique<ServiceCommand>(m_app));
 }
 
 Status CommandLine::run(std::vector<std::string> arguments, Session& session) {

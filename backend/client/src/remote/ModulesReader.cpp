@@ -13,6 +13,8 @@
 #include <new>
 #include <string_view>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 #include "GroupedNumber.h"
 #include "ServiceChoice.h"
@@ -54,9 +56,48 @@ std::string_view attributeOf(const XML_Char** attributes, std::string_view name)
   return {};
 }
 
+// Keeps everything that the file says, for those who want to see it.
+class Collector {
+ public:
+  using Machines = std::vector<ModulesMachine>;
+
+  void addMachine(std::string_view hostname) {
+    m_machines.push_back({std::string(hostname), {}});
+  }
+
+  void addHost(std::string_view name, int port) {
+    const bool hasPort = port != brix::velmo::kNoPort;
+    m_machines.back().hosts.push_back(
+        {std::string(name), hasPort ? std::optional(port) : std::nullopt, {}});
+  }
+
+  void addModule(std::string_view name) {
+    m_machines.back().hosts.back().modules.emplace_back(name);
+  }
+
+  // The host that was added last runs velmo.
+  void markVelmo() {
+    m_lastVelmo = {m_machines.size() - 1, m_machines.back().hosts.size() - 1};
+  }
+
+  ModulesContents contents(Result<ServiceAddress> service, bool isUnknown) {
+    if (isUnknown) {
+      return {{}, {}, std::move(service)};
+    }
+    return {std::move(m_machines), m_lastVelmo, std::move(service)};
+  }
+
+ private:
+  Machines m_machines;
+  std::optional<std::pair<std::size_t, std::size_t>> m_lastVelmo;
+};
+
 // Walks the elements as they begin and end, and offers each host that runs velmo to the choice.
 class Walk {
  public:
+  // Null: nothing is collected.
+  explicit Walk(Collector* collector) : m_collector(collector) {}
+
   void begin(std::string_view name, const XML_Char** attributes) {
     ++m_depth;
     constexpr std::array<std::string_view, 5> kNames{"", "system", "machine", "host", "module"};
@@ -73,6 +114,9 @@ class Walk {
     if (m_depth == m_known) {
       if (m_known == kHost && m_runsVelmo) {
         m_choice.add(m_hostname, m_port);
+        if (m_collector != nullptr) {
+          m_collector->markVelmo();
+        }
       }
       --m_known;
     }
@@ -90,6 +134,10 @@ class Walk {
     m_isUnknown = true;
   }
 
+  bool isUnknown() const {
+    return m_isUnknown;
+  }
+
   bool isTooDeep() const {
     return m_depth > kMostDepth;
   }
@@ -99,7 +147,24 @@ class Walk {
   }
 
  private:
+  void collect(const XML_Char** attributes) {
+    if (m_known == kMachine) {
+      m_collector->addMachine(m_hostname);
+    } else if (m_known == kHost) {
+      m_collector->addHost(attributeOf(attributes, "name"), m_port);
+    } else if (m_known == kModule) {
+      m_collector->addModule(attributeOf(attributes, "name"));
+    }
+  }
+
   void beginKnown(const XML_Char** attributes) {
+    takeKnown(attributes);
+    if (m_collector != nullptr) {
+      collect(attributes);
+    }
+  }
+
+  void takeKnown(const XML_Char** attributes) {
     m_hasRoot = true;
     if (m_known == kMachine) {
       m_hostname = attributeOf(attributes, "hostname");
@@ -120,6 +185,7 @@ class Walk {
   int m_port = brix::velmo::kNoPort;
   std::string m_hostname;
   ServiceChoice m_choice;
+  Collector* m_collector;
 };
 
 // --- the parser ---
@@ -127,7 +193,9 @@ class Walk {
 // One run of the parser, which is written in C: no exception may pass through it.
 class ModulesParser {
  public:
-  ModulesParser() : m_parser(XML_ParserCreateNS(nullptr, kNamespaceSeparator)) {
+  // Null: nothing is collected.
+  explicit ModulesParser(Collector* collector)
+      : m_parser(XML_ParserCreateNS(nullptr, kNamespaceSeparator)), m_walk(collector) {
     if (m_parser == nullptr) {
       throw std::bad_alloc();
     }
@@ -141,8 +209,8 @@ class ModulesParser {
     XML_SetUnknownEncodingHandler(parser, unknownEncoding, nullptr);
   }
 
-  // Throws std::bad_alloc.
-  Result<ServiceAddress> parse(const std::string& contents, const std::string& path) {
+  // Nothing if the contents are well-formed. Throws std::bad_alloc.
+  Outcome parse(const std::string& contents, const std::string& path) {
     const XML_Status status =
         XML_Parse(m_parser.get(), contents.data(), static_cast<int>(contents.size()), XML_TRUE);
     if (m_end == End::OutOfMemory ||
@@ -152,22 +220,7 @@ class ModulesParser {
     if (m_end == End::TooDeep || (status != XML_STATUS_OK && m_end != End::Doctype)) {
       return Fault{Problem::ModulesMalformed, path, reason()};
     }
-    return chosen(path);
-  }
-
- private:
-  enum class End { Natural, Doctype, TooDeep, OutOfMemory };
-
-  struct ParserDeleter {
-    void operator()(XML_Parser parser) const {
-      XML_ParserFree(parser);
-    }
-  };
-
-  std::string reason() const {
-    const char* text = m_end == End::TooDeep ? "elements are nested too deeply"
-                                             : XML_ErrorString(XML_GetErrorCode(m_parser.get()));
-    return "line " + std::to_string(XML_GetCurrentLineNumber(m_parser.get())) + ", " + text;
+    return std::nullopt;
   }
 
   Result<ServiceAddress> chosen(const std::string& path) const {
@@ -184,6 +237,25 @@ class ModulesParser {
       return Fault{Problem::ModulesHostUnusable, path, host->hostname};
     }
     return ServiceAddress{host->hostname, host->port};
+  }
+
+  bool isUnknown() const {
+    return m_walk.isUnknown();
+  }
+
+ private:
+  enum class End { Natural, Doctype, TooDeep, OutOfMemory };
+
+  struct ParserDeleter {
+    void operator()(XML_Parser parser) const {
+      XML_ParserFree(parser);
+    }
+  };
+
+  std::string reason() const {
+    const char* text = m_end == End::TooDeep ? "elements are nested too deeply"
+                                             : XML_ErrorString(XML_GetErrorCode(m_parser.get()));
+    return "line " + std::to_string(XML_GetCurrentLineNumber(m_parser.get())) + ", " + text;
   }
 
   void stop(End end) {
@@ -316,7 +388,11 @@ class File {
 }  // namespace
 
 Result<ServiceAddress> findServiceIn(const std::string& contents, const std::string& path) {
-  return ModulesParser().parse(contents, path);
+  ModulesParser parser(nullptr);
+  if (Outcome failure = parser.parse(contents, path)) {
+    return *std::move(failure);
+  }
+  return parser.chosen(path);
 }
 
 Result<ServiceAddress> findService(const std::string& path) {
@@ -325,6 +401,23 @@ Result<ServiceAddress> findService(const std::string& path) {
     return std::move(contents.fault());
   }
   return findServiceIn(contents.value(), path);
+}
+
+Result<ModulesContents> readModulesIn(const std::string& contents, const std::string& path) {
+  Collector collector;
+  ModulesParser parser(&collector);
+  if (Outcome failure = parser.parse(contents, path)) {
+    return *std::move(failure);
+  }
+  return collector.contents(parser.chosen(path), parser.isUnknown());
+}
+
+Result<ModulesContents> readModules(const std::string& path) {
+  Result<std::string> contents = File(path).read(path);
+  if (!contents.isOk()) {
+    return std::move(contents.fault());
+  }
+  return readModulesIn(contents.value(), path);
 }
 
 }  // namespace velmo::client

@@ -1,7 +1,11 @@
 #ifndef VELMO_MODULESREADER_H
 #define VELMO_MODULESREADER_H
 
+#include <cstddef>
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "Fault.h"
 
@@ -23,6 +27,38 @@ Result<ServiceAddress> findService(const std::string& path);
 /// The same for the contents of a file.
 /// @param path  for the texts of failures
 Result<ServiceAddress> findServiceIn(const std::string& contents, const std::string& path);
+
+/// A host in "modules.xml". Texts are as in the file, and empty if they are missing.
+struct ModulesHost {
+  std::string name{};
+  std::optional<int> port{};  ///< websocket-port, if it is a number; not checked
+  std::vector<std::string> modules{};
+};
+
+/// A machine in "modules.xml".
+struct ModulesMachine {
+  std::string hostname{};
+  std::vector<ModulesHost> hosts{};
+};
+
+/// Everything that a file "modules.xml" says, and what clients make of it.
+struct ModulesContents {
+  std::vector<ModulesMachine> machines{};  ///< in the order of the file
+  /// The machine and the host that run the module velmo last, by their indices: the one that is
+  /// chosen, usable or not.
+  std::optional<std::pair<std::size_t, std::size_t>> lastVelmo{};
+  /// As from findService().
+  Result<ServiceAddress> service;
+};
+
+/// Reads a file "modules.xml" within the limits of findService(). A file of which clients read
+/// nothing, such as one that begins with a comment, has no machines.
+/// @return a failure if the file cannot be read or is malformed
+Result<ModulesContents> readModules(const std::string& path);
+
+/// The same for the contents of a file.
+/// @param path  for the texts of failures
+Result<ModulesContents> readModulesIn(const std::string& contents, const std::string& path);
 
 }  // namespace velmo::client
 

@@ -1,0 +1,95 @@
+#include "JobCommand.h"
+
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <system_error>
+
+#include "Failure.h"
+#include "JsonLine.h"
+#include "OneLine.h"
+
+namespace velmo::cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kFooter =
+    "KEY is any name without \"/\". Programs that use the same directory and key get\n"
+    "the same job. --user, --name and --priority matter only if the job is new.\n"
+    "\n"
+    "Prints the identifier of the job, and the job information on a second line.";
+
+Json jsonOf(const Job& job) {
+  return {{"id", job.id},
+          {"user", job.user},
+          {"name", job.name},
+          {"priority", job.priority},
+          {"information", job.information},
+          {"is_new", job.isNew}};
+}
+
+}  // namespace
+
+std::string jobDirectory(const std::string& given, const std::string& data) {
+  std::error_code error;
+  if (!given.empty()) {
+    const fs::path absolute = fs::absolute(given, error);
+    if (error) {
+      throw Failure(Status::systemError, "cannot read the current directory: " + error.message());
+    }
+    return absolute.string();
+  }
+  const fs::path usual = fs::path(data) / "velmo" / "jobs";
+  if (data.empty() || !usual.is_absolute() || !fs::is_directory(usual, error)) {
+    throw Failure(Status::invalidArgument,
+                  "--dir is required, because DATA/velmo/jobs is not a directory");
+  }
+  return usual.string();
+}
+
+JobCommand::JobCommand(CLI::App& parent)
+    : Command(parent, "job", "Finds the job of a key, or makes one if the key has none.",
+              {"velmo job [OPTION...] [--] KEY"}) {
+  app().footer(kFooter);
+  app().add_option("KEY", m_key)->required();
+  app()
+      .add_option("--dir", m_directory,
+                  "the directory of the job files; default DATA/velmo/jobs, if that is there")
+      ->type_name("DIR");
+  app().add_option("--user", m_ifNew.user, "the user of a new job; default none")->type_name("U");
+  app().add_option("--name", m_ifNew.name, "the name of a new job; default none")->type_name("N");
+  app()
+      .add_option("--priority", m_ifNew.priority, "the priority of a new job; default 0")
+      ->type_name("P");
+  app().add_flag("--durable", m_isDurable, "return when a new job survives a power cut");
+  app()
+      .add_option("--timeout", m_timeout, "seconds to wait at most; default 30; 0 does not wait")
+      ->type_name("S");
+  app().add_flag("--json", m_isJson, "print an object");
+}
+
+Deadline JobCommand::deadline() const {
+  if (!(m_timeout >= 0) || !std::isfinite(m_timeout)) {
+    throw Failure(Status::invalidArgument, "--timeout must be 0 or more seconds");
+  }
+  return std::chrono::duration<double>(m_timeout);
+}
+
+Status JobCommand::run(Session& session) {
+  const Deadline end = deadline();
+  Settings settings = Settings::fromEnvironment();
+  settings.stop = &session.interrupt.flag();
+  const std::string directory = jobDirectory(m_directory, settings.data);
+  const Job job = Installation(settings).findJob(
+      directory, m_key, m_ifNew, end, m_isDurable ? Durability::powerCut : Durability::none);
+  if (m_isJson) {
+    session.out.write(jsonLine(jsonOf(job)));
+  } else {
+    session.out.write(tools::oneLine(job.id) + "\n" + tools::oneLine(job.information) + "\n");
+  }
+  return Status::ok;
+}
+
+}  // namespace velmo::cli

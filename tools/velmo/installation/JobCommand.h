@@ -1,0 +1,36 @@
+#ifndef VELMO_JOBCOMMAND_H
+#define VELMO_JOBCOMMAND_H
+
+#include <string>
+
+#include "Command.h"
+
+namespace velmo::cli {
+
+/// velmo job: finds the job of a key, or makes it.
+class JobCommand : public Command {
+ public:
+  explicit JobCommand(CLI::App& parent);
+
+  Status run(Session& session) override;
+
+ private:
+  Deadline deadline() const;
+
+  std::string m_key;
+  std::string m_directory;
+  Job m_ifNew;
+  bool m_isDurable = false;
+  double m_timeout = 30;
+  bool m_isJson = false;
+};
+
+/// The directory of the job files, an absolute path.
+/// @param given  what the user gave, relative to the current directory; empty: DATA/velmo/jobs
+/// @param data   the value of DATA; empty if it is not set
+/// @throws Failure  nothing was given, and DATA has no such directory
+std::string jobDirectory(const std::string& given, const std::string& data);
+
+}  // namespace velmo::cli
+
+#endif
