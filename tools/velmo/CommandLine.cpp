@@ -2,13 +2,14 @@
 
 #include <algorithm>
 
+#include "DoctorCommand.h"
 #include "Failure.h"
-#include "OneLine.h"
 #include "JobCommand.h"
+#include "OneLine.h"
 #include "PrioritiesCommand.h"
-#include "ShellWord.h"
 #include "QueueCommand.h"
 #include "ServiceCommand.h"
+#include "ShellWord.h"
 
 namespace velmo::cli {
 
@@ -45,6 +46,7 @@ CommandLine::CommandLine() {
   m_commands.push_back(std::make_unique<QueueCommand>(m_app));
   m_commands.push_back(std::make_unique<JobCommand>(m_app));
   m_commands.push_back(std::make_unique<ServiceCommand>(m_app));
+  m_commands.push_back(std::make_unique<DoctorCommand>(m_app));
 }
 
 Status CommandLine::run(std::vector<std::string> arguments, Session& session) {

@@ -52,21 +52,10 @@ std::string roughly(time_t seconds) {
   return std::to_string(seconds / kDay) + " days";
 }
 
-// "123\n", as the library writes it; 0 for other contents.
-pid_t processIdOf(std::string_view contents) {
-  if (!contents.empty() && contents.back() == '\n') {
-    contents.remove_suffix(1);
-  }
-  pid_t process = 0;
-  const char* const end = contents.data() + contents.size();
-  const auto [stop, error] = std::from_chars(contents.data(), end, process);
-  return error == std::errc() && stop == end && process > 0 ? process : 0;
-}
-
 // The process id in a lock file; 0 if it holds none. A link in its place is not followed.
 pid_t makerOf(const std::string& path) {
   const FileStart start = readStart(path, O_NOFOLLOW);
-  return start.error == 0 ? processIdOf(start.text()) : 0;
+  return start.error == 0 ? processIdIn(start.text()) : 0;
 }
 
 std::string describeMaker(pid_t process) {
@@ -78,6 +67,16 @@ std::string describeMaker(pid_t process) {
 }
 
 }  // namespace
+
+pid_t processIdIn(std::string_view contents) {
+  if (!contents.empty() && contents.back() == '\n') {
+    contents.remove_suffix(1);
+  }
+  pid_t process = 0;
+  const char* const end = contents.data() + contents.size();
+  const auto [stop, error] = std::from_chars(contents.data(), end, process);
+  return error == std::errc() && stop == end && process > 0 ? process : 0;
+}
 
 std::string describeLockFile(const std::string& path) {
   struct stat status {};

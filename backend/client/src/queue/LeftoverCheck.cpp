@@ -46,28 +46,26 @@ std::vector<std::string> namesWith(const std::string& directory, Condition condi
   return names;
 }
 
-void checkTemporaryFiles(const std::string& directory, const Report& report) {
-  const auto isLeft = [&directory](const std::string& name) {
-    return parseName(name) && isOld(directory + "/" + name);
-  };
-  reportNames(Problem::TemporaryFilesLeft, directory, namesWith(directory, isLeft), report);
-}
-
-void checkQueue(const std::string& directory, const Report& report) {
-  const auto isOther = [](const std::string& name) { return !parseName(name); };
-  reportNames(Problem::QueueHasOtherFiles, directory, namesWith(directory, isOther), report);
-}
-
 }  // namespace
+
+std::vector<std::string> leftoversIn(const std::string& directory) {
+  return namesWith(directory, [&directory](const std::string& name) {
+    return parseName(name) && isOld(directory + "/" + name);
+  });
+}
+
+std::vector<std::string> otherFilesIn(const std::string& queue) {
+  return namesWith(queue, [](const std::string& name) { return !parseName(name); });
+}
 
 void checkLeftovers(const Settings& settings, const Report& report) {
   const std::string queue = settings.var.value + "/taskqueue";
   const std::string& temporary = settings.tmp.value;
   if (directoryOf(settings.tmp).isOk() && !isSame(temporary, queue)) {
-    checkTemporaryFiles(temporary, report);
+    reportNames(Problem::TemporaryFilesLeft, temporary, leftoversIn(temporary), report);
   }
   if (directoryOf(settings.var).isOk()) {
-    checkQueue(queue, report);
+    reportNames(Problem::QueueHasOtherFiles, queue, otherFilesIn(queue), report);
   }
 }
 

@@ -1,0 +1,97 @@
+#include "DoctorCommand.h"
+
+#include "DoctorReport.h"
+#include "Examination.h"
+#include "Failure.h"
+#include "LibraryFault.h"
+#include "LockAttempt.h"
+#include "LockFile.h"
+#include "OneLine.h"
+
+namespace velmo::cli {
+
+namespace {
+
+// A lock file that cannot be looked at is no proof.
+LockVerdict judgeLockFile(const std::string& path) {
+  try {
+    const LockFile file(path);
+    return file.isThere() ? file.verdict(Processes()) : LockVerdict{false, "it has just gone"};
+  } catch (const Failure& failure) {
+    return {false, failure.what()};
+  }
+}
+
+}  // namespace
+
+DoctorCommand::DoctorCommand(CLI::App& parent)
+    : Command(parent, "doctor",
+              "Looks for everything that keeps tasks from being submitted or run: what was looked "
+              "at, what is wrong, its consequence, and the command that repairs it. Changes "
+              "nothing, except with --break-lock.",
+              {"velmo doctor [--json] [--break-lock] [--connect [--modules FILE]]"}) {
+  app().add_flag("--json", m_isJson, "print one object a line");
+  CLI::Option* const connects = app().add_flag(
+      "--connect", m_connects, "also connect to the service that \"modules.xml\" names");
+  app()
+      .add_option("--modules", m_modulesFile, "the file \"modules.xml\", with --connect")
+      ->type_name("FILE")
+      ->needs(connects);
+  app().add_flag("--break-lock", m_breaksLock,
+                 "first delete the lock file of the job counter, if it is certainly stale");
+}
+
+Status DoctorCommand::run(Session& session) {
+  const auto installation = client::openInstallation(nullptr);
+  const Site site{*valueOf(installation), judgeLockFile};
+  std::optional<std::string> broken;
+  if (m_breaksLock) {
+    broken = breakLock(site.installation);
+  }
+  std::vector<Finding> findings = examine(site);
+  if (m_connects) {
+    const std::vector<Finding> service =
+        examineService(m_modulesFile, session.interrupt.flag(), site);
+    findings.insert(findings.end(), service.begin(), service.end());
+  }
+  print(findings, broken, session);
+  return statusOf(findings);
+}
+
+// Returns what was broken, and why; empty if there is no lock file.
+std::string DoctorCommand::breakLock(const velmo_installation& installation) const {
+  const auto directory = client::directoryOf(installation.settings.lockVar);
+  const std::string path = brix::imutils::lockPath(valueOf(directory), "velmo_jobid").data();
+  const LockFile file(path);
+  if (!file.isThere()) {
+    return {};
+  }
+  const LockVerdict verdict = file.verdict(Processes());
+  const std::string name = "the lock file \"" + tools::oneLine(path) + "\"";
+  if (!verdict.isStale) {
+    throw Failure(Status::timedOut, name + " was not broken: " + verdict.reason);
+  }
+  file.remove();
+  return name + ": " + verdict.reason;
+}
+
+void DoctorCommand::print(const std::vector<Finding>& findings,
+                          const std::optional<std::string>& broken, Session& session) const {
+  if (!m_isJson) {
+    if (broken) {
+      session.out.write(
+          wrapped(broken->empty() ? "no lock file" : "broken: " + *broken, 0, session.out.width()));
+    }
+    session.out.write(reportText(findings, session.out));
+    return;
+  }
+  for (const Finding& finding : findings) {
+    Json fields = fieldsOf(finding);
+    if (broken && finding.check == Check::JobLock) {
+      fields["broken"] = broken->empty() ? Json() : Json(*broken);
+    }
+    session.out.write(jsonLine(fields));
+  }
+}
+
+}  // namespace velmo::cli

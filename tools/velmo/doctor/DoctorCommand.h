@@ -1,0 +1,36 @@
+#ifndef VELMO_DOCTORCOMMAND_H
+#define VELMO_DOCTORCOMMAND_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Command.h"
+#include "Finding.h"
+#include "Installation.h"
+
+namespace velmo::cli {
+
+/// velmo doctor: looks for everything that keeps tasks from being submitted or run, and tells what
+/// to do.
+class DoctorCommand : public Command {
+ public:
+  explicit DoctorCommand(CLI::App& parent);
+
+  /// @return the status of the first fault
+  Status run(Session& session) override;
+
+ private:
+  std::string breakLock(const velmo_installation& installation) const;
+  void print(const std::vector<Finding>& findings, const std::optional<std::string>& broken,
+             Session& session) const;
+
+  bool m_isJson = false;
+  bool m_connects = false;
+  bool m_breaksLock = false;
+  std::string m_modulesFile;
+};
+
+}  // namespace velmo::cli
+
+#endif

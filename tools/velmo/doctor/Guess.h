@@ -1,0 +1,25 @@
+#ifndef VELMO_GUESS_H
+#define VELMO_GUESS_H
+
+#include <optional>
+#include <string>
+
+#include "Check.h"
+
+namespace velmo::cli {
+
+/// The directory that a variable probably stands for. Installations often have the directories
+/// "conf", "home", "var", "tmp", "data" and "lock" beside each other: where another variable names
+/// one of them, the rest are looked for in the same directory.
+/// @return nothing if no such directory exists, or for a key
+std::optional<std::string> guessOf(const Place& place, const client::Settings& settings);
+
+/// An absolute path for a relative one, seen from the working directory, without "." and "..".
+std::string absolutePath(const std::string& path);
+
+/// Whether a directory is there.
+bool isDirectory(const std::string& path);
+
+}  // namespace velmo::cli
+
+#endif

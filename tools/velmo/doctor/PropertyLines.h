@@ -1,0 +1,28 @@
+#ifndef VELMO_PROPERTYLINES_H
+#define VELMO_PROPERTYLINES_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace velmo::cli {
+
+/// A line of a properties file that is not a comment.
+struct NumberedLine {
+  std::size_t number;  ///< from 1
+  std::string name;    ///< empty: readers skip the line
+  std::string value;
+};
+
+/// The lines of a properties file. Nothing if it cannot be read, has more than a mebibyte or a NUL,
+/// or has a line so long that its readers see several.
+std::optional<std::vector<NumberedLine>> propertyLines(const std::string& path);
+
+/// A command that puts a "#" in front of the lines with these numbers, at most 200 of them.
+/// @return an empty text if there is no such command
+std::string commentOut(const std::string& path, const std::vector<std::size_t>& numbers);
+
+}  // namespace velmo::cli
+
+#endif
