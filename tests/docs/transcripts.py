@@ -23,7 +23,7 @@ import tempfile
 
 NOW = '2026-11-20 12:14:29'
 HOME = '/home/ops/velmo'  # as long as the directories of session_directory(): columns stay aligned
-SHOWN = {'SHARED_VELMO_TASKID': '7301', 'SEMAPHORE_VELMO_TASKID': '7302', 'port': '8042'}
+SHOWN = {'SHARED_VELMO_TASKID': '7301', 'SEMAPHORE_VELMO_TASKID': '7302', 'port': '38042'}
 END = 'END-OF-OUTPUT-5e1c'
 
 
@@ -105,7 +105,9 @@ class Session:
         variables = dict(shlex.split(line)[1].split('=', 1) for line in self.standin.stdout)
         modules = pathlib.Path(variables['VELMO_MODULES_XML']).read_text()
         values = dict(variables, port=re.search('websocket-port="([0-9]+)"', modules)[1])
-        self.shown = {str(self.home): HOME, **{values[name]: text for name, text in SHOWN.items()}}
+        self.shown = {str(self.home): HOME}
+        for name, text in SHOWN.items():
+            self.shown.update({values[name]: text, hexadecimal(values[name]): hexadecimal(text)})
         self.shell = subprocess.Popen(
             ['/bin/sh'], env={**environment, **variables}, cwd=self.home, stdin=subprocess.PIPE,
             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
@@ -133,6 +135,11 @@ class Session:
         self.standin.send_signal(signal.SIGTERM)
         self.standin.wait()
         subprocess.run(['rm', '-rf', str(self.home)], check=True)
+
+
+def hexadecimal(number):
+    """A key as ipcs(1) prints it."""
+    return f'0x{int(number) & 0xffffffff:08x}'
 
 
 def preloaded_clock():

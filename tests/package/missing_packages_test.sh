@@ -38,6 +38,10 @@ expect 'without a package of the tools' 'Not found: CLI11.
 On Debian: apt install libcli11-dev
 Or do without: cmake -DVELMO_BUILD_TOOLS=OFF ...' \
   "$(configured_with -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON)"
+expect 'without another one' 'Not found: nlohmann_json.
+On Debian: apt install nlohmann-json3-dev
+Or do without: cmake -DVELMO_BUILD_TOOLS=OFF ...' \
+  "$(configured_with -DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON)"
 expect 'without a package of the tests' 'Not found: GTest.
 On Debian: apt install libgtest-dev libgmock-dev
 Or do without: cmake -DBUILD_TESTING=OFF ...' \

@@ -12,6 +12,7 @@ library_dir=/usr/lib/$(gcc -print-multiarch)
 library=$library_dir/libvelmo.so.1
 client=$library_dir/libvelmo-client.so.1
 standin=/usr/bin/velmo-standin
+tool=/usr/bin/velmo
 # shellcheck source=tests/package/expect.sh
 . "$tests/expect.sh"
 start=$(date +%s)
@@ -51,7 +52,7 @@ done
 "$tests/exports_test.sh" "$client" "$tree/backend/client/exports.txt" VELMO_CLIENT_1
 "$tree/tests/integration/imported_functions_test.sh" "$library"
 "$tree/tests/integration/client_host_safety_test.sh" "$client"
-for file in "$library" "$client" "$standin"; do
+for file in "$library" "$client" "$standin" "$tool"; do
   readelf -d "$file" >"$directory/dynamic"
   grep -q BIND_NOW "$directory/dynamic" || fail "$file binds late"
   if grep -E 'RPATH|RUNPATH' "$directory/dynamic"; then
@@ -75,6 +76,16 @@ for page in createTaskFile JobManager TaskType g_imVerbose velmo_submit velmo::I
 done
 for page in html/index.html docs/formats.md; do
   [ -e "/usr/share/doc/libvelmo-doc/$page" ] || fail "no $page"
+done
+
+step 'the tool submits, and its doctor finds nothing; shells complete it'
+expect 'version' "velmo $version" "$("$tool" --version)"
+quietly "$standin" --port 0 --fail-on-task -- "$tool" submit -p Normal -- true
+quietly "$standin" --port 0 --fail-on-task -- "$tool" submit -p Normal --service -- true
+quietly "$standin" --port 0 -- "$tool" doctor --connect
+for file in bash-completion/completions/velmo zsh/vendor-completions/_velmo \
+  fish/vendor_completions.d/velmo.fish; do
+  [ -e "/usr/share/$file" ] || fail "no $file"
 done
 
 step 'a project finds the library with find_package'
