@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <utility>
 
@@ -29,6 +30,9 @@ int FileDescriptor::get() const {
 bool writeWhole(int descriptor, std::string_view text) {
   while (!text.empty()) {
     const ssize_t written = write(descriptor, text.data(), text.size());
+    if (written < 0 && errno == EINTR) {
+      continue;
+    }
     if (written < 0) {
       return false;
     }

@@ -22,7 +22,7 @@ class FileDescriptor {
   int m_descriptor;
 };
 
-/// Writes a text to a descriptor, in as many calls as that takes.
+/// Writes a text to a descriptor, in as many calls as that takes. A signal does not end it.
 /// @return false, with errno set, if a call fails; a part of the text may then have been written
 bool writeWhole(int descriptor, std::string_view text);
 

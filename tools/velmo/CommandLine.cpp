@@ -10,6 +10,7 @@
 #include "QueueCommand.h"
 #include "ServiceCommand.h"
 #include "ShellWord.h"
+#include "SubmitCommand.h"
 
 namespace velmo::cli {
 
@@ -42,9 +43,10 @@ CommandLine::CommandLine() {
   m_app.get_help_ptr()->description("print this text");
   m_app.set_version_flag("--version", "velmo " VELMO_TOOL_VERSION, "print the version");
   m_app.require_subcommand(0, 1);  // commandProblem() reports a missing one
-  m_commands.push_back(std::make_unique<PrioritiesCommand>(m_app));
-  m_commands.push_back(std::make_unique<QueueCommand>(m_app));
+  m_commands.push_back(std::make_unique<SubmitCommand>(m_app));
   m_commands.push_back(std::make_unique<JobCommand>(m_app));
+  m_commands.push_back(std::make_unique<QueueCommand>(m_app));
+  m_commands.push_back(std::make_unique<PrioritiesCommand>(m_app));
   m_commands.push_back(std::make_unique<ServiceCommand>(m_app));
   m_commands.push_back(std::make_unique<DoctorCommand>(m_app));
 }
@@ -53,6 +55,7 @@ Status CommandLine::run(std::vector<std::string> arguments, Session& session) {
   if (const std::string problem = commandProblem(m_app, arguments); !problem.empty()) {
     throw Failure(Status::invalidArgument, problem + kHint);
   }
+  takeWords(arguments);
   std::reverse(arguments.begin(), arguments.end());  // the order that the parser expects
   try {
     m_app.parse(arguments);
@@ -66,6 +69,20 @@ Status CommandLine::run(std::vector<std::string> arguments, Session& session) {
     throw Failure(Status::invalidArgument, tools::oneLine(mistake.what()) + kHint);
   }
   return runChosen(session);
+}
+
+void CommandLine::takeWords(std::vector<std::string>& arguments) {
+  if (arguments.empty()) {
+    return;
+  }
+  const std::string name = arguments.front();
+  for (const auto& command : m_commands) {
+    if (command->name() == name) {
+      arguments.erase(arguments.begin());
+      command->takeWords(arguments);
+      arguments.insert(arguments.begin(), name);
+    }
+  }
 }
 
 Status CommandLine::runChosen(Session& session) {

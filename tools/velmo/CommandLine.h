@@ -23,6 +23,7 @@ class CommandLine {
   Status run(std::vector<std::string> arguments, Session& session);
 
  private:
+  void takeWords(std::vector<std::string>& arguments);
   Status runChosen(Session& session);
 
   CLI::App m_app;

@@ -1,14 +1,11 @@
 #include <cstring>
-#include <initializer_list>
 #include <memory>
 #include <string>
-#include <string_view>
-#include <utility>
 
 #include "Call.h"
 #include "Dialling.h"
 #include "GivenEndpoint.h"
-#include "GivenTask.h"
+#include "GivenRequest.h"
 #include "ModulesReader.h"
 #include "RequestMessage.h"
 #include "ServiceConnection.h"
@@ -19,51 +16,16 @@ using velmo::client::Call;
 using velmo::client::checkTimeout;
 using velmo::client::Fault;
 using velmo::client::GivenEndpoint;
-using velmo::client::GivenTask;
 using velmo::client::Outcome;
 using velmo::client::Problem;
+using velmo::client::RequestFields;
 using velmo::client::Result;
 using velmo::client::runCall;
 using velmo::client::ServiceAddress;
 using velmo::client::ServiceConnection;
 using velmo::client::Wait;
-using velmo::client::WireTaskType;
 
 namespace {
-
-Outcome checkUtf8(const GivenTask& task) {
-  const std::initializer_list<std::pair<const char*, std::string_view>> texts{
-      {"priority_class", task.priorityClass},
-      {"command", task.command},
-      {"adjustment", task.adjustment},
-      {"job", task.job},
-      {"sub_job", task.subJob},
-      {"information", task.information}};
-  for (const auto& [name, text] : texts) {
-    if (!velmo::client::isUtf8(text)) {
-      return Fault{Problem::ArgumentNotUtf8, name};
-    }
-  }
-  return std::nullopt;
-}
-
-Result<std::string> takeRequest(const velmo_task* task) {
-  Result<GivenTask> taken = velmo::client::takeTask(task);
-  if (!taken.isOk()) {
-    return std::move(taken.fault());
-  }
-  const GivenTask& given = taken.value();
-  if (given.type != "sh" && given.type != "java") {
-    return Fault{Problem::TypeNotSendable, std::string(given.type)};
-  }
-  if (Outcome outcome = checkUtf8(given)) {
-    return *std::move(outcome);
-  }
-  return velmo::client::requestMessage(
-      {given.priorityClass, given.command,
-       given.type == "sh" ? WireTaskType::ShellScript : WireTaskType::JavaClass, given.adjustment,
-       given.job, given.subJob, given.information, given.relativePriority});
-}
 
 Outcome checkConnection(const velmo_connection* connection) {
   if (connection == nullptr) {
@@ -78,14 +40,14 @@ Outcome checkConnection(const velmo_connection* connection) {
 Outcome sendTask(ServiceConnection& connection, const velmo_task* task, const Wait& wait,
                  char* name) {
   try {
-    const Result<std::string> request = takeRequest(task);
+    const Result<RequestFields> request = velmo::client::takeRequest(task);
     if (!request.isOk()) {
       return request.fault();
     }
     if (connection.hasFailed()) {
       return Fault{Problem::ConnectionNotUsable};
     }
-    return connection.exchange(request.value(), wait, name);
+    return connection.exchange(velmo::client::requestMessage(request.value()), wait, name);
   } catch (...) {
     connection.abandon();
     throw;

@@ -32,6 +32,17 @@ class Command {
   Command& operator=(const Command&) = delete;
   virtual ~Command() = default;
 
+  /// The word on the command line.
+  const std::string& name() const {
+    return m_app.get_name();
+  }
+
+  /// Takes away the arguments that the parser must not see, such as the words of a command line.
+  /// @param arguments  behind the name of the command
+  virtual void takeWords(std::vector<std::string>& arguments) {
+    static_cast<void>(arguments);
+  }
+
   /// Whether the command line names it.
   bool isChosen() const {
     return m_app.parsed();

@@ -12,6 +12,7 @@ namespace velmo::cli {
 
 namespace {
 
+constexpr std::size_t kLongestLine = std::size_t{1024} * 1024;
 constexpr const char* kFooter =
     "NAME is the name of a task, or its number. - reads names from standard input,\n"
     "one a line, or the objects that velmo queue --json prints:\n"
@@ -60,13 +61,18 @@ Status CancelCommand::run(Session& session) {
 
 void CancelCommand::cancelListed(Session& session, const Installation& installation,
                                  TaskFinder& finder) {
-  InputLines lines(STDIN_FILENO, session.interrupt);
-  while (const std::optional<std::string> line = lines.next()) {
-    if (const std::optional<std::string> name = nameInLine(*line)) {
+  InputLines lines(STDIN_FILENO, session.interrupt.flag(), kLongestLine);
+  while (const std::optional<InputLine> line = lines.next()) {
+    const std::optional<std::string> name = nameInLine(std::string(line->text));
+    if (name) {
       cancelOne(session, installation, finder, *name);
-    } else if (!line->empty()) {
-      report(session, *line, Status::invalidArgument, "not an object with a name");
+    } else if (!line->text.empty() || line->isTooLong) {
+      report(session, std::string(line->text), Status::invalidArgument,
+             "line " + std::to_string(line->number) + " has no name");
     }
+  }
+  if (!lines.isAtEnd()) {
+    throw Failure(Status::stopped, "stopped by a signal");
   }
 }
 

@@ -58,16 +58,6 @@ Outcome findJobPlace(const Settings& settings, JobPlace& place) {
   return take(directoryOf(settings.lockVar), place.lockDirectory);
 }
 
-std::string contentsOf(const GivenTask& task) {
-  std::string contents;
-  contents.reserve(task.command.size() + task.information.size() + 2);
-  contents.append(task.command).append("\n");
-  if (!task.information.empty()) {
-    contents.append(task.information).append("\n");
-  }
-  return contents;
-}
-
 // The name of the task, but for the numbers that are not taken yet.
 Outcome draftName(const velmo_installation& installation, const GivenTask& task,
                   TaskFileName& name) {
@@ -105,6 +95,16 @@ Outcome placeUnderFreeName(const Place& place, TaskFileName& parts, const std::s
 }
 
 }  // namespace
+
+std::string contentsOf(const GivenTask& task) {
+  std::string contents;
+  contents.reserve(task.command.size() + task.information.size() + 2);
+  contents.append(task.command).append("\n");
+  if (!task.information.empty()) {
+    contents.append(task.information).append("\n");
+  }
+  return contents;
+}
 
 Result<std::string> drawJob(const velmo_installation& installation, bool isDurable,
                             const Wait& wait) {

@@ -14,6 +14,9 @@ namespace velmo::client {
 Result<std::string> drawJob(const velmo_installation& installation, bool isDurable,
                             const Wait& wait);
 
+/// The contents of a task's file: the command, and the information if there is any, each on a line.
+std::string contentsOf(const GivenTask& task);
+
 /// Submits a task by file: see velmo_submit(). Nothing is taken from a counter before everything
 /// that can be checked has been.
 /// @param name  gets the name of the task before it can be in the queue

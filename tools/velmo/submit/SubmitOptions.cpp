@@ -1,0 +1,179 @@
+#include "SubmitOptions.h"
+
+#include <algorithm>
+#include <charconv>
+#include <system_error>
+
+#include "CommandText.h"
+#include "Failure.h"
+#include "HostPort.h"
+#include "OneLine.h"
+
+namespace velmo::cli {
+
+namespace {
+
+constexpr double kLongestTimeout = 2000000;  // seconds; milliseconds fit into an int
+
+[[noreturn]] void refuse(const std::string& text) {
+  throw Failure(Status::invalidArgument, text + " (--help tells more)");
+}
+
+[[noreturn]] void refuseValue(const std::string& option, const std::string& value,
+                              const char* what) {
+  refuse(option + " \"" + tools::oneLine(value) + "\": " + what);
+}
+
+// The whole text as a number.
+template <typename Number, typename... Format>
+bool parse(const std::string& text, Number& number, Format... format) {
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number, format...);
+  return error == std::errc() && stop == end;
+}
+
+}  // namespace
+
+SubmitOptions::SubmitOptions(CLI::App& app) : m_app(app) {
+  declareTask();
+  declarePlace();
+  declareBulk();
+  m_app.add_flag("--dry-run", m_isDryRun,
+                 "show what would be written or sent, and what would make it fail, and do nothing");
+  m_app.add_flag("--json", m_isJson, "print objects, one a line");
+}
+
+void SubmitOptions::declareTask() {
+  const auto text = [this](const char* names, std::string& value, const char* value_name,
+                           const char* description) {
+    return m_app.add_option(names, value, description)->type_name(value_name);
+  };
+  text("-p,--class", m_class, "CLASS", "priority class; required");
+  text("-d,--adjustment", m_adjustment, "NAME", "priority adjustment, added to that of the class");
+  text("-t,--type", m_type, "TYPE", "kind of command; default sh");
+  text("-j,--job", m_job, "JOB", "job to which the task belongs; default a new one");
+  CLI::Option* subJob = text("-s,--sub-job", m_subJob, "SUBJOB", "part of the job; default 0");
+  m_app
+      .add_option("--child-of", m_childOf,
+                  "sub-job of a child of SUBJOB; put -- before COMMAND then")
+      ->type_name("SUBJOB [SUFFIX]")
+      ->expected(1, 2)
+      ->allow_extra_args(false)
+      ->excludes(subJob);
+  text("-i,--information", m_information, "INFO", "job information, one line");
+  text("-r,--relative-priority", m_relativePriority, "N", "order within the class; default 0");
+}
+
+void SubmitOptions::declarePlace() {
+  m_app.add_flag("--durable", m_isDurable, "wait until a power cut cannot lose the task");
+  m_app.add_option("--timeout", m_timeout, "wait up to S seconds for each task; default 30")
+      ->type_name("S");
+  m_toOption =
+      m_app.add_option("--to", m_to, "send a message to the service there, such as [::1]:8080")
+          ->type_name("HOST:PORT");
+  CLI::Option* service =
+      m_app.add_flag("--service", m_isService, "send a message to the service in modules.xml")
+          ->excludes(m_toOption);
+  m_app.add_option("--modules", m_modules, "with --service, the modules.xml to read")
+      ->type_name("FILE")
+      ->needs(service);
+}
+
+void SubmitOptions::declareBulk() {
+  CLI::Option* input = m_app.add_flag("--stdin", m_isStdin, "submit a task for each line of input");
+  m_failedOption =
+      m_app.add_option("--failed", m_failed, "with --stdin, keep lines that failed in a new FILE")
+          ->type_name("FILE")
+          ->needs(input);
+}
+
+bool SubmitOptions::takesValue(const std::string& option) const {
+  const CLI::Option* known = m_app.get_option_no_throw(option);
+  return known != nullptr && known->get_items_expected_min() > 0;
+}
+
+void SubmitOptions::takeWords(std::vector<std::string>& arguments) {
+  const TakesValue takes = [this](const std::string& option) { return takesValue(option); };
+  m_split = splitAtFirstWord(arguments, takes);
+  // The suffix of a child may look like the first word.
+  const auto isChildOf = [](const std::string& option) { return option == "--child-of"; };
+  if (std::any_of(m_split.options.begin(), m_split.options.end(), isChildOf)) {
+    m_split = splitAtMark(arguments, takes);
+  }
+  arguments = m_split.options;
+}
+
+void SubmitOptions::checkWords() const {
+  if (m_isStdin && !m_split.words.empty()) {
+    refuse("--stdin reads the commands from standard input: no COMMAND is allowed");
+  }
+  if (m_isStdin) {
+    return;
+  }
+  if (!m_childOf.empty() && !m_split.isMarked) {
+    refuse("put -- before the command if --child-of is given");
+  }
+  if (m_split.words.empty()) {
+    refuse("COMMAND is missing");
+  }
+  if (m_class.empty()) {
+    refuse("the priority class is missing: -p CLASS");
+  }
+}
+
+void SubmitOptions::check() const {
+  checkWords();
+  if (m_isDurable && isByMessage()) {
+    refuse("--durable is for submission by file: a message cannot ask for it");
+  }
+  if (m_failedOption->count() > 0 && m_failed.empty()) {
+    refuse("--failed needs the name of a file");
+  }
+  if (m_isDryRun && m_isStdin) {
+    refuse("--dry-run shows one task: it cannot be combined with --stdin");
+  }
+}
+
+std::string SubmitOptions::subJob() const {
+  if (m_childOf.empty()) {
+    return m_subJob;
+  }
+  return childSubJob(m_childOf.front(), m_childOf.size() > 1 ? m_childOf.back() : "");
+}
+
+Task SubmitOptions::task() const {
+  Task task;
+  task.priorityClass = m_class;
+  task.command = m_split.words.empty() ? "" : commandText(m_split.words, m_type);
+  task.type = m_type;
+  task.adjustment = m_adjustment;
+  task.job = m_job;
+  task.subJob = subJob();
+  task.information = m_information;
+  if (!parse(m_relativePriority, task.relativePriority)) {
+    refuseValue("-r", m_relativePriority, "not a number in the range of int");
+  }
+  return task;
+}
+
+Timeout SubmitOptions::timeout() const {
+  double seconds = 0;
+  if (!parse(m_timeout, seconds, std::chars_format::fixed) ||
+      !(seconds >= 0 && seconds <= kLongestTimeout)) {
+    refuseValue("--timeout", m_timeout, "not a number of seconds in 0 to 2000000");
+  }
+  return Timeout(seconds);
+}
+
+Endpoint SubmitOptions::endpoint() const {
+  Endpoint endpoint;
+  endpoint.modulesXml = m_modules;
+  if (m_toOption->count() > 0) {
+    const HostPort place = parseHostPort(m_to);
+    endpoint.host = place.host;
+    endpoint.port = place.port;
+  }
+  return endpoint;
+}
+
+}  // namespace velmo::cli

@@ -1,0 +1,96 @@
+#ifndef VELMO_SUBMITOPTIONS_H
+#define VELMO_SUBMITOPTIONS_H
+
+#include <velmo/velmo.hpp>
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "OptionEnd.h"
+#include "TaskSender.h"
+
+namespace velmo::cli {
+
+/// The arguments of velmo submit.
+class SubmitOptions {
+ public:
+  /// Declares the options.
+  explicit SubmitOptions(CLI::App& app);
+
+  /// Takes the words of the command to submit away from the options.
+  void takeWords(std::vector<std::string>& arguments);
+
+  /// Refuses arguments that contradict each other.
+  /// @throws Failure  Status::invalidArgument
+  void check() const;
+
+  /// The task that the options describe. Its command is that of the words, or empty.
+  /// @throws Failure, Error  Status::invalidArgument
+  Task task() const;
+
+  /// How long a submission may wait.
+  /// @throws Failure  Status::invalidArgument
+  Timeout timeout() const;
+
+  /// The service that --to or --service names. Its stop flag is null.
+  /// @throws Failure  Status::invalidArgument
+  Endpoint endpoint() const;
+
+  bool isByMessage() const {
+    return m_isService || m_toOption->count() > 0;
+  }
+
+  Durability durability() const {
+    return m_isDurable ? Durability::powerCut : Durability::none;
+  }
+
+  /// The file that --failed names, or empty.
+  const std::string& failedPath() const {
+    return m_failed;
+  }
+
+  bool isJson() const {
+    return m_isJson;
+  }
+  bool isDryRun() const {
+    return m_isDryRun;
+  }
+  bool isBulk() const {
+    return m_isStdin;
+  }
+
+ private:
+  void declareTask();
+  void declarePlace();
+  void declareBulk();
+  bool takesValue(const std::string& option) const;
+  void checkWords() const;
+  std::string subJob() const;
+
+  CLI::App& m_app;
+  CLI::Option* m_toOption = nullptr;
+  CLI::Option* m_failedOption = nullptr;
+  SplitArguments m_split;
+  std::string m_class;
+  std::string m_adjustment;
+  std::string m_type;
+  std::string m_job;
+  std::string m_subJob;
+  std::vector<std::string> m_childOf;  // the parent, and perhaps a suffix
+  std::string m_information;
+  std::string m_relativePriority = "0";
+  std::string m_timeout = "30";
+  std::string m_to;
+  std::string m_modules;
+  std::string m_failed;
+  bool m_isDurable = false;
+  bool m_isService = false;
+  bool m_isStdin = false;
+  bool m_isDryRun = false;
+  bool m_isJson = false;
+};
+
+}  // namespace velmo::cli
+
+#endif

@@ -1,0 +1,76 @@
+#include "TaskSender.h"
+
+#include <utility>
+
+namespace velmo::cli {
+
+namespace {
+
+// One may be the fault of the task, for example of its size.
+constexpr int kMostTimeouts = 2;
+
+}  // namespace
+
+FileSender::FileSender(Installation installation, Timeout timeout, Durability durability)
+    : m_installation(std::move(installation)), m_timeout(timeout), m_durability(durability) {}
+
+std::string FileSender::send(const Task& task) {
+  try {
+    return m_installation.submit(task, m_timeout, m_durability);
+  } catch (const Error& failure) {
+    m_isLost = failure.status() == Status::notRunning || failure.status() == Status::timedOut;
+    throw;
+  }
+}
+
+MessageSender::MessageSender(Endpoint endpoint, Timeout timeout)
+    : m_endpoint(std::move(endpoint)), m_timeout(timeout) {}
+
+std::string MessageSender::send(const Task& task) {
+  const Deadline deadline(m_timeout);
+  const bool isReused = isConnected();
+  if (!isReused) {
+    connect(deadline);
+  }
+  try {
+    return exchange(task, deadline);
+  } catch (const Error& failure) {
+    if (!isReused || failure.status() != Status::connectionLost) {
+      throw;
+    }
+  }
+  connect(deadline);
+  return exchange(task, deadline);
+}
+
+bool MessageSender::isConnected() const {
+  return m_connection && m_connection->isUsable();
+}
+
+void MessageSender::connect(Deadline deadline) {
+  m_connection.reset();
+  try {
+    m_connection.emplace(m_endpoint, deadline);
+  } catch (const Error& failure) {
+    m_isLost = failure.status() != Status::stopped;
+    throw;
+  }
+}
+
+std::string MessageSender::exchange(const Task& task, Deadline deadline) {
+  try {
+    std::string name = m_connection->send(task, deadline);
+    m_timeouts = 0;
+    return name;
+  } catch (const Error& failure) {
+    noteFailure(failure);
+    throw;
+  }
+}
+
+void MessageSender::noteFailure(const Error& failure) {
+  m_timeouts = failure.cause() == Status::timedOut ? m_timeouts + 1 : 0;
+  m_isLost = m_timeouts >= kMostTimeouts;
+}
+
+}  // namespace velmo::cli
