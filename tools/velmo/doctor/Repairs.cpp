@@ -10,6 +10,7 @@
 #include <set>
 #include <string_view>
 
+#include "DirectoryCheck.h"
 #include "FileRemedies.h"
 #include "Guess.h"
 #include "JobNumbers.h"
@@ -49,11 +50,6 @@ std::string fileSystemIsReadOnly() {
   return "the file system cannot be written to: mount it for writing";
 }
 
-std::optional<dev_t> deviceOf(const std::string& path) {
-  struct stat status {};
-  return stat(path.c_str(), &status) == 0 ? std::optional<dev_t>(status.st_dev) : std::nullopt;
-}
-
 bool isLink(const std::string& path) {
   struct stat status {};
   return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
@@ -62,15 +58,15 @@ bool isLink(const std::string& path) {
 // A directory TMP beside the queue.
 Remedy ownTmp(const Fault&, const Site& site) {
   const std::string& var = settingsOf(site).var.value;
+  const std::string queue = var + "/taskqueue";
   const std::string place = var + "/tmp";
-  const std::string word = pasteWord(place);
-  const bool isNear = deviceOf(var) == deviceOf(var + "/taskqueue");
-  if (!isNear || word.empty()) {
+  const bool isNear = client::areOnOneMount(isDirectory(place) ? place : var, queue);
+  Remedy remedy = exported("TMP", place);
+  if (var.empty() || !isNear || !remedy.command) {
     return onlyAdvice(
         "set TMP to a directory on the file system of the queue, but not to the queue");
   }
-  Remedy remedy = exported("TMP", place);
-  remedy.command = "mkdir -p " + word + " && " + *remedy.command;
+  remedy.command = forPath("mkdir -p ", place, " && " + *remedy.command);
   return remedy;
 }
 
@@ -83,6 +79,9 @@ Remedy setVariable(const Fault& fault, const Site& site) {
                       place.check == Check::Semaphore ? "ipcs -s" : "ipcs -m");
   }
   const std::optional<std::string> guess = guessOf(place, settingsOf(site));
+  if (!guess && place.check == Check::Tmp && client::directoryOf(settingsOf(site).var).isOk()) {
+    return ownTmp(fault, site);
+  }
   return guess ? exported(fault.subject, *guess)
                : onlyAdvice("set " + fault.subject + " to the directory that the service uses");
 }
@@ -245,16 +244,19 @@ Remedy correctIdentity(const Fault& fault, const Site&) {
 
 // --- counters ---
 
-// The counter holds the last number that was issued, and nothing tells which numbers were.
+// The counter holds the last number that was issued, and nothing else tells which numbers were.
 Remedy writeJobCounter(const Fault& fault, const Site& site) {
+  const Settings& settings = settingsOf(site);
+  if (!client::directoryOf(settings.var).isOk() ||
+      client::namesIn(settings.var.value + "/taskqueue").error != 0) {
+    return onlyAdvice("first repair the queue: the tasks in it show which job numbers are taken");
+  }
   constexpr int kLastNumber = 999999;
-  const std::optional<int> largest = largestJobNumber(settingsOf(site));
+  const std::optional<int> largest = largestJobNumber(settings);
   const int number = largest ? *largest + 1 : 1;
   const std::string command = forPath(fmt::format("printf '%s\\n' {} > ", number), fault.subject);
   if (number >= kLastNumber || command.empty()) {
-    return onlyAdvice(
-        "write the number of the last job into it: a task in sight has the largest "
-        "number of all, so no number above it is left");
+    return onlyAdvice("write the number of the last job into it");
   }
   return {command, largest ? fmt::format("{} is above every job number in sight; if jobs that have "
                                          "ended had larger ones, write a larger one",

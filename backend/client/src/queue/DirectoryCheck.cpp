@@ -71,13 +71,17 @@ std::optional<Place> placeOf(const std::string& path) {
   return Place{mountOf(path), status.st_dev, status.st_ino};
 }
 
+bool isOneMount(const Place& from, const Place& to) {
+  return from.mount == to.mount && from.device == to.device;
+}
+
 void checkPlaces(const std::string& temporary, const std::string& queue, const Report& report) {
   const std::optional<Place> from = placeOf(temporary);
   const std::optional<Place> to = placeOf(queue);
   if (!from || !to) {
     return;
   }
-  if (from->mount != to->mount || from->device != to->device) {
+  if (!isOneMount(*from, *to)) {
     report({Problem::DifferentFileSystems, temporary, queue});
   } else if (from->file == to->file) {
     report({Problem::TmpIsQueue, temporary});
@@ -85,6 +89,12 @@ void checkPlaces(const std::string& temporary, const std::string& queue, const R
 }
 
 }  // namespace
+
+bool areOnOneMount(const std::string& from, const std::string& to) {
+  const std::optional<Place> one = placeOf(from);
+  const std::optional<Place> other = placeOf(to);
+  return one && other && isOneMount(*one, *other);
+}
 
 void checkDirectories(const Settings& settings, const Report& report) {
   checkSetting(settings.var, "/taskqueue", Use::Write, report);
