@@ -5,7 +5,8 @@ A transcript is a block of code whose first line begins with "$ ": in Markdown l
 four blanks, in mdoc a literal display. Each line that begins with "$ " is run, and the lines that follow
 it are its output, standard error included. The transcripts of a page share one shell and one installation
 of velmo-standin, which runs no tasks and also listens. The clock stands still. What differs from run to
-run, the directory of the installation, its keys and its port, is shown as in SHOWN.
+run is shown alike: the directory of the installation, its keys and its port as in HOME and SHOWN, and
+durations as in MEASURED.
 
 usage: transcripts.py [--update] VELMO STANDIN PAGE...    --update writes the output into the pages
 """
@@ -24,6 +25,7 @@ import tempfile
 NOW = '2026-11-20 12:14:29'
 HOME = '/home/ops/velmo'  # as long as the directories of session_directory(): columns stay aligned
 SHOWN = {'SHARED_VELMO_TASKID': '7301', 'SEMAPHORE_VELMO_TASKID': '7302', 'port': '38042'}
+MEASURED = (r'\d+\.\d s, \d+ tasks/s', '0.1 s, 1000 tasks/s')
 END = 'END-OF-OUTPUT-5e1c'
 
 
@@ -127,6 +129,7 @@ class Session:
         output = output.removesuffix(f'\n{END}\n').removesuffix('\n')
         for real, text in self.shown.items():
             output = re.sub(rf'(?<!\w){re.escape(real)}(?!\w)', text, output)
+        output = re.sub(*MEASURED, output)
         return output.split('\n') if output else []
 
     def close(self):
