@@ -40,6 +40,10 @@ class DoctorCommandTest : public testing::Test {
     place.writeJobCounter("16");
   }
 
+  ~DoctorCommandTest() override {
+    umask(mask);
+  }
+
   std::string path(const std::string& name) const {
     return place.directory.path(name);
   }

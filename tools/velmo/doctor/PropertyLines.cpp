@@ -15,12 +15,6 @@ constexpr std::size_t kMostLines = 200;  // in a command
 
 using brix::imutils::PropertyLine;
 
-// Whether the piece is a whole line; the last line of a file may have no line feed.
-bool isWhole(const std::string& piece) {
-  return !piece.empty() &&
-         (piece.back() == '\n' || piece.size() + 1 < brix::imutils::kPropertyLineSize);
-}
-
 }  // namespace
 
 std::optional<std::vector<NumberedLine>> propertyLines(const std::string& path) {
@@ -31,13 +25,15 @@ std::optional<std::vector<NumberedLine>> propertyLines(const std::string& path) 
   client::LinePieces pieces(file.descriptor, brix::imutils::kPropertyLineSize);
   std::vector<NumberedLine> lines;
   std::size_t bytes = 0;
+  bool isComplete = true;  // of a line without its line feed, which a NUL may hide, more may come
   std::size_t number = 0;
   while (char* piece = pieces.next()) {
     const std::string text = piece;
     bytes += text.size();
-    if (!isWhole(text) || bytes > kMostBytes) {
+    if (!isComplete || bytes > kMostBytes) {
       return std::nullopt;
     }
+    isComplete = !text.empty() && text.back() == '\n';
     ++number;
     const PropertyLine line = brix::imutils::splitPropertyLine(piece);
     if (line.kind == PropertyLine::Kind::Entry) {

@@ -146,6 +146,13 @@ TEST_F(DirectoryCheckTest, TmpOnAnotherMountIsFound) {
             found());
 }
 
+TEST_F(DirectoryCheckTest, DirectoriesOnOneMountAreKnown) {
+  EXPECT_TRUE(velmo::client::areOnOneMount(settings.tmp.value, settings.var.value));
+  EXPECT_FALSE(velmo::client::areOnOneMount(settings.tmp.value, "/proc"));
+  EXPECT_FALSE(velmo::client::areOnOneMount(settings.tmp.value, directory.path("missing")));
+  EXPECT_FALSE(velmo::client::areOnOneMount("/no/such", "/no/such"));
+}
+
 TEST_F(DirectoryCheckTest, DeviceDecidesWhereTheMountIsNotKnown) {
   platform().statx.setFake([](int, const char*, int, unsigned, struct statx*) {
     errno = ENOSYS;

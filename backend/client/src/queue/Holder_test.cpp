@@ -165,4 +165,18 @@ TEST_F(LastTakerTest, TakerThatCannotBeNamedIsUnknown) {
   EXPECT_EQ("an unknown process took it last", describeLastTaker(semaphore.id()));
 }
 
+// --- the contents of a lock file ---
+
+TEST(LockContentsTest, ProcessIdIsReadAsItIsWritten) {
+  EXPECT_EQ(123, velmo::client::processIdIn("123\n"));
+  EXPECT_EQ(123, velmo::client::processIdIn("123"));
+}
+
+TEST(LockContentsTest, OtherContentsNameNoProcess) {
+  for (const char* contents :
+       {"", "\n", "0\n", "-1\n", " 1\n", "1 \n", "1\n2\n", "x", "99999999999"}) {
+    EXPECT_EQ(0, velmo::client::processIdIn(contents)) << contents;
+  }
+}
+
 }  // namespace

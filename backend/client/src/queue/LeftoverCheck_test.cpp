@@ -82,6 +82,17 @@ TEST_F(LeftoverCheckTest, OtherFilesInTheQueueAreFound) {
             found());
 }
 
+TEST_F(LeftoverCheckTest, NamesOfTheFindingsAreListed) {
+  writeAged("tmp/" + task(1), 65);
+  writeAged("tmp/" + task(2), 55);
+  writeAged("tmp/other", 65);
+  writeAged("var/taskqueue/" + task(3), 65);
+  writeAged("var/taskqueue/README", 0);
+  EXPECT_EQ(Lines{task(1)}, velmo::client::leftoversIn(settings.tmp.value));
+  EXPECT_EQ(Lines{"README"}, velmo::client::otherFilesIn(directory.path("var/taskqueue")));
+  EXPECT_EQ(Lines(), velmo::client::leftoversIn(directory.path("missing")));
+}
+
 // If they were reported, the remedy "delete them" would empty the queue.
 TEST_F(LeftoverCheckTest, TasksOfAQueueThatIsTmpAreNotLeftovers) {
   settings.tmp.value = directory.path("var/taskqueue");

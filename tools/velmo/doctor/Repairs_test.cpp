@@ -1,0 +1,292 @@
+#include "Repairs.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "TaskInstallation.h"
+
+namespace velmo::cli {
+namespace {
+
+using client::Fault;
+using client::Problem;
+
+// What the units of a check can report: "DirectoryMissing" and so on.
+std::set<std::string> problemsIn(const std::vector<std::string>& files) {
+  const std::string mark = "Problem::";
+  std::set<std::string> names;
+  for (const std::string& file : files) {
+    const std::string text = test::readFile(std::string(CLIENT_SOURCES "/") + file);
+    for (std::size_t at = 0; (at = text.find(mark, at)) != std::string::npos;) {
+      at += mark.size();
+      const std::size_t end =
+          text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz", at);
+      names.insert(text.substr(at, end - at));
+    }
+  }
+  return names;
+}
+
+class RepairsTest : public testing::Test {
+ protected:
+  RepairsTest() {
+    place.writeHomePriorities("Normal=500\n");
+    open();
+  }
+
+  // Reads the environment again.
+  void open() {
+    auto result = client::openInstallation(nullptr);
+    installation = std::move(result.value());
+  }
+
+  Finding find(const Fault& fault) const {
+    return findingOf(fault, Site{*installation, [this](const std::string&) { return verdict; }});
+  }
+
+  std::string command(const Fault& fault) const {
+    return find(fault).remedy.command.value_or("none");
+  }
+
+  std::string advice(const Fault& fault) const {
+    return find(fault).remedy.advice;
+  }
+
+  std::string path(const std::string& name) const {
+    return place.directory.path(name);
+  }
+
+  test::TaskInstallation place;
+  std::unique_ptr<velmo_installation> installation;
+  LockVerdict verdict;
+};
+
+// --- the table ---
+
+TEST_F(RepairsTest, EveryProblemOfACheckHasARow) {
+  std::set<std::string> problems =
+      problemsIn({"queue/InstallationCheck.cpp", "queue/DirectoryCheck.cpp",
+                  "queue/CounterCheck.cpp", "queue/LeftoverCheck.cpp", "queue/Settings.cpp",
+                  "queue/PropertiesFile.cpp", "queue/ServerIdentity.cpp"});
+  for (const char* ofTheCounter : {"JobCounterUnreadable", "JobCounterNotANumber"}) {
+    problems.insert(ofTheCounter);
+  }
+  problems.insert("PriorityFileUnreadable");
+  EXPECT_LE(34U, problems.size());
+  const std::string table = test::readFile(TOOL_SOURCES "/doctor/Repairs.cpp");
+  for (const std::string& problem : problems) {
+    EXPECT_NE(std::string::npos, table.find("{Problem::" + problem + ", ")) << problem;
+  }
+}
+
+TEST_F(RepairsTest, EveryProblemOfConnectingHasARow) {
+  const std::set<std::string> problems =
+      problemsIn({"remote/Dialling.cpp", "remote/TcpConnector.cpp", "remote/HostAddresses.cpp",
+                  "remote/Handshake.cpp", "remote/RandomBytes.cpp", "remote/ModulesReader.cpp"});
+  EXPECT_LE(15U, problems.size());
+  const std::string table = test::readFile(TOOL_SOURCES "/doctor/Repairs.cpp");
+  for (const std::string& problem : problems) {
+    EXPECT_NE(std::string::npos, table.find("{Problem::" + problem + ", ")) << problem;
+  }
+}
+
+TEST_F(RepairsTest, EveryFaultHasAConsequenceAndARemedy) {
+  const std::string missing = path("missing");
+  for (const Fault& fault :
+       std::vector<Fault>{{Problem::VariableNotSet, "VAR"},
+                          {Problem::VariableNotAbsolute, "TMP", "x"},
+                          {Problem::VariableNotAKey, "SHARED_VELMO_TASKID", "x"},
+                          {Problem::DirectoryMissing, "DATA", missing, ENOENT},
+                          {Problem::NotADirectory, "LOCK_VAR", missing},
+                          {Problem::DirectoryNotUsable, "CONF", missing, EROFS},
+                          {Problem::DirectoryOpenToAll, "VELMO_HOME", missing},
+                          {Problem::DifferentFileSystems, missing, missing},
+                          {Problem::TmpIsQueue, missing},
+                          {Problem::PriorityFilesNotNamed},
+                          {Problem::PriorityFileUnreadable, missing, "", EIO},
+                          {Problem::FileNotRegular, missing},
+                          {Problem::PriorityLinesSkipped, missing, "1"},
+                          {Problem::PrioritiesWithoutNumber, missing, "a"},
+                          {Problem::NoPriorities, missing},
+                          {Problem::ServerFileUnreadable, missing, "", EACCES},
+                          {Problem::ServerIdentityUnusable, missing, "a/b"},
+                          {Problem::JobCounterUnreadable, missing, "", EIO},
+                          {Problem::JobCounterNotANumber, missing},
+                          {Problem::LockTimedOut, missing, "x"},
+                          {Problem::SegmentMissing, "1"},
+                          {Problem::SegmentFailed, "1", "", EACCES},
+                          {Problem::SegmentTooSmall, "1", "2"},
+                          {Problem::SemaphoreMissing, "1"},
+                          {Problem::SemaphoreFailed, "1", "", EACCES},
+                          {Problem::SemaphoreSetTooLarge, "1", "2"},
+                          {Problem::SemaphoreNeverReady, "1"},
+                          {Problem::SemaphoreTimedOut, "1", "process 7 took it last"},
+                          {Problem::SemaphoreAboveOne, "1", "2"},
+                          {Problem::RemovedAtLogout, "x", "1000"},
+                          {Problem::QueueHasOtherFiles, missing, "x"},
+                          {Problem::UmaskHidesTasks, "0077"}}) {
+    const Finding finding = find(fault);
+    EXPECT_TRUE(isKnown(fault.problem));
+    EXPECT_NE("", finding.consequence) << finding.fault;
+    EXPECT_TRUE(finding.remedy.command || !finding.remedy.advice.empty()) << finding.fault;
+    EXPECT_NE("", finding.lookedAt) << finding.fault;
+    EXPECT_NE(Status::ok, finding.status) << finding.fault;
+  }
+}
+
+TEST_F(RepairsTest, ProblemOfACallHasNoRow) {
+  EXPECT_FALSE(isKnown(Problem::ArgumentMissing));
+  EXPECT_FALSE(isKnown(Problem::TaskNotInQueue));
+}
+
+TEST_F(RepairsTest, FaultBelongsToTheDirectoryOrTheFileOfItsSubject) {
+  const client::Settings& settings = installation->settings;
+  EXPECT_EQ(Check::Data, checkOf({Problem::DirectoryMissing, "DATA", "/x"}, settings));
+  EXPECT_EQ(Check::Conf, checkOf({Problem::DirectoryOpenToAll, "CONF", "/x"}, settings));
+  EXPECT_EQ(Check::Variables, checkOf({Problem::VariableNotSet, "CONF"}, settings));
+  EXPECT_EQ(Check::ServerIdentity,
+            checkOf({Problem::FileNotRegular, path("conf/serverid.cfg")}, settings));
+  EXPECT_EQ(Check::HomePriorities,
+            checkOf({Problem::FileNotRegular, path("home/priorities.cfg")}, settings));
+  EXPECT_EQ(Check::ConfPriorities,
+            checkOf({Problem::FileNotRegular, path("conf/priorities.cfg")}, settings));
+}
+
+TEST_F(RepairsTest, TextIsThatOfTheLibraryWithoutItsRemedy) {
+  EXPECT_EQ("VAR is not set", find({Problem::VariableNotSet, "VAR"}).fault);
+  EXPECT_EQ(Status::notConfigured, find({Problem::VariableNotSet, "VAR"}).status);
+}
+
+TEST_F(RepairsTest, ConsequenceIsThatOfTheDirectory) {
+  EXPECT_EQ("no task can be submitted", find({Problem::DirectoryMissing, "VAR", "/x"}).consequence);
+  EXPECT_EQ("no task of a new job can be submitted",
+            find({Problem::DirectoryMissing, "LOCK_VAR", "/x"}).consequence);
+  EXPECT_EQ("every user of the machine can change the job counter",
+            find({Problem::DirectoryOpenToAll, "DATA", "/x"}).consequence);
+}
+
+// --- variables and directories ---
+
+TEST_F(RepairsTest, VariableIsSetToTheDirectoryBesideTheOthers) {
+  EXPECT_EQ("export DATA='" + path("data") + "'", command({Problem::VariableNotSet, "DATA"}));
+}
+
+TEST_F(RepairsTest, WithoutAnySensibleDirectoryOnlyTheVariableIsNamed) {
+  std::filesystem::remove_all(path("data"));
+  EXPECT_EQ("none", command({Problem::VariableNotSet, "DATA"}));
+  EXPECT_EQ("set DATA to the directory that the service uses",
+            advice({Problem::VariableNotSet, "DATA"}));
+}
+
+TEST_F(RepairsTest, TmpThatExistsNowhereIsMadeBesideTheQueue) {
+  std::filesystem::remove_all(path("tmp"));
+  EXPECT_EQ("mkdir -p '" + path("var/tmp") + "' && export TMP='" + path("var/tmp") + "'",
+            command({Problem::VariableNotSet, "TMP"}));
+}
+
+TEST_F(RepairsTest, TmpIsNotMadeBesideAQueueThatIsMissing) {
+  std::filesystem::remove_all(path("var/taskqueue"));
+  EXPECT_EQ("none", command({Problem::TmpIsQueue, "/x"}));
+}
+
+TEST_F(RepairsTest, FileThatAWrongVariableNamesIsNotMoved) {
+  place.environment.set("TMP", "/etc/passwd");
+  std::filesystem::remove_all(path("tmp"));
+  open();
+  EXPECT_EQ("none", command({Problem::NotADirectory, "TMP", "/etc/passwd"}));
+  EXPECT_EQ("set TMP to a directory", advice({Problem::NotADirectory, "TMP", "/etc/passwd"}));
+}
+
+TEST_F(RepairsTest, LinkToNothingIsNotMadeADirectory) {
+  std::filesystem::create_symlink("/no/such", path("link"));
+  EXPECT_EQ("none", command({Problem::DirectoryMissing, "TMP", path("link"), ENOENT}));
+}
+
+TEST_F(RepairsTest, DirectoryOfAllUsersStaysOpen) {
+  ASSERT_EQ(0, chmod(path("lock").c_str(), 01777));
+  EXPECT_EQ("none", command({Problem::DirectoryOpenToAll, "LOCK_VAR", path("lock")}));
+}
+
+TEST_F(RepairsTest, FileSystemThatCannotBeWrittenToIsSaid) {
+  EXPECT_EQ("the file system cannot be written to: mount it for writing",
+            advice({Problem::DirectoryNotUsable, "TMP", path("tmp"), EROFS}));
+}
+
+// --- counters ---
+
+TEST_F(RepairsTest, WithoutAJobNumberInSightTheCounterBecomesOne) {
+  const Fault fault{Problem::JobCounterNotANumber, path("data/velmo/jobid")};
+  EXPECT_EQ("printf '%s\\n' 1 > '" + path("data/velmo/jobid") + "'", command(fault));
+  EXPECT_EQ(
+      "no job number is in sight; if the service's logs have one, write a larger one, so that none "
+      "is issued twice",
+      advice(fault));
+}
+
+TEST_F(RepairsTest, CounterIsNotWrittenWithoutALookAtTheQueue) {
+  std::filesystem::remove_all(path("var/taskqueue"));
+  EXPECT_EQ("none", command({Problem::JobCounterNotANumber, path("data/velmo/jobid")}));
+}
+
+TEST_F(RepairsTest, CounterIsNotWrittenWithoutALargerNumber) {
+  place.directory.writeFile(
+      "var/taskqueue/0050.20250303140509.J999998.S0.T20250303140509-1.R0002.sh", "");
+  EXPECT_EQ("none", command({Problem::JobCounterNotANumber, path("data/velmo/jobid")}));
+}
+
+TEST_F(RepairsTest, LockThatIsStaleIsBrokenAndAnotherIsWaitedFor) {
+  verdict = {true, "process 7, which made it, has ended"};
+  EXPECT_EQ("velmo doctor --break-lock", command({Problem::LockTimedOut, "/x", "y"}));
+  verdict = {false, "process 7 (report), which made it, is running"};
+  EXPECT_EQ("none", command({Problem::LockTimedOut, "/x", "y"}));
+  EXPECT_EQ("wait until the file is gone: process 7 (report), which made it, is running",
+            advice({Problem::LockTimedOut, "/x", "y"}));
+}
+
+TEST_F(RepairsTest, SemaphoreOfAProcessThatEndedNeedsARestart) {
+  EXPECT_EQ("restart the service: only it sets the semaphore to 1 again",
+            advice({Problem::SemaphoreTimedOut, "1", "process 7, which has ended, took it last"}));
+  EXPECT_EQ(
+      "wait, or end the process that took it: the system then releases the semaphore; if it stays "
+      "so, restart the service",
+      advice({Problem::SemaphoreTimedOut, "1", "process 7 took it last"}));
+}
+
+TEST_F(RepairsTest, ServiceIsStartedByAPerson) {
+  EXPECT_EQ("none", command({Problem::SegmentMissing, "1"}));
+  EXPECT_EQ("start the service", advice({Problem::SegmentMissing, "1"}));
+}
+
+TEST_F(RepairsTest, RemovalAtLogoutIsSwitchedOff) {
+  const Fault fault{Problem::RemovedAtLogout, "the task counter", "1000"};
+  EXPECT_EQ(
+      "mkdir -p /etc/systemd/logind.conf.d && printf '[Login]\\nRemoveIPC=no\\n' > "
+      "/etc/systemd/logind.conf.d/velmo.conf",
+      command(fault));
+  EXPECT_EQ("run it as root, and then: systemctl restart systemd-logind", advice(fault));
+}
+
+// --- the service elsewhere ---
+
+TEST_F(RepairsTest, ModulesFileOfTheInstallationIsFound) {
+  place.directory.writeFile("conf/modules.xml", "");
+  EXPECT_EQ("export VELMO_MODULES_XML='" + path("conf/modules.xml") + "'",
+            command({Problem::ModulesUnreadable, "/no/modules.xml", "", ENOENT}));
+}
+
+TEST_F(RepairsTest, ListenerIsLookedForByItsPort) {
+  EXPECT_EQ("ss -ltn 'sport = :8080'",
+            find({Problem::NotConnected, "[::1]:8080", "", ECONNREFUSED}).remedy.look);
+  EXPECT_EQ("ss -ltnp 'sport = :80'",
+            find({Problem::HandshakeRefused, "node:80", "HTTP/1.1 404"}).remedy.look);
+}
+
+}  // namespace
+}  // namespace velmo::cli
