@@ -192,7 +192,7 @@ TEST_F(DoctorCommandTest, ServiceThatIsNotNamedIsNotLookedAt) {
                                        path("modules.xml") + "\",\"status\":\"not_configured\""));
   EXPECT_THAT(result.output,
               EndsWith("{\"check\":\"service\",\"looked_at\":null,\"status\":\"skipped\",\"note\":"
-                       "\"because of the fault of \\\"modules\\\"\"}\n"));
+                       "\"\\\"modules\\\" has a fault\"}\n"));
 }
 
 TEST_F(DoctorCommandTest, ModulesWithoutConnectIsWrongUsage) {

@@ -116,7 +116,7 @@ std::string obstacleOf(Check check, const Obstacles& obstacles, const Settings& 
     }
     for (const Check earlier : need.checks) {
       if (obstacles.checks.count(earlier) > 0) {
-        return "because of the fault of \"" + spaced(wordOf(earlier)) + "\"";
+        return "\"" + spaced(wordOf(earlier)) + "\" has a fault";
       }
     }
   }
@@ -206,9 +206,9 @@ std::vector<Finding> examineService(const std::string& modulesFile, const std::a
   const client::Result<client::GivenEndpoint> endpoint = client::takeEndpoint(&given);
   if (!endpoint.isOk()) {
     Finding finding = findingOf(endpoint.fault(), site);
+    finding.check = Check::Modules;
     finding.lookedAt = path;
-    return {finding,
-            {Check::Service, "", Finding::Kind::Skipped, "because of the fault of \"modules\""}};
+    return {finding, {Check::Service, "", Finding::Kind::Skipped, "\"modules\" has a fault"}};
   }
   return {{Check::Modules, path}, connectTo(endpoint.value(), site)};
 }

@@ -106,8 +106,8 @@ TEST_F(ExaminationTest, VariableThatMayBeMissingIsNoFault) {
 TEST_F(ExaminationTest, ConsequencesOfADirectoryAreLeftOut) {
   EXPECT_EQ(
       (Lines{"data: the directory of DATA is missing: \"/x\"",
-             "job_counter: skipped, because of the fault of \"data\"",
-             "job_counter_copy: skipped, because of the fault of \"data\""}),
+             "job_counter: skipped, \"data\" has a fault",
+             "job_counter_copy: skipped, \"data\" has a fault"}),
       found({{Problem::DirectoryMissing, "DATA", "/x"}, {Problem::JobCounterUnreadable, "/x"}}));
 }
 
@@ -116,7 +116,7 @@ TEST_F(ExaminationTest, DirectoryThatIsOpenToAllSkipsNothing) {
 }
 
 TEST_F(ExaminationTest, LockHidesTheCopyOfTheCounter) {
-  EXPECT_EQ("job_counter_copy: skipped, because of the fault of \"job lock\"",
+  EXPECT_EQ("job_counter_copy: skipped, \"job lock\" has a fault",
             found({{Problem::LockTimedOut, "/x", "y"}}).back());
 }
 
@@ -135,7 +135,7 @@ TEST_F(ExaminationTest, SameFaultIsReportedOnce) {
 TEST_F(ExaminationTest, RemovalAtLogoutOfOneObjectIsReportedWithoutTheOther) {
   EXPECT_EQ(
       2U, found({{Problem::SegmentMissing, "1"}, {Problem::RemovedAtLogout, "x", "1000"}}).size());
-  EXPECT_EQ("logout_removal: skipped, because of the fault of \"task counter\"",
+  EXPECT_EQ("logout_removal: skipped, \"task counter\" has a fault",
             found({{Problem::SegmentMissing, "1"}}).back());
 }
 

@@ -11,7 +11,6 @@ namespace velmo::cli {
 namespace {
 
 constexpr std::size_t kMostBytes = 1024U * 1024U;
-constexpr std::size_t kMostLines = 200;  // in a command
 
 using brix::imutils::PropertyLine;
 

@@ -19,7 +19,10 @@ struct NumberedLine {
 /// or has a line so long that its readers see several.
 std::optional<std::vector<NumberedLine>> propertyLines(const std::string& path);
 
-/// A command that puts a "#" in front of the lines with these numbers, at most 200 of them.
+/// How many lines a command changes at most.
+constexpr std::size_t kMostLines = 200;
+
+/// A command that puts a "#" in front of the first kMostLines of the lines with these numbers.
 /// @return an empty text if there is no such command
 std::string commentOut(const std::string& path, const std::vector<std::size_t>& numbers);
 

@@ -160,6 +160,10 @@ Remedy moveFileAway(const Fault& fault, const Site&) {
   return moveAway(fault.subject);
 }
 
+std::string furtherLines(const std::vector<std::size_t>& numbers) {
+  return numbers.size() > kMostLines ? "; further lines remain: run velmo doctor again" : "";
+}
+
 Remedy commentSkippedLines(const Fault& fault, const Site&) {
   std::vector<std::size_t> numbers;
   const auto lines = propertyLines(fault.subject);
@@ -171,7 +175,7 @@ Remedy commentSkippedLines(const Fault& fault, const Site&) {
   const std::string command = commentOut(fault.subject, numbers);
   return command.empty()
              ? onlyAdvice("shorten lines of more than 65534 bytes, and write NAME=NUMBER")
-             : Remedy{command, "or write NAME=NUMBER into these lines"};
+             : Remedy{command, "or write NAME=NUMBER into these lines" + furtherLines(numbers)};
 }
 
 // Of the names whose value in this file counts, those without a number.
@@ -186,7 +190,7 @@ std::set<std::string> namesWithoutNumber(const client::PriorityTable& table,
   return names;
 }
 
-// The last value of a name counts; with it, the values in front of it would count again.
+// All values of such a name: without the last, which counts, one in front of it would count.
 Remedy commentLinesWithoutNumber(const Fault& fault, const Site& site) {
   const std::set<std::string> names =
       namesWithoutNumber(site.installation.priorities, fault.subject);
@@ -199,7 +203,8 @@ Remedy commentLinesWithoutNumber(const Fault& fault, const Site& site) {
   }
   const std::string command = commentOut(fault.subject, numbers);
   const std::string advice = "write a number behind \"=\" in the lines of these names";
-  return command.empty() ? onlyAdvice(advice) : Remedy{command, "or " + advice};
+  return command.empty() ? onlyAdvice(advice)
+                         : Remedy{command, "or " + advice + furtherLines(numbers)};
 }
 
 Remedy addClass(const Fault&, const Site& site) {
@@ -346,7 +351,7 @@ Remedy setUmask(const Fault&, const Site&) {
 
 Remedy nameModules(const Fault& fault, const Site& site) {
   if (fault.systemError == EACCES) {
-    return permit(fault.subject, "644");
+    return permit(absolutePath(fault.subject), "644");
   }
   const std::string file = settingsOf(site).conf.value + "/modules.xml";
   if (file.front() == '/' && file != fault.subject && access(file.c_str(), R_OK) == 0) {
@@ -397,7 +402,8 @@ struct Row {
 constexpr const char* kNoTask = "no task can be submitted";
 constexpr const char* kNoJob = "no task of a new job can be submitted";
 constexpr const char* kNoMessage = "no task can be submitted by message";
-constexpr const char* kUnknownClasses = "tasks of the priority classes in it cannot be submitted";
+constexpr const char* kUnknownClasses =
+    "no task can be submitted whose priority class may be in it";
 constexpr const char* kLossOfVariable = nullptr;
 constexpr std::optional<Check> kOfSubject = std::nullopt;
 

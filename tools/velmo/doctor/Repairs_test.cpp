@@ -219,6 +219,28 @@ TEST_F(RepairsTest, FileSystemThatCannotBeWrittenToIsSaid) {
             advice({Problem::DirectoryNotUsable, "TMP", path("tmp"), EROFS}));
 }
 
+// --- configuration ---
+
+TEST_F(RepairsTest, OfManyLinesTheRestIsAnnounced) {
+  std::string lines;
+  for (int i = 0; i < 201; ++i) {
+    lines += "x\n";
+  }
+  place.writeHomePriorities(lines);
+  EXPECT_EQ("or write NAME=NUMBER into these lines; further lines remain: run velmo doctor again",
+            advice({Problem::PriorityLinesSkipped, path("home/priorities.cfg"), "201"}));
+}
+
+TEST_F(RepairsTest, EveryValueOfANameWithoutANumberBecomesAComment) {
+  place.writeHomePriorities("a=x\n");
+  place.writeConfPriorities("b=1\na=\nb=y\n");
+  open();
+  EXPECT_EQ(
+      "sed -i --follow-symlinks '1s/^/#/;2s/^/#/;3s/^/#/' '" + path("conf/priorities.cfg") + "'",
+      command({Problem::PrioritiesWithoutNumber, path("conf/priorities.cfg"), "a, b"}));
+  EXPECT_EQ("none", command({Problem::PrioritiesWithoutNumber, path("home/priorities.cfg"), "a"}));
+}
+
 // --- counters ---
 
 TEST_F(RepairsTest, WithoutAJobNumberInSightTheCounterBecomesOne) {
