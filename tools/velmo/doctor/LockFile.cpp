@@ -36,9 +36,14 @@ std::string quoted(const std::string& path) {
   throw Failure(Status::systemError, tools::systemError(what).what());
 }
 
-bool isOnDeviceOfRoot(const struct stat& status) {
+// Deliberate: the device of the directory. That of a file can differ where file systems are
+// overlaid.
+bool isOnDeviceOfRoot(const std::string& path) {
   struct stat root {};
-  return stat("/", &root) == 0 && root.st_dev == status.st_dev;
+  struct stat directory {};
+  return stat("/", &root) == 0 &&
+         stat(path.substr(0, path.rfind('/') + 1).c_str(), &directory) == 0 &&
+         root.st_dev == directory.st_dev;
 }
 
 }  // namespace
@@ -84,7 +89,7 @@ LockVerdict LockFile::verdict(const Processes& processes) const {
   facts.isLocal = facts.isRegular && isLocal();
   // A container sees its own processes alone. It shares no file with others on its root device.
   facts.isAllVisible =
-      processes.isComplete() && (processes.isWholeMachine() || isOnDeviceOfRoot(m_status));
+      processes.isComplete() && (processes.isWholeMachine() || isOnDeviceOfRoot(m_path));
   facts.contents = m_contents;
   facts.modified = m_status.st_mtime;
   const pid_t maker = client::processIdIn(m_contents);
