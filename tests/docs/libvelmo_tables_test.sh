@@ -32,9 +32,9 @@ items() {
 }
 
 echo '== variables of the environment =='
-# velmo.1 has those of the terminal.
+# velmo.1 has those that velmo alone reads.
 find "$source/backend" "$source/tools" "$source/examples" "$source/benchmarks" -name '*.cpp' \
-  ! -name '*_test.cpp' ! -path "$source/tools/velmo/console/*" -exec cat {} + >"$directory/code"
+  ! -name '*_test.cpp' ! -path "$source/tools/velmo/*" -exec cat {} + >"$directory/code"
 # The functions named "FromEnvironment" hand their argument on. Settings of libvelmo-client have the name of
 # their variable.
 cat "$source/backend/client/src/queue/Settings.h" >>"$directory/code"
