@@ -59,6 +59,53 @@ TEST_F(DirectoryWatchTest, FileThatWasThereBeforeIsNotSeen) {
   EXPECT_EQ(0, poll(&descriptor, 1, 0));
 }
 
+// --- Watched::Names ---
+
+class NameWatchTest : public DirectoryWatchTest {
+ protected:
+  // "+name" and "-name" in their order.
+  std::string taken() {
+    std::string text;
+    for (const NameChange& change : m_names.take().names) {
+      text += (text.empty() ? "" : " ") + std::string(change.isArrival ? "+" : "-") + change.name;
+    }
+    return text;
+  }
+
+  DirectoryWatch m_names{watched(""), Watched::Names};
+};
+
+TEST_F(NameWatchTest, NamesThatComeAndGoAreReportedInTheirOrder) {
+  writeFile(watched("a"), "text");
+  fs::rename(watched("a"), watched("b"));
+  fs::rename(watched("b"), m_directory.path() / "b");
+  fs::rename(m_directory.path() / "b", watched("c"));
+  fs::remove(watched("c"));
+  EXPECT_EQ("+a -a +b -b +c -c", taken());
+  EXPECT_EQ("", taken());
+}
+
+TEST_F(NameWatchTest, MoreChangesThanTheBufferHoldsAreAllReported) {
+  std::string expected;
+  for (int i = 0; i < 200; ++i) {
+    const std::string name = std::to_string(i) + std::string(100, 'x');
+    writeFile(watched(name), "");
+    expected += (i == 0 ? "+" : " +") + name;
+  }
+  EXPECT_EQ(expected, taken());
+}
+
+TEST_F(NameWatchTest, DirectoryThatIsRemovedEndsTheWatch) {
+  EXPECT_FALSE(m_names.take().isOver);
+  fs::remove(watched(""));
+  EXPECT_TRUE(m_names.take().isOver);
+}
+
+TEST_F(NameWatchTest, DirectoryThatIsMovedEndsTheWatch) {
+  fs::rename(m_directory.path() / "watched", m_directory.path() / "elsewhere");
+  EXPECT_TRUE(m_names.take().isOver);
+}
+
 TEST_F(DirectoryWatchTest, MissingDirectoryIsNamed) {
   const std::string path = watched("missing");
   try {

@@ -92,5 +92,13 @@ TEST_F(QueueDirectoryTest, OnlyFilesAreRemovedAndAMissingOneIsNotAFailure) {
   EXPECT_THROW(m_queue.remove("d"), std::system_error);
 }
 
+TEST_F(QueueDirectoryTest, StartOfAFileIsNotLongerThanTheLimit) {
+  writeFile(file("x"), std::string(5000, 'a') + "b");
+  EXPECT_EQ("", m_queue.readStart("x", 0));
+  EXPECT_EQ("aaa", m_queue.readStart("x", 3));
+  EXPECT_EQ(std::string(5000, 'a'), m_queue.readStart("x", 5000));
+  EXPECT_EQ(std::string(5000, 'a') + "b", m_queue.readStart("x", 5002));
+}
+
 }  // namespace
 }  // namespace velmo::tools

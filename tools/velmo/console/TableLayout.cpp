@@ -17,9 +17,12 @@ bool continuesCharacter(char character) {
   return (static_cast<unsigned char>(character) & 0xc0U) == 0x80U;
 }
 
-std::string padded(const std::string& text, std::size_t width, TableLayout::Align align) {
-  const std::string fill(width - std::min(width, columnsOf(text)), ' ');
-  return align == TableLayout::Align::Right ? fill + text : text + fill;
+void addPadded(std::string& line, const std::string& text, std::size_t width,
+               TableLayout::Align align) {
+  const std::size_t fill = width - std::min(width, columnsOf(text));
+  line.append(align == TableLayout::Align::Right ? fill : 0, ' ');
+  line += text;
+  line.append(align == TableLayout::Align::Left ? fill : 0, ' ');
 }
 
 }  // namespace
@@ -101,8 +104,7 @@ std::string TableLayout::line(const std::vector<std::string>& cells) const {
   std::string line;
   for (std::size_t i = 0; i < std::min(cells.size(), m_columns.size()); ++i) {
     line += (i == 0 ? std::string_view() : kGap);
-    const std::string text = cutTo(tools::oneLine(cells[i]), m_widths[i]);
-    line += padded(text, m_widths[i], m_columns[i].align);
+    addPadded(line, cutTo(tools::oneLine(cells[i]), m_widths[i]), m_widths[i], m_columns[i].align);
   }
   line.erase(line.find_last_not_of(' ') + 1);
   return line;

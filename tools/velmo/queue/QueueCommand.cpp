@@ -51,8 +51,8 @@ void QueueCommand::declareOptions() {
 }
 
 void QueueCommand::checkOptions() {
-  if (m_options.limit && *m_options.limit < 1) {
-    throw Failure(Status::invalidArgument, "--limit must be 1 or more");
+  if (m_options.limit && (*m_options.limit < 1 || *m_options.limit > INT32_MAX)) {
+    throw Failure(Status::invalidArgument, "--limit must be 1 to 2147483647");
   }
   if (m_options.olderThan && (*m_options.olderThan < 0 || *m_options.olderThan > INT32_MAX)) {
     throw Failure(Status::invalidArgument, "--older-than must be 0 to 2147483647 seconds");

@@ -1,7 +1,6 @@
 #ifndef VELMO_QUEUEOPTIONS_H
 #define VELMO_QUEUEOPTIONS_H
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -17,7 +16,7 @@ struct QueueOptions {
   std::optional<std::string> subJob{};
   std::optional<std::string> type{};
   std::optional<std::int64_t> olderThan{};  ///< seconds
-  std::optional<std::size_t> limit{};
+  std::optional<std::int64_t> limit{};
 };
 
 }  // namespace velmo::cli

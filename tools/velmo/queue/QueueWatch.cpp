@@ -12,7 +12,6 @@
 #include "TaskLines.h"
 #include "TaskRow.h"
 #include "TaskText.h"
-#include "WatchWait.h"
 
 namespace velmo::cli {
 
@@ -61,22 +60,26 @@ void QueueWatch::showPages() {
   } while (!endsBeforeNextPage(screen));
 }
 
-// The first wait limits the pages of a second; a change ends the second one.
+// The first wait limits the pages of a second; a change ends the second one. A signal ends both: it
+// may be that of a new size.
 bool QueueWatch::endsBeforeNextPage(FullScreen& screen) const {
   const auto now = std::chrono::steady_clock::now();
-  return endsIn(screen, now + kBetweenPages, -1) ||
-         endsIn(screen, now + kBetweenLooks, m_queue.descriptor());
+  WatchWait::End end = pause(screen, now + kBetweenPages, -1);
+  if (end == WatchWait::End::Time) {
+    end = pause(screen, now + kBetweenLooks, m_queue.descriptor());
+  }
+  return end == WatchWait::End::Key || m_session.interrupt.isRequested();
 }
 
-bool QueueWatch::endsIn(FullScreen& screen, std::chrono::steady_clock::time_point deadline,
-                        int change) const {
+// Of the keys, only the one that quits ends it.
+WatchWait::End QueueWatch::pause(FullScreen& screen, std::chrono::steady_clock::time_point deadline,
+                                 int change) const {
   const WatchWait wait(m_session.interrupt);
-  while (wait.until(deadline, change, screen.keys()) == WatchWait::End::Key) {
-    if (screen.takesQuit()) {
-      return true;
-    }
-  }
-  return m_session.interrupt.isRequested();
+  WatchWait::End end = WatchWait::End::Key;
+  do {
+    end = wait.until(deadline, change, screen.keys());
+  } while (end == WatchWait::End::Key && !screen.takesQuit());
+  return end;
 }
 
 void QueueWatch::draw(FullScreen& screen) {

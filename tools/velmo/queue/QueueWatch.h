@@ -10,6 +10,7 @@
 #include "QueueOptions.h"
 #include "Session.h"
 #include "WatchPage.h"
+#include "WatchWait.h"
 
 namespace velmo::cli {
 
@@ -33,7 +34,8 @@ class QueueWatch {
   void draw(FullScreen& screen);
   WatchPage page(std::size_t rows, std::size_t width) const;
   bool endsBeforeNextPage(FullScreen& screen) const;
-  bool endsIn(FullScreen& screen, std::chrono::steady_clock::time_point deadline, int change) const;
+  WatchWait::End pause(FullScreen& screen, std::chrono::steady_clock::time_point deadline,
+                       int change) const;
   std::string lineOf(const std::string& event, const std::string& name) const;
 
   std::string m_directory;

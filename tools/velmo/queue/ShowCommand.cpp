@@ -42,16 +42,17 @@ std::string shortened(const std::string& text, const Output& output) {
 
 std::vector<Field> fieldsFor(const std::string& path, const TaskName& parts, const TaskText& text,
                              const Output& output) {
-  std::vector<Field> fields{{"Path", path},
-                            {"Size", bytes(text.size)},
-                            {"Priority", std::to_string(parts.priority)},
-                            {"Created", withSeparators(parts.created) + " (age " +
-                                            ageAt(std::time(nullptr), parts.created) + ")"},
-                            {"Job", parts.job},
-                            {"Sub-job", parts.subJob},
-                            {"Task", std::to_string(parts.task)},
-                            {"Relative", std::to_string(parts.relativePriority)},
-                            {"Type", parts.type}};
+  std::vector<Field> fields{
+      {"Path", path},
+      {"Size", bytes(text.size)},
+      {"Priority", std::to_string(parts.priority)},
+      {"Created", withSeparators(parts.created) + " (age " +
+                      ageAt(std::time(nullptr), momentOf(parts.created)) + ")"},
+      {"Job", parts.job},
+      {"Sub-job", parts.subJob},
+      {"Task", std::to_string(parts.task)},
+      {"Relative", std::to_string(parts.relativePriority)},
+      {"Type", parts.type}};
   if (!text.problem.empty()) {
     fields.emplace_back("Malformed", text.problem);
     return fields;

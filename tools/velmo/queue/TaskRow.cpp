@@ -1,7 +1,5 @@
 #include "TaskRow.h"
 
-#include <optional>
-
 #include "LocalTime.h"
 
 namespace velmo::cli {
@@ -26,25 +24,16 @@ TableLayout::Column commandColumn() {
   return {"COMMAND", Align::Left, false, true};
 }
 
-std::string ageAt(std::time_t now, const std::string& created) {
-  const std::optional<std::time_t> moment = momentOf(created);
-  if (!moment) {
+std::string ageAt(std::time_t now, const std::optional<std::time_t>& created) {
+  if (!created) {
     return "?";
   }
-  return *moment > now ? "-" + roughly(*moment - now) : roughly(now - *moment);
-}
-
-const std::string& TaskRow::age(const std::string& created) {
-  if (created != m_created) {
-    m_created = created;
-    m_age = ageAt(m_now, created);
-  }
-  return m_age;
+  return *created > now ? "-" + roughly(*created - now) : roughly(now - *created);
 }
 
 std::vector<std::string> TaskRow::cells(const TaskName& parts) {
   return {std::to_string(parts.priority),
-          age(parts.created),
+          ageAt(m_now, m_moments.of(parts.created)),
           parts.job,
           parts.subJob,
           std::to_string(parts.task),

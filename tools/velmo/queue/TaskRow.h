@@ -4,9 +4,11 @@
 #include <velmo/velmo.hpp>
 
 #include <ctime>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "Moments.h"
 #include "TableLayout.h"
 
 namespace velmo::cli {
@@ -29,18 +31,13 @@ class TaskRow {
   std::vector<std::string> cells(const TaskName& parts);
 
  private:
-  const std::string& age(const std::string& created);
-
   std::time_t m_now;
-  // Tasks that follow each other often have the same time.
-  std::string m_created{};
-  std::string m_age{};
+  Moments m_moments{};
 };
 
 /// How long ago a task was created: "3 min", with a minus sign if its time is in the future; "?" if
 /// its time is not a date.
-/// @param created  14 digits
-std::string ageAt(std::time_t now, const std::string& created);
+std::string ageAt(std::time_t now, const std::optional<std::time_t>& created);
 
 }  // namespace velmo::cli
 

@@ -1,12 +1,19 @@
 #include "TaskSelection.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace velmo::cli {
 
-TaskSelection::TaskSelection(TaskFilter filter, std::optional<std::size_t> limit)
-    : m_filter(std::move(filter)), m_limit(limit) {}
+namespace {
+
+constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
+
+}  // namespace
+
+TaskSelection::TaskSelection(TaskFilter filter, std::optional<std::int64_t> limit)
+    : m_filter(std::move(filter)), m_limit(limit ? static_cast<std::size_t>(*limit) : kNoLimit) {}
 
 bool TaskSelection::passes(const std::string& name) const {
   if (m_filter.isEmpty()) {
@@ -22,11 +29,11 @@ void TaskSelection::add(std::string name) {
   }
   ++m_count;
   m_names.push_back(std::move(name));
-  if (!m_limit) {
+  if (m_limit == kNoLimit) {
     return;
   }
   std::push_heap(m_names.begin(), m_names.end());
-  if (m_names.size() > *m_limit) {
+  if (m_names.size() > m_limit) {
     std::pop_heap(m_names.begin(), m_names.end());
     m_names.pop_back();
   }

@@ -2,6 +2,7 @@
 #define VELMO_TASKSELECTION_H
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,8 +15,8 @@ namespace velmo::cli {
 /// more names than that.
 class TaskSelection {
  public:
-  /// @param limit  how many at most; none: all
-  TaskSelection(TaskFilter filter, std::optional<std::size_t> limit);
+  /// @param limit  how many at most, 1 or more; none: all
+  TaskSelection(TaskFilter filter, std::optional<std::int64_t> limit);
 
   /// Takes the name of a task. The order does not matter.
   void add(std::string name);
@@ -33,8 +34,8 @@ class TaskSelection {
   bool passes(const std::string& name) const;
 
   TaskFilter m_filter;
-  std::optional<std::size_t> m_limit;
-  std::vector<std::string> m_names;  // with a limit a heap, whose top is the last name
+  std::size_t m_limit;
+  std::vector<std::string> m_names{};  // with a limit a heap, whose top is the last name
   std::size_t m_count = 0;
 };
 

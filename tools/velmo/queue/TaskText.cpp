@@ -22,10 +22,7 @@ struct FileStart {
 std::optional<FileStart> readStart(const tools::QueueDirectory& queue, const std::string& name,
                                    std::size_t limit) {
   const std::optional<tools::FileIdentity> identity = queue.identify(name);
-  if (!identity) {
-    return std::nullopt;
-  }
-  if (!identity->isRegular) {
+  if (identity && !identity->isRegular) {
     return FileStart{{}, "not a regular file"};
   }
   try {

@@ -14,6 +14,7 @@
 namespace {
 
 using velmo::client::cancelTask;
+using velmo::client::eachTask;
 using velmo::client::listTasks;
 using velmo::client::namesIn;
 using velmo::client::parseName;
@@ -108,6 +109,26 @@ TEST(ListTasksTest, NoDescriptorStaysOpen) {
   const std::size_t before = openDescriptors();
   listed(directory.path());
   EXPECT_EQ(before, openDescriptors());
+}
+
+// --- eachTask ---
+
+TEST(EachTaskTest, TakesTheNamesOfTasksOnly) {
+  const TemporaryDirectory directory;
+  directory.writeFile("README", "");
+  directory.writeFile(kTask, "");
+  std::vector<std::string> names;
+  EXPECT_EQ("OK", shown(eachTask(directory.path(),
+                                 [&](std::string task) { names.push_back(std::move(task)); })));
+  EXPECT_EQ(std::vector<std::string>{kTask}, names);
+}
+
+TEST(EachTaskTest, QueueThatIsMissingIsNotConfigured) {
+  const TemporaryDirectory directory;
+  const std::string missing = directory.path("taskqueue");
+  EXPECT_EQ("NOT_CONFIGURED: the directory of VAR is missing: \"" + missing +
+                "\": No such file or directory",
+            shown(eachTask(missing, [](const std::string&) { ADD_FAILURE(); })));
 }
 
 // --- cancelTask ---

@@ -7,6 +7,7 @@
 
 #include <new>
 #include <string>
+#include <utility>
 
 #include "TemporaryDirectory.h"
 
@@ -14,6 +15,11 @@ namespace {
 
 using velmo::client::findService;
 using velmo::client::findServiceIn;
+using velmo::client::ModulesContents;
+using velmo::client::ModulesHost;
+using velmo::client::ModulesMachine;
+using velmo::client::readModules;
+using velmo::client::readModulesIn;
 using velmo::client::Result;
 using velmo::client::ServiceAddress;
 
@@ -144,6 +150,80 @@ TEST(ModulesReaderTest, HostNameThatCannotBeIsRefused) {
             foundIn(system(machine(std::string(256, 'h'), host("1")))).find("cannot be used"));
 }
 
+// --- everything in the file ---
+
+// "a{be:1[velmo fennick]*}": the mark is on the host that runs velmo last.
+std::string contentsOf(const std::string& text) {
+  const Result<ModulesContents> read = readModulesIn(text, "FILE");
+  if (!read.isOk()) {
+    velmo_error error{};
+    describe(read.fault(), &error);
+    return error.message;
+  }
+  std::string shownContents;
+  const ModulesContents& contents = read.value();
+  for (std::size_t m = 0; m < contents.machines.size(); ++m) {
+    const ModulesMachine& machine = contents.machines[m];
+    shownContents += (m == 0 ? "" : " ") + machine.hostname + "{";
+    for (std::size_t h = 0; h < machine.hosts.size(); ++h) {
+      const ModulesHost& one = machine.hosts[h];
+      shownContents += (h == 0 ? "" : " ") + one.name + ":";
+      shownContents += one.port ? std::to_string(*one.port) : "none";
+      for (const std::string& module : one.modules) {
+        shownContents += "[" + module + "]";
+      }
+      shownContents += contents.lastVelmo == std::pair(m, h) ? "*" : "";
+    }
+    shownContents += "}";
+  }
+  return shownContents + " -> " + shown(contents.service);
+}
+
+TEST(ModulesContentsTest, EveryMachineHostAndModuleIsThereInTheOrderOfTheFile) {
+  EXPECT_EQ("a{x:1[velmo][fennick]* :2[other]} b{} -> a:1",
+            contentsOf("<system><machine hostname='a'><host name='x' websocket-port='1'>"
+                       "<module name='velmo'/><module name='fennick'/></host>"
+                       "<host websocket-port='2'><module name='other'/></host></machine>"
+                       "<machine hostname='b'/></system>"));
+}
+
+TEST(ModulesContentsTest, LastHostThatRunsVelmoIsMarkedThoughItIsUnusable) {
+  EXPECT_EQ("a{:1[velmo]} b{:none[velmo]*} -> " + kNone,
+            contentsOf(system(machine("a", host("1")) + machine("b", host("x")))));
+}
+
+TEST(ModulesContentsTest, PortOutOfRangeIsKept) {
+  EXPECT_EQ("a{:70000[velmo]*} -> the websocket-port in \"FILE\" is not in 1 to 65535: 70000",
+            contentsOf(system(machine("a", host("70000")))));
+}
+
+TEST(ModulesContentsTest, ElementsElsewhereAreIgnored) {
+  EXPECT_EQ("a{} -> " + kNone,
+            contentsOf(system(machine("a", "<group>" + host("1") + "</group>") + host("2"))));
+}
+
+TEST(ModulesContentsTest, FileOfWhichClientsReadNothingHasNoMachines) {
+  const std::string root = system(machine("a", host("1")));
+  EXPECT_EQ(" -> " + kNone, contentsOf("<!-- c -->" + root));
+  EXPECT_EQ(" -> " + kNone, contentsOf("<!DOCTYPE system>" + root));
+  EXPECT_EQ(" -> " + kNone, contentsOf("<systems>" + machine("a", host("1")) + "</systems>"));
+}
+
+TEST(ModulesContentsTest, MalformedFileIsRefusedThoughItBeginsWell) {
+  EXPECT_EQ("\"FILE\" is not well-formed XML: line 1, no element found",
+            contentsOf("<system>" + machine("a", host("1"))));
+}
+
+TEST(ModulesContentsTest, FileOfTheGreatestSizeIsRead) {
+  const std::string rest = system(machine("a", host("1")));
+  const std::size_t most = std::size_t{4} * 1024 * 1024;
+  const int count = static_cast<int>((most - rest.size() - 100) / std::string("<host/>").size());
+  const Result<ModulesContents> read = readModulesIn(
+      system(machine("b", repeated("<host/>", count)) + machine("a", host("1"))), "FILE");
+  ASSERT_TRUE(read.isOk());
+  EXPECT_EQ(static_cast<std::size_t>(count), read.value().machines.at(0).hosts.size());
+}
+
 // --- hostile files ---
 
 TEST(ModulesReaderTest, EntitiesAreNeverExpanded) {
@@ -193,6 +273,14 @@ TEST_F(ModulesReaderFileTest, FileIsRead) {
   const std::size_t descriptors = velmo::test::openDescriptors();
   EXPECT_EQ("a:1", foundAt(directory.writeFile("modules.xml", system(machine("a", host("1"))))));
   EXPECT_EQ(descriptors, velmo::test::openDescriptors());
+}
+
+TEST_F(ModulesReaderFileTest, ContentsAreReadFromTheFileToo) {
+  const auto read =
+      readModules(directory.writeFile("modules.xml", system(machine("a", host("1")))));
+  ASSERT_TRUE(read.isOk());
+  EXPECT_EQ("a:1", shown(read.value().service));
+  EXPECT_FALSE(readModules(directory.path("none")).isOk());
 }
 
 TEST_F(ModulesReaderFileTest, MissingFileIsUnreadable) {
