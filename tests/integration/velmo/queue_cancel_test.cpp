@@ -2,11 +2,14 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <algorithm>
 #include <string>
 #include <vector>
 
+#include "NamedPipe.h"
+#include "StandinProcess.h"
 #include "TaskInstallation.h"
 #include "ToolProcess.h"
 
@@ -108,9 +111,21 @@ TEST_F(QueueCancelTest, LineOfTheInputThatHasNoNameIsReported) {
   EXPECT_EQ(1, result.status);
 }
 
-TEST_F(QueueCancelTest, ThousandsOfNamesAreCancelled) {
+TEST_F(QueueCancelTest, SignalEndsTheWaitForNames) {
+  const NamedPipe input(m_installation.directory.path("pipe"));
+  put(1);
+  ToolProcess process({"queue", "cancel", "-"}, input.path());
+  input.write(name(1) + "\n");
+  ASSERT_TRUE(waitUntil([&] { return process.output() == name(1) + "\n"; }));
+  process.signal(SIGINT);
+  const ToolResult result = process.wait();
+  EXPECT_EQ(5, result.status);
+  EXPECT_EQ("velmo: stopped by a signal\n", result.errors);
+}
+
+TEST_F(QueueCancelTest, HundredsOfNumbersAreCancelled) {
   std::string names;
-  for (int i = 0; i < 1500; ++i) {
+  for (int i = 0; i < 600; ++i) {
     put(i);
     names += std::to_string(i) + "\n";
   }

@@ -8,8 +8,8 @@
 #include "LibraryFault.h"
 #include "ModulesReader.h"
 #include "OneLine.h"
+#include "OutputLines.h"
 #include "Table.h"
-#include "TaskLines.h"
 
 namespace velmo::cli {
 
@@ -61,7 +61,7 @@ void printTable(const std::vector<Entry>& entries, Output& output) {
 }
 
 void printJson(const std::vector<Entry>& entries, Session& session) {
-  TaskLines lines(session);
+  OutputLines lines(session);
   for (const Entry& entry : entries) {
     const ModulesHost none;
     const ModulesHost& host = entry.host != nullptr ? *entry.host : none;

@@ -25,9 +25,9 @@ bool isSame(const timespec& one, const timespec& other) {
 LiveQueue::LiveQueue(std::string directory, TaskFilter filter)
     : m_directory(std::move(directory)), m_filter(std::move(filter)) {
   startWatch();
+  m_state = look();
   std::vector<tools::NameChange> first;
   compareWithDirectory(first);
-  m_state = look();
   m_lastChange = m_state.modified.tv_sec;
 }
 
@@ -44,7 +44,7 @@ void LiveQueue::startWatch() {
   }
 }
 
-// Nothing, as of a directory of an other identity, if it is gone: reading it then says so.
+// All zero if the directory is gone, which equals no directory. Reading it then fails.
 LiveQueue::DirectoryState LiveQueue::look() const {
   struct stat status {};
   if (stat(m_directory.c_str(), &status) != 0) {

@@ -6,7 +6,7 @@
 #include "JsonLine.h"
 #include "LibraryFault.h"
 #include "Listing.h"
-#include "TaskLines.h"
+#include "OutputLines.h"
 #include "TaskSelection.h"
 #include "TaskText.h"
 
@@ -61,7 +61,7 @@ void QueueList::print() {
 }
 
 void QueueList::printJson(const std::vector<std::string>& names) {
-  TaskLines lines(m_session);
+  OutputLines lines(m_session);
   for (const std::string& name : names) {
     Json object = fieldsOf(name, parseName(name).value_or(TaskName{}));
     if (m_options.hasCommands) {
@@ -116,7 +116,7 @@ void QueueList::printTable(const std::vector<std::string>& names) {
   }
   layout.fitTo(width);
 
-  TaskLines lines(m_session);
+  OutputLines lines(m_session);
   lines.add(m_session.out.styled(layout.headings(), Style::Heading) + "\n");
   TaskRow row(m_now);
   for (const std::string& name : names) {

@@ -1,5 +1,6 @@
 #include "QueueWatch.h"
 
+#include <algorithm>
 #include <array>
 #include <ctime>
 #include <utility>
@@ -9,7 +10,7 @@
 #include "JsonLine.h"
 #include "LocalTime.h"
 #include "OneLine.h"
-#include "TaskLines.h"
+#include "OutputLines.h"
 #include "TaskRow.h"
 #include "TaskText.h"
 
@@ -92,10 +93,8 @@ WatchPage QueueWatch::page(std::size_t rows, std::size_t width) const {
   WatchPage page{
       m_directory, withSeparators(timeText(m_queue.lastChange())), m_queue.names().size(), {}};
   TaskRow row(std::time(nullptr));
-  for (auto name = m_queue.names().begin(); name != m_queue.names().end(); ++name) {
-    if (page.rows.size() == rows) {
-      break;
-    }
+  auto name = m_queue.names().begin();
+  for (std::size_t left = std::min(rows, page.count); left > 0; --left, ++name) {
     std::vector<std::string> cells = row.cells(parseName(*name).value_or(TaskName{}));
     cells.push_back(firstLineOf(m_files, *name, width * kBytesPerColumn).value_or("(gone)"));
     page.rows.push_back(std::move(cells));
@@ -104,7 +103,7 @@ WatchPage QueueWatch::page(std::size_t rows, std::size_t width) const {
 }
 
 void QueueWatch::printChanges() {
-  TaskLines lines(m_session);
+  OutputLines lines(m_session);
   for (const std::string& name : m_queue.names()) {
     lines.add(lineOf("present", name));
   }

@@ -1,5 +1,5 @@
-#ifndef VELMO_TASKLINES_H
-#define VELMO_TASKLINES_H
+#ifndef VELMO_OUTPUTLINES_H
+#define VELMO_OUTPUTLINES_H
 
 #include <string>
 #include <string_view>
@@ -9,9 +9,9 @@
 namespace velmo::cli {
 
 /// Collects lines for standard output and writes them in large pieces.
-class TaskLines {
+class OutputLines {
  public:
-  explicit TaskLines(Session& session) : m_session(session) {}
+  explicit OutputLines(Session& session) : m_session(session) {}
 
   /// @throws OutputClosed
   /// @throws Failure  the output cannot be written, or the user wants to stop
