@@ -36,14 +36,18 @@ std::string quoted(const std::string& path) {
   throw Failure(Status::systemError, tools::systemError(what).what());
 }
 
-// Deliberate: the device of the directory. That of a file can differ where file systems are
-// overlaid.
-bool isOnDeviceOfRoot(const std::string& path) {
+// Whether a file is in the own root of a container, where no process outside of it works: on the
+// overlay that is mounted as root. Deliberate: the device of the directory decides. That of a file
+// can differ there.
+bool isInOwnRoot(const std::string& path) {
+  constexpr unsigned long kOverlay = 0x794C7630;
+  const std::string directory = path.substr(0, path.rfind('/') + 1);
+  struct statfs system {};
   struct stat root {};
-  struct stat directory {};
-  return stat("/", &root) == 0 &&
-         stat(path.substr(0, path.rfind('/') + 1).c_str(), &directory) == 0 &&
-         root.st_dev == directory.st_dev;
+  struct stat status {};
+  return statfs("/", &system) == 0 && static_cast<unsigned long>(system.f_type) == kOverlay &&
+         stat("/", &root) == 0 && stat(directory.c_str(), &status) == 0 &&
+         root.st_dev == status.st_dev;
 }
 
 }  // namespace
@@ -87,9 +91,9 @@ LockVerdict LockFile::verdict(const Processes& processes) const {
   LockFacts facts;
   facts.isRegular = S_ISREG(m_status.st_mode);
   facts.isLocal = facts.isRegular && isLocal();
-  // A container sees its own processes alone. It shares no file with others on its root device.
+  // A container sees only its own processes.
   facts.isAllVisible =
-      processes.isComplete() && (processes.isWholeMachine() || isOnDeviceOfRoot(m_path));
+      processes.isComplete() && (processes.isWholeMachine() || isInOwnRoot(m_path));
   facts.contents = m_contents;
   facts.modified = m_status.st_mtime;
   const pid_t maker = client::processIdIn(m_contents);
