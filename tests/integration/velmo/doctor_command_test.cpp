@@ -14,6 +14,7 @@
 #include "StandinProcess.h"
 #include "TaskInstallation.h"
 #include "ToolProcess.h"
+#include "VisibleProcesses.h"
 
 namespace velmo::test {
 namespace {
@@ -60,6 +61,31 @@ class DoctorCommandTest : public testing::Test {
   void makeLockOld() const {
     const utimbuf times{1'000'000, 1'000'000};
     ASSERT_EQ(0, utime(lock().c_str(), &times));
+  }
+
+  // Elsewhere each --break-lock is refused, whatever the lock file holds.
+  bool isProvable() const {
+    return seesEveryUserOf(path("lock"));
+  }
+
+  void expectHidden(const ToolResult& result) const {
+    EXPECT_EQ(4, result.status);
+    EXPECT_EQ("", result.output);
+    EXPECT_EQ(
+        "velmo: the lock file \"" + lock() +
+            "\" was not broken: processes that may have made it are hidden from this one: run "
+            "as root, outside of a container\n",
+        result.errors);
+    EXPECT_TRUE(exists(lock()));
+  }
+
+  void expectBroken(const ToolResult& result) const {
+    if (!isProvable()) {
+      expectHidden(result);
+      return;
+    }
+    EXPECT_THAT(result.output, StartsWith("broken: "));
+    EXPECT_FALSE(exists(lock()));
   }
 
   const mode_t mask = umask(022);  // before the directories
@@ -210,6 +236,10 @@ TEST_F(DoctorCommandTest, LockOfAProcessThatEndedIsBroken) {
   const std::string process = std::to_string(endedProcess());
   writeLock(process + "\n");
   const ToolResult result = runTool({"doctor", "--break-lock"});
+  if (!isProvable()) {
+    expectHidden(result);
+    return;
+  }
   EXPECT_THAT(result.output, StartsWith("broken: the lock file \"" + lock() + "\": process " +
                                         process + ", which made it, has ended\n"));
   EXPECT_TRUE(namesIn(path("lock")).empty());
@@ -219,12 +249,21 @@ TEST_F(DoctorCommandTest, CopyThatTheBrokenLockHidIsReported) {
   writeLock(std::to_string(endedProcess()) + "\n");
   place.directory.writeFile("data/velmo/jobid_tmp", "17");
   EXPECT_THAT(runTool({"doctor"}).output, HasSubstr("\n-      job counter copy"));
-  EXPECT_THAT(runTool({"doctor", "--break-lock"}).output, HasSubstr("\nFAULT  job counter copy"));
+  const ToolResult result = runTool({"doctor", "--break-lock"});
+  if (!isProvable()) {
+    expectHidden(result);
+    return;
+  }
+  EXPECT_THAT(result.output, HasSubstr("\nFAULT  job counter copy"));
 }
 
 TEST_F(DoctorCommandTest, LockOfARunningProcessIsNotBroken) {
   writeLock(std::to_string(getpid()) + "\n");
   const ToolResult result = runTool({"doctor", "--break-lock"});
+  if (!isProvable()) {
+    expectHidden(result);
+    return;
+  }
   EXPECT_EQ(4, result.status);
   EXPECT_EQ("", result.output);
   EXPECT_EQ("velmo: the lock file \"" + lock() + "\" was not broken: process " +
@@ -236,14 +275,17 @@ TEST_F(DoctorCommandTest, LockOfARunningProcessIsNotBroken) {
 TEST_F(DoctorCommandTest, LockOlderThanTheProcessWithItsNumberIsBroken) {
   writeLock(std::to_string(getpid()) + "\n");
   makeLockOld();
-  EXPECT_THAT(runTool({"doctor", "--break-lock"}).output, StartsWith("broken: "));
-  EXPECT_FALSE(exists(lock()));
+  expectBroken(runTool({"doctor", "--break-lock"}));
 }
 
 // This program has the library mapped.
 TEST_F(DoctorCommandTest, EmptyLockIsNotBrokenWhileAProcessCanHaveMadeIt) {
   writeLock("");
   const ToolResult result = runTool({"doctor", "--break-lock"});
+  if (!isProvable()) {
+    expectHidden(result);
+    return;
+  }
   EXPECT_EQ(4, result.status);
   EXPECT_THAT(result.errors, HasSubstr("was not broken: it names no process, and "));
   EXPECT_TRUE(exists(lock()));
@@ -252,8 +294,7 @@ TEST_F(DoctorCommandTest, EmptyLockIsNotBrokenWhileAProcessCanHaveMadeIt) {
 TEST_F(DoctorCommandTest, EmptyLockOlderThanEveryProcessIsBroken) {
   writeLock("");
   makeLockOld();
-  EXPECT_THAT(runTool({"doctor", "--break-lock"}).output, StartsWith("broken: "));
-  EXPECT_FALSE(exists(lock()));
+  expectBroken(runTool({"doctor", "--break-lock"}));
 }
 
 TEST_F(DoctorCommandTest, LinkInThePlaceOfTheLockIsNotBroken) {
@@ -268,8 +309,12 @@ TEST_F(DoctorCommandTest, JsonSaysWhatWasBroken) {
   EXPECT_THAT(runTool({"doctor", "--break-lock", "--json"}).output,
               HasSubstr("\"looked_at\":\"" + lock() + "\",\"status\":\"ok\",\"broken\":null}\n"));
   writeLock(std::to_string(endedProcess()) + "\n");
-  EXPECT_THAT(runTool({"doctor", "--break-lock", "--json"}).output,
-              HasSubstr("\"status\":\"ok\",\"broken\":\"the lock file "));
+  const ToolResult result = runTool({"doctor", "--break-lock", "--json"});
+  if (!isProvable()) {
+    expectHidden(result);
+    return;
+  }
+  EXPECT_THAT(result.output, HasSubstr("\"status\":\"ok\",\"broken\":\"the lock file "));
 }
 
 TEST_F(DoctorCommandTest, WithoutLockVarTheStatusIsNotConfigured) {

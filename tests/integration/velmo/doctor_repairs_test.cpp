@@ -23,6 +23,7 @@
 
 #include "TaskInstallation.h"
 #include "ToolProcess.h"
+#include "VisibleProcesses.h"
 
 namespace velmo::test {
 namespace {
@@ -334,7 +335,9 @@ TEST_P(DoctorRepairsTest, FaultIsNamedAndItsRepairEndsIt) {
   EXPECT_EQ(GetParam().status, faults[0]["status"]);
   EXPECT_NE("", faults[0]["fault"]);
   EXPECT_TRUE(faults[0]["consequence"].is_string());
-  if (GetParam().repair == Repair::None) {
+  // Where processes are hidden, no lock file is certainly stale.
+  const bool isHidden = faults[0]["check"] == "job_lock" && !seesEveryUserOf(scene.path("lock"));
+  if (GetParam().repair == Repair::None || isHidden) {
     EXPECT_TRUE(faults[0]["repair"].is_null());
     EXPECT_TRUE(faults[0]["advice"].is_string());
     return;
@@ -403,30 +406,14 @@ TEST_F(DoctorRepairTest, IdentityKeepsWhatIsUsable) {
 
 // --- permissions ---
 
-// velmo doctor as a user for whom permissions count; as root, under the number of nobody.
+// velmo doctor as a user for whom permissions count; root gives up what exempts it from them.
 class DoctorPermissionsTest : public testing::Test {
  protected:
-  void SetUp() override {
-    const std::string mode = runShell(asUser("true") + " && echo yes");
-    if (mode != "yes\n") {
-      GTEST_SKIP() << "the program cannot be run as another user: " << mode;
-    }
-    for (const char* name : {"", "var", "var/taskqueue", "tmp", "data", "data/velmo", "lock",
-                             "home", "home/priorities.cfg", "conf"}) {
-      give(scene.path(name));
-    }
-  }
-
-  void give(const std::string& path) const {
-    if (geteuid() == 0) {
-      ASSERT_EQ(0, chown(path.c_str(), kNobody, kNobody));
-    }
-  }
-
   std::string asUser(const std::string& script) const {
+    const std::string shell = "sh -c '" + script + "'";
     return geteuid() != 0
-               ? "sh -c '" + script + "'"
-               : "setpriv --reuid=65534 --regid=65534 --clear-groups sh -c '" + script + "'";
+               ? shell
+               : "setpriv --bounding-set=-dac_override,-dac_read_search,-fowner " + shell;
   }
 
   // The fault of a check; nothing if it has none.
@@ -448,7 +435,6 @@ class DoctorPermissionsTest : public testing::Test {
     EXPECT_FALSE(faultOf(check)) << faultOf(check)->dump();
   }
 
-  static constexpr unsigned kNobody = 65534;
   Scene scene;
 };
 
@@ -470,23 +456,25 @@ TEST_F(DoctorPermissionsTest, OwnerPermitsEnteringTheDirectoryOfAFile) {
 
 TEST_F(DoctorPermissionsTest, OwnerPermitsReadingTheJobCounter) {
   scene.place.writeJobCounter("7");
-  give(scene.path("data/velmo/jobid"));
   scene.place.directory.setMode("data/velmo/jobid", 0200);
   expectRepair("job_counter", "chmod 644 '" + scene.path("data/velmo/jobid") + "'");
 }
 
 TEST_F(DoctorPermissionsTest, ObstacleOfAnotherUserIsNamed) {
-  if (geteuid() != 0) {
-    GTEST_SKIP() << "needs a file of another user";
+  std::string directory = "/usr";  // root's
+  std::string owner = "0";
+  if (geteuid() == 0) {
+    directory = scene.path("lock");
+    owner = "65534";
+    ASSERT_EQ(0, chown(directory.c_str(), 65534, 65534));
   }
-  ASSERT_EQ(0, chown(scene.path("lock").c_str(), 0, 0));
-  scene.place.directory.setMode("lock", 0755);
+  scene.place.environment.set("LOCK_VAR", directory);
   const std::optional<Json> fault = faultOf("lock_directory");
   ASSERT_TRUE(fault);
   EXPECT_TRUE((*fault)["repair"].is_null());
-  EXPECT_EQ("\"" + scene.path("lock") +
-                "\" is the obstacle: it belongs to the user with the number 0, so run the program "
-                "as this user, or ask this user or root to permit more",
+  EXPECT_EQ("\"" + directory + "\" is the obstacle: it belongs to the user with the number " +
+                owner +
+                ", so run the program as this user, or ask this user or root to permit more",
             (*fault)["advice"]);
 }
 

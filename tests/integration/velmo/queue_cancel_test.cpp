@@ -107,7 +107,7 @@ TEST_F(QueueCancelTest, LineOfTheInputThatHasNoNameIsReported) {
   put(1);
   const ToolResult result = runTool({"queue", "cancel", "-"}, "{\"x\":1}\n" + name(1) + "\n");
   EXPECT_EQ(name(1) + "\n", result.output);
-  EXPECT_EQ("velmo: not an object with a name\n", result.errors);
+  EXPECT_EQ("velmo: line 1 has no name\n", result.errors);
   EXPECT_EQ(1, result.status);
 }
 
