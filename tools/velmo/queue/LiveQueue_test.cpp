@@ -91,6 +91,8 @@ TEST_F(LiveQueueTest, DirectoryThatReplacesTheQueueIsFollowed) {
   put(3);
   EXPECT_EQ("-1 +3", updated(queue));
   put(4);
+  pollfd file{queue.descriptor(), POLLIN, 0};
+  EXPECT_EQ(1, poll(&file, 1, 0));
   EXPECT_EQ("+4", updated(queue));
 }
 

@@ -40,6 +40,14 @@ TEST_F(MomentsTest, HoursInWhichTheClocksChangeAreThoseOfThePlatform) {
   }
 }
 
+TEST_F(MomentsTest, ClocksMayChangeWithinAnHour) {
+  m_environment.set("TZ", "CET-1CEST,M3.5.0/2:30,M10.5.0/3");
+  tzset();
+  for (const char* created : {"20250330021500", "20250330022959", "20250330024500"}) {
+    EXPECT_EQ(momentOf(created), m_moments.of(created)) << created;
+  }
+}
+
 TEST_F(MomentsTest, TextThatIsNotADateHasNone) {
   for (const char* created : {"", "2025030314", "2025030314050", "20251303140509", "2025030314050x",
                               "20250303146009", "00000000000000"}) {
