@@ -74,19 +74,20 @@ std::string faultText(const Finding& finding, std::size_t width) {
   return text;
 }
 
-std::size_t countFaults(const std::vector<Finding>& findings) {
-  const auto count = std::count_if(findings.begin(), findings.end(), [](const Finding& finding) {
-    return finding.kind == Finding::Kind::Fault;
-  });
-  return static_cast<std::size_t>(count);
-}
-
-std::string summaryOf(std::size_t faults) {
-  if (faults == 0) {
-    return "nothing found\n";
+// The faults may have scrolled off the terminal.
+std::string summaryOf(const std::vector<Finding>& findings) {
+  std::string names;
+  std::size_t count = 0;
+  for (const Finding& finding : findings) {
+    if (finding.kind == Finding::Kind::Fault) {
+      names += (names.empty() ? "" : ", ") + nameOf(finding.check);
+      ++count;
+    }
   }
-  return faults == 1 ? "1 fault\n"
-                     : fmt::format("{} faults; the first is the likely cause\n", faults);
+  if (count == 0) {
+    return "nothing found";
+  }
+  return fmt::format("{} {}: {}", count, count == 1 ? "fault" : "faults", names);
 }
 
 Json textOrNull(const std::string& text) {
@@ -131,7 +132,7 @@ std::string reportText(const std::vector<Finding>& findings, const Output& outpu
       text += faultText(finding, width);
     }
   }
-  return text + summaryOf(countFaults(findings));
+  return text + wrapped(summaryOf(findings), 0, width);
 }
 
 Json fieldsOf(const Finding& finding) {

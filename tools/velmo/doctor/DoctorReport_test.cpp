@@ -127,7 +127,7 @@ TEST_F(DoctorReportTest, FaultIsFollowedByItsConsequenceAndRepair) {
       "       Note: as root\n"
       "       Look:\n"
       "         ls -ld '/x/tmp'\n"
-      "1 fault\n",
+      "1 fault: tmp\n",
       text({fault()}));
 }
 
@@ -142,9 +142,11 @@ TEST_F(DoctorReportTest, SkippedCheckSaysWhy) {
             text({{Check::JobLock, "LOCK_VAR", Finding::Kind::Skipped, "LOCK_VAR is not set"}}));
 }
 
-TEST_F(DoctorReportTest, OfSeveralFaultsTheFirstIsTheLikelyCause) {
-  const std::string lines = text({fault(), fault()});
-  EXPECT_EQ("2 faults; the first is the likely cause\n",
+TEST_F(DoctorReportTest, LastLineNamesTheFaults) {
+  Finding other = fault();
+  other.check = Check::LockDirectory;
+  const std::string lines = text({fault(), other});
+  EXPECT_EQ("2 faults: tmp, lock directory\n",
             lines.substr(lines.rfind('\n', lines.size() - 2) + 1));
 }
 
@@ -162,7 +164,7 @@ TEST_F(DoctorReportTest, OnATerminalTextIsWrappedAndTheRepairIsNot) {
       "       Every user can change a task.\n"
       "       Repair:\n"
       "         mkdir -p '/a/long/directory/with a blank' && export TMP='/a/long/directory'\n"
-      "1 fault\n",
+      "1 fault: tmp\n",
       reportText({finding}, terminal.output()));
 }
 
