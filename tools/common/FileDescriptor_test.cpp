@@ -2,10 +2,12 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <string>
 #include <utility>
@@ -62,6 +64,33 @@ TEST(FileDescriptorTest, RestIsWrittenAfterACallThatTookAPart) {
   const std::string tooMuch(static_cast<std::size_t>(capacity) + 4096, 'x');
   EXPECT_FALSE(writeWhole(writer.get(), tooMuch));  // the second call finds the pipe full
   EXPECT_EQ(EAGAIN, errno);
+}
+
+// The reader of the pipe in the next test.
+int g_reader = -1;
+
+void drain(int /*signal*/) {
+  std::array<char, 65536> buffer{};
+  while (read(g_reader, buffer.data(), buffer.size()) > 0) {
+  }
+}
+
+TEST(FileDescriptorTest, SignalDoesNotEndAWrite) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(0, pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK));
+  const FileDescriptor reader(ends[0]);
+  const FileDescriptor writer(ends[1]);
+  g_reader = reader.get();
+  while (write(writer.get(), "x", 1) == 1) {
+  }
+  fcntl(writer.get(), F_SETFL, 0);  // the next write waits
+  struct sigaction action {};
+  action.sa_handler = drain;
+  sigaction(SIGALRM, &action, nullptr);
+  const itimerval timer{{0, 0}, {0, 20000}};
+  setitimer(ITIMER_REAL, &timer, nullptr);
+  EXPECT_TRUE(writeWhole(writer.get(), "y"));
+  signal(SIGALRM, SIG_DFL);
 }
 
 TEST(FileDescriptorTest, WriteThatFailsReportsItsErrorNumber) {

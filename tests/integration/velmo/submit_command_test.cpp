@@ -170,6 +170,8 @@ TEST_F(SubmitCommandTest, ChildNeedsNoSuffix) {
 TEST_F(SubmitCommandTest, ChildNeedsTheMarkSoThatNoWordIsTakenAsTheSuffix) {
   EXPECT_EQ("velmo: put -- before the command if --child-of is given (--help tells more)\n",
             mistakeIn({"-p", "Normal", "--child-of", "3_x", "rm", "-r"}));
+  EXPECT_EQ("velmo: put -- before the command if --child-of is given (--help tells more)\n",
+            mistakeIn({"-p", "Normal", "--child-of=3_x", "rm", "-r"}));
 }
 
 TEST_F(SubmitCommandTest, ChildOfAParentWithoutUnderscoreIsRefused) {

@@ -17,7 +17,7 @@ class NamedPipe {
  public:
   explicit NamedPipe(const std::string& path) : m_path(path) {
     EXPECT_EQ(0, mkfifo(path.c_str(), 0600));
-    m_descriptor = open(path.c_str(), O_RDWR);
+    m_descriptor = open(path.c_str(), O_RDWR | O_CLOEXEC);
     EXPECT_GE(m_descriptor, 0);
   }
   ~NamedPipe() {

@@ -23,9 +23,9 @@ std::string stopOf(const BulkResult& result) {
   if (!result.firstNotSubmitted) {
     return "";
   }
+  const bool isKept = result.isRestKept && !result.failedPath.empty();
   return fmt::format("velmo: stopped at line {0}; the lines from {0} on are not queued{1}\n",
-                     *result.firstNotSubmitted,
-                     result.isRestKept ? ", and are with the failed lines" : "");
+                     *result.firstNotSubmitted, isKept ? ", and are with the failed lines" : "");
 }
 
 std::string filesOf(const BulkResult& result) {

@@ -38,6 +38,16 @@ TEST(BulkSummaryTest, StoppedRunNamesTheFirstLineThatWasNotSubmitted) {
       summaryOf(result, 1));
 }
 
+TEST(BulkSummaryTest, RestThatIsEmptyIsNotSaidToBeKept) {
+  BulkResult result = resultOf(1, 0, 0);
+  result.firstNotSubmitted = 2;
+  result.isRestKept = true;
+  EXPECT_EQ(
+      "velmo: 1 line: 1 queued, 0 failed, 0 in doubt, 1.0 s, 1 tasks/s\n"
+      "velmo: stopped at line 2; the lines from 2 on are not queued\n",
+      summaryOf(result, 1));
+}
+
 TEST(BulkSummaryTest, FilesAreNamed) {
   BulkResult result = resultOf(0, 1, 1);
   result.firstNotSubmitted = 3;

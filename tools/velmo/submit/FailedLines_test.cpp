@@ -107,6 +107,18 @@ TEST_F(FailedLinesTest, FileThatExistsIsRefusedAndUnchanged) {
   EXPECT_EQ("precious", file());
 }
 
+TEST_F(FailedLinesTest, FileThatCannotBeCreatedIsReported) {
+  m_path = m_directory.path("missing/failed");
+  try {
+    const FailedLines failed(m_path, STDIN_FILENO);
+    FAIL();
+  } catch (const Failure& failure) {
+    EXPECT_EQ(Status::systemError, failure.status());
+    EXPECT_EQ("cannot create \"" + m_path + "\": No such file or directory",
+              std::string(failure.what()));
+  }
+}
+
 TEST_F(FailedLinesTest, FileOfLinesInDoubtThatExistsIsRefused) {
   test::writeFile(m_path + ".in-doubt", "precious");
   EXPECT_EQ("\"" + m_path +
@@ -135,6 +147,16 @@ TEST_F(FailedLinesTest, FullDiskLeavesWholeLines) {
     EXPECT_EQ(Status::systemError, failure.status());
     EXPECT_EQ("cannot write \"" + m_path + "\": File too large", std::string(failure.what()));
   }
+  EXPECT_EQ("one\n", file());
+}
+
+TEST_F(FailedLinesTest, FullDiskLeavesNoPieceOfALongLine) {
+  signal(SIGXFSZ, SIG_IGN);
+  FailedLines failed(m_path, STDIN_FILENO);
+  failed.keepFailed(read("one\n" + std::string(300000, 'x')), *m_lines);
+  const InputLine& line = next();
+  const test::SizeLimit limit(200000);
+  EXPECT_THROW(failed.keepFailed(line, *m_lines), Failure);
   EXPECT_EQ("one\n", file());
 }
 

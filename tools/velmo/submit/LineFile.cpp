@@ -31,7 +31,7 @@ bool isStream(const std::string& path) {
   return stat(path.c_str(), &status) == 0 && (S_ISCHR(status.st_mode) || S_ISFIFO(status.st_mode));
 }
 
-int create(const std::string& path) {
+int openNew(const std::string& path) {
   const int file =
       open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC | O_NOCTTY, kPrivate);
   if (file >= 0 || errno != EEXIST) {
@@ -44,6 +44,14 @@ int create(const std::string& path) {
                 quoted(path) + " exists already; move it away, or name another file");
 }
 
+int create(const std::string& path) {
+  const int file = openNew(path);
+  if (file < 0) {
+    fail("cannot create ", path);
+  }
+  return file;
+}
+
 bool isRegular(int file) {
   struct stat status {};
   return fstat(file, &status) == 0 && S_ISREG(status.st_mode);
@@ -52,11 +60,7 @@ bool isRegular(int file) {
 }  // namespace
 
 LineFile::LineFile(const std::string& path)
-    : m_path(path), m_file(create(path)), m_isRegular(isRegular(m_file.get())) {
-  if (!m_file.isOpen()) {
-    fail("cannot create ", path);
-  }
-}
+    : m_path(path), m_file(create(path)), m_isRegular(isRegular(m_file.get())) {}
 
 void LineFile::append(std::string_view bytes) {
   if (tools::writeWhole(m_file.get(), bytes)) {

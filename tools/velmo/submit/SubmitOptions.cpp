@@ -24,6 +24,14 @@ constexpr double kLongestTimeout = 2000000;  // seconds; milliseconds fit into a
   refuse(option + " \"" + tools::oneLine(value) + "\": " + what);
 }
 
+[[noreturn]] void refuseChild() {
+  refuse("put -- before the command if --child-of is given");
+}
+
+bool isChildOf(const std::string& option) {
+  return option == "--child-of" || option.rfind("--child-of=", 0) == 0;
+}
+
 // The whole text as a number.
 template <typename Number, typename... Format>
 bool parse(const std::string& text, Number& number, Format... format) {
@@ -95,10 +103,16 @@ bool SubmitOptions::takesValue(const std::string& option) const {
 void SubmitOptions::takeWords(std::vector<std::string>& arguments) {
   const TakesValue takes = [this](const std::string& option) { return takesValue(option); };
   m_split = splitAtFirstWord(arguments, takes);
-  // The suffix of a child may look like the first word.
-  const auto isChildOf = [](const std::string& option) { return option == "--child-of"; };
-  if (std::any_of(m_split.options.begin(), m_split.options.end(), isChildOf)) {
+  const std::vector<std::string>& options = m_split.options;
+  const auto has = [&options](const char* option) {
+    return std::find(options.begin(), options.end(), option) != options.end();
+  };
+  if (std::any_of(options.begin(), options.end(), isChildOf)) {
     m_split = splitAtMark(arguments, takes);
+    // Without a mark, the first word of the command would be taken as the suffix.
+    if (!m_split.isMarked && !has("--stdin") && !has("--help") && !has("-h")) {
+      refuseChild();
+    }
   }
   arguments = m_split.options;
 }
@@ -111,7 +125,7 @@ void SubmitOptions::checkWords() const {
     return;
   }
   if (!m_childOf.empty() && !m_split.isMarked) {
-    refuse("put -- before the command if --child-of is given");
+    refuseChild();
   }
   if (m_split.words.empty()) {
     refuse("COMMAND is missing");

@@ -19,6 +19,7 @@ class SubmitOptions {
   explicit SubmitOptions(CLI::App& app);
 
   /// Takes the words of the command to submit away from the options.
+  /// @throws Failure  Status::invalidArgument: a suffix could be a word of the command
   void takeWords(std::vector<std::string>& arguments);
 
   /// Refuses arguments that contradict each other.
