@@ -1,6 +1,7 @@
 #!/bin/sh
 # velmo.1 has what velmo --help has: the commands, and the options of each with their values. So do the
-# completions, without the values. The exit statuses are the numbers in velmo.h.
+# completions, without the values. The help has at most 80 columns. The exit statuses are the numbers in
+# velmo.h.
 # usage: tool_page_test.sh VELMO PAGE HEADER COMPLETIONS_DIR
 set -eu
 velmo=$1
@@ -34,6 +35,14 @@ done <"$directory/help" >"$directory/further"
 cat "$directory/further" >>"$directory/help"
 sed -n 's/^\.Ss velmo //p' "$page" >"$directory/page"
 compare 'commands' help page
+
+while read -r command; do
+  # shellcheck disable=SC2086 # several words
+  if "$velmo" $command --help | grep -E '.{81}'; then
+    echo "help of $command: longer than 80 columns"
+    touch "$directory/failed"
+  fi
+done <"$directory/page"
 
 # options COMMAND: "-p, --class CLASS"
 options() {

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <sstream>
+
+#include "Wrapped.h"
 
 namespace velmo::cli {
 
@@ -13,24 +14,6 @@ constexpr std::size_t kLongestLabel = 26;  // a longer one has a line for itself
 
 // A label and what it stands for.
 using Entry = std::pair<std::string, std::string>;
-
-// Words in lines that begin with `indent` blanks, except for the first, which has begun already.
-std::string wrapped(const std::string& text, std::size_t indent, std::size_t column) {
-  std::istringstream words(text);
-  std::string lines;
-  for (std::string word; words >> word;) {
-    if (column + word.size() + 1 > kWidth && column > indent) {
-      lines += "\n" + std::string(indent, ' ');
-      column = indent;
-    } else if (column > indent) {
-      lines += ' ';
-      ++column;
-    }
-    lines += word;
-    column += word.size();
-  }
-  return lines + "\n";
-}
 
 std::string labelOf(const CLI::Option& option) {
   std::string label;
@@ -75,7 +58,7 @@ std::string listOf(const std::vector<Entry>& entries) {
     const bool isLong = label.size() > widest;
     lines += "  " + label;
     lines += isLong ? "\n" + std::string(indent, ' ') : std::string(indent - 2 - label.size(), ' ');
-    lines += wrapped(text, indent, indent);
+    lines += wrapped(text, indent, kWidth).substr(indent);
   }
   return lines;
 }
@@ -88,7 +71,7 @@ std::string HelpFormatter::make_help(const CLI::App* app, std::string /*name*/,
   for (const std::string& usage : m_usage) {
     text += (text.empty() ? "Usage: " : "       ") + usage + "\n";
   }
-  text += "\n" + wrapped(app->get_description(), 0, 0);
+  text += "\n" + wrapped(app->get_description(), 0, kWidth);
   for (const std::vector<Entry>& entries : {commandsOf(*app), optionsOf(*app)}) {
     text += entries.empty() ? "" : "\n" + listOf(entries);
   }

@@ -7,6 +7,7 @@
 #include "LockAttempt.h"
 #include "LockFile.h"
 #include "OneLine.h"
+#include "Wrapped.h"
 
 namespace velmo::cli {
 

@@ -10,12 +10,8 @@
 
 namespace velmo::cli {
 
-/// The words of a text in lines of at most `width` columns, each behind `indent` blanks. A longer
-/// word has a line for itself. 0: one line. Control characters become question marks.
-std::string wrapped(const std::string& text, std::size_t indent, std::size_t width);
-
 /// The findings for people: a line for each, and below a fault its text, its consequence and its
-/// repair, which is never wrapped. The last line says how many faults there are.
+/// repair, which is never wrapped. The last line names the faults.
 /// @param output  for the width and the colours
 std::string reportText(const std::vector<Finding>& findings, const Output& output);
 

@@ -26,10 +26,10 @@ For a type other than sh, they are joined by blanks.
 
 With --stdin each line is a command, or a JSON object with any of the fields
 priority_class, command, type, adjustment, job, sub_job, information and
-relative_priority. The options are the defaults. The result of each line is printed
-at once: its number, a status, and the task's name or the reason. With --failed,
-lines that failed can be submitted again from FILE. Lines that may be queued are in
-FILE.in-doubt: look in the queue before you submit them again.
+relative_priority. The options are the defaults. The result of each line is
+printed at once: its number, a status, and the task's name or the reason. With
+--failed, lines that failed can be submitted again from FILE. Lines that may be
+queued are in FILE.in-doubt: look in the queue before you submit them again.
 
 The exit status is 0 if everything is queued, 11 if a task may be queued, and
 another number if it is certainly not: see velmo(1).)";
