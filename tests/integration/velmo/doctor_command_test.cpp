@@ -11,6 +11,7 @@
 #include <fstream>
 #include <string>
 
+#include "EndedProcess.h"
 #include "StandinProcess.h"
 #include "TaskInstallation.h"
 #include "ToolProcess.h"
@@ -23,15 +24,6 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
-
-pid_t endedProcess() {
-  const pid_t process = fork();
-  if (process == 0) {
-    _exit(0);
-  }
-  waitpid(process, nullptr, 0);
-  return process;
-}
 
 class DoctorCommandTest : public testing::Test {
  protected:

@@ -21,6 +21,7 @@
 #include <string>
 #include <vector>
 
+#include "EndedProcess.h"
 #include "TaskInstallation.h"
 #include "ToolProcess.h"
 #include "VisibleProcesses.h"
@@ -85,15 +86,6 @@ void leaveTask(const Scene& scene, const std::string& name) {
 
 std::string numbered(int task) {
   return "0050.20250303140509.J41.S0.T20250303140509-" + std::to_string(task) + ".R0002.sh";
-}
-
-pid_t endedProcess() {
-  const pid_t process = fork();
-  if (process == 0) {
-    _exit(0);
-  }
-  waitpid(process, nullptr, 0);
-  return process;
 }
 
 void writeLock(const Scene& scene, pid_t maker) {

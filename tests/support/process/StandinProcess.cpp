@@ -131,10 +131,7 @@ StandinProcess::~StandinProcess() {
     return;
   }
   signal(SIGTERM);
-  if (!waitUntil([this] { return !isRunning(); })) {
-    signal(SIGKILL);
-    waitpid(m_pid, nullptr, 0);
-  }
+  waitUntil([this] { return !isRunning(); });
 }
 
 void StandinProcess::start(const std::vector<std::string>& arguments, mode_t umask) {
@@ -146,10 +143,11 @@ void StandinProcess::start(const std::vector<std::string>& arguments, mode_t uma
     pointers.push_back(text.data());
   }
   pointers.push_back(nullptr);
-  m_pid = fork();
-  if (m_pid == 0) {
+  const pid_t child = fork();
+  if (child == 0) {
     become(pointers, m_directory.path(), umask);
   }
+  m_program.adopt(child);
 }
 
 void StandinProcess::readEnvironment() {
@@ -176,7 +174,7 @@ void StandinProcess::applyEnvironment() {
 }
 
 pid_t StandinProcess::pid() const {
-  return m_pid;
+  return m_program.pid();
 }
 
 const fs::path& StandinProcess::temporaryDirectory() const {
@@ -208,22 +206,18 @@ std::string StandinProcess::errors() const {
 }
 
 void StandinProcess::signal(int number) const {
-  kill(m_pid, number);
+  m_program.signal(number);
 }
 
 bool StandinProcess::isRunning() {
-  int status = 0;
-  if (!m_status && waitpid(m_pid, &status, WNOHANG) == m_pid) {
-    m_status = WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
-  }
-  return !m_status;
+  return m_program.isRunning();
 }
 
 int StandinProcess::wait() {
   if (!waitUntil([this] { return !isRunning(); })) {
     throw std::runtime_error("velmo-standin does not end: " + errors());
   }
-  return *m_status;
+  return m_program.status();
 }
 
 int StandinProcess::end() {

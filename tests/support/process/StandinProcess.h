@@ -7,10 +7,10 @@
 #include <filesystem>
 #include <functional>
 #include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "ChildProgram.h"
 #include "Environment.h"
 #include "TemporaryDirectory.h"
 
@@ -115,8 +115,7 @@ class StandinProcess {
   void readEnvironment();
 
   TemporaryDirectory m_directory;
-  pid_t m_pid = -1;
-  std::optional<int> m_status;
+  ChildProgram m_program;
   std::map<std::string, std::string> m_environment;
   Environment m_applied;
 };

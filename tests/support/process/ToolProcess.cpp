@@ -56,17 +56,11 @@ ToolProcess::ToolProcess(const std::vector<std::string>& arguments, const fs::pa
     pointers.push_back(text.data());
   }
   pointers.push_back(nullptr);
-  m_pid = fork();
-  if (m_pid == 0) {
+  const pid_t child = fork();
+  if (child == 0) {
     run(pointers, m_directory.path(), input);
   }
-}
-
-ToolProcess::~ToolProcess() {
-  if (isRunning()) {
-    signal(SIGKILL);
-    waitpid(m_pid, nullptr, 0);
-  }
+  m_program.adopt(child);
 }
 
 std::string ToolProcess::output() const {
@@ -77,18 +71,6 @@ std::string ToolProcess::errors() const {
   return contentsOf(m_directory.path() / "err");
 }
 
-void ToolProcess::signal(int number) const {
-  kill(m_pid, number);
-}
-
-bool ToolProcess::isRunning() {
-  int status = 0;
-  if (!m_status && waitpid(m_pid, &status, WNOHANG) == m_pid) {
-    m_status = WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
-  }
-  return !m_status;
-}
-
 ToolResult ToolProcess::wait() {
   const auto deadline = std::chrono::steady_clock::now() + kLimit;
   while (isRunning()) {
@@ -97,7 +79,7 @@ ToolResult ToolProcess::wait() {
     }
     poll(nullptr, 0, kPauseMilliseconds);
   }
-  return {*m_status, output(), errors()};
+  return {m_program.status(), output(), errors()};
 }
 
 ToolResult runTool(const std::vector<std::string>& arguments, const std::string& input) {

@@ -4,10 +4,10 @@
 #include <sys/types.h>
 
 #include <filesystem>
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "ChildProgram.h"
 #include "TemporaryDirectory.h"
 
 namespace velmo::test {
@@ -31,20 +31,24 @@ class ToolProcess {
 
   ToolProcess(const ToolProcess&) = delete;
   ToolProcess& operator=(const ToolProcess&) = delete;
-  ~ToolProcess();
+  ~ToolProcess() = default;
 
   pid_t pid() const {
-    return m_pid;
+    return m_program.pid();
   }
 
   /// What it has written so far.
   std::string output() const;
   std::string errors() const;
 
-  void signal(int number) const;
+  void signal(int number) const {
+    m_program.signal(number);
+  }
 
   /// Whether it still runs; never waits.
-  bool isRunning();
+  bool isRunning() {
+    return m_program.isRunning();
+  }
 
   /// Waits for its end.
   /// @throws std::runtime_error  after 60 seconds
@@ -52,8 +56,7 @@ class ToolProcess {
 
  private:
   TemporaryDirectory m_directory;
-  pid_t m_pid = -1;
-  std::optional<int> m_status;
+  ChildProgram m_program;
 };
 
 /// Runs velmo and waits for its end.

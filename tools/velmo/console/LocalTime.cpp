@@ -30,20 +30,4 @@ std::optional<std::time_t> momentOf(std::string_view created) {
   return moment == -1 ? std::nullopt : std::optional(moment);
 }
 
-std::string roughly(std::time_t seconds) {
-  constexpr std::time_t kMinute = 60;
-  constexpr std::time_t kHour = 60 * kMinute;
-  constexpr std::time_t kDay = 24 * kHour;
-  if (seconds < 2 * kMinute) {
-    return std::to_string(seconds) + " s";
-  }
-  if (seconds < 2 * kHour) {
-    return std::to_string(seconds / kMinute) + " min";
-  }
-  if (seconds < 2 * kDay) {
-    return std::to_string(seconds / kHour) + " h";
-  }
-  return std::to_string(seconds / kDay) + " d";
-}
-
 }  // namespace velmo::cli

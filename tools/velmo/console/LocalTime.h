@@ -16,9 +16,6 @@ std::string withSeparators(std::string_view created, char separator = ' ');
 /// The moment that 14 digits in local time stand for; nothing if they are not a date.
 std::optional<std::time_t> momentOf(std::string_view created);
 
-/// A duration in its largest unit of which it has at least two: "90 s", "3 min", "2 h", "5 d".
-std::string roughly(std::time_t seconds);
-
 }  // namespace velmo::cli
 
 #endif

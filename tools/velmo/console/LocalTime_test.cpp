@@ -24,14 +24,5 @@ TEST(LocalTimeTest, DigitsThatAreNoDateHaveNoMoment) {
   EXPECT_FALSE(momentOf(""));
 }
 
-TEST(LocalTimeTest, DurationIsInTheLargestUnitOfWhichItHasTwo) {
-  EXPECT_EQ("119 s", roughly(119));
-  EXPECT_EQ("2 min", roughly(120));
-  EXPECT_EQ("119 min", roughly(7199));
-  EXPECT_EQ("2 h", roughly(7200));
-  EXPECT_EQ("47 h", roughly(172799));
-  EXPECT_EQ("2 d", roughly(172800));
-}
-
 }  // namespace
 }  // namespace velmo::cli

@@ -1,5 +1,6 @@
 #include "TaskRow.h"
 
+#include "Duration.h"
 #include "LocalTime.h"
 
 namespace velmo::cli {
@@ -28,7 +29,7 @@ std::string ageAt(std::time_t now, const std::optional<std::time_t>& created) {
   if (!created) {
     return "?";
   }
-  return *created > now ? "-" + roughly(*created - now) : roughly(now - *created);
+  return *created > now ? "-" + client::roughly(*created - now) : client::roughly(now - *created);
 }
 
 std::vector<std::string> TaskRow::cells(const TaskName& parts) {

@@ -14,15 +14,12 @@
 #include <string_view>
 #include <system_error>
 
+#include "Duration.h"
 #include "FileCalls.h"
 
 namespace velmo::client {
 
 namespace {
-
-constexpr time_t kMinute = 60;
-constexpr time_t kHour = 60 * kMinute;
-constexpr time_t kDay = 24 * kHour;
 
 bool isRunning(pid_t process) {
   return kill(process, 0) == 0 || errno == EPERM;
@@ -36,20 +33,6 @@ std::string localTime(time_t seconds) {
   }
   std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
   return text.data();
-}
-
-// A duration in the largest unit of which it has at least two.
-std::string roughly(time_t seconds) {
-  if (seconds < 2 * kMinute) {
-    return std::to_string(seconds) + " s";
-  }
-  if (seconds < 2 * kHour) {
-    return std::to_string(seconds / kMinute) + " min";
-  }
-  if (seconds < 2 * kDay) {
-    return std::to_string(seconds / kHour) + " h";
-  }
-  return std::to_string(seconds / kDay) + " days";
 }
 
 // The process id in a lock file; 0 if it holds none. A link in its place is not followed.

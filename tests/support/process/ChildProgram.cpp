@@ -1,0 +1,27 @@
+#include "ChildProgram.h"
+
+#include <signal.h>
+#include <sys/wait.h>
+
+namespace velmo::test {
+
+ChildProgram::~ChildProgram() {
+  if (m_pid > 0 && isRunning()) {
+    signal(SIGKILL);
+    waitpid(m_pid, nullptr, 0);
+  }
+}
+
+void ChildProgram::signal(int number) const {
+  kill(m_pid, number);
+}
+
+bool ChildProgram::isRunning() {
+  int status = 0;
+  if (!m_status && waitpid(m_pid, &status, WNOHANG) == m_pid) {
+    m_status = WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
+  }
+  return !m_status;
+}
+
+}  // namespace velmo::test
