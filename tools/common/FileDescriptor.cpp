@@ -1,5 +1,6 @@
 #include "FileDescriptor.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -27,16 +28,27 @@ int FileDescriptor::get() const {
   return m_descriptor;
 }
 
+namespace {
+
+// Whether a write that failed may succeed the next time. Waits until the descriptor takes more.
+bool mayWriteAgain(int descriptor) {
+  if (errno == EAGAIN) {  // what others share with it was made non-blocking
+    pollfd entry{descriptor, POLLOUT, 0};
+    return poll(&entry, 1, -1) >= 0 || errno == EINTR;
+  }
+  return errno == EINTR;
+}
+
+}  // namespace
+
 bool writeWhole(int descriptor, std::string_view text) {
   while (!text.empty()) {
     const ssize_t written = write(descriptor, text.data(), text.size());
-    if (written < 0 && errno == EINTR) {
-      continue;
-    }
-    if (written < 0) {
+    if (written >= 0) {
+      text.remove_prefix(static_cast<std::size_t>(written));
+    } else if (!mayWriteAgain(descriptor)) {
       return false;
     }
-    text.remove_prefix(static_cast<std::size_t>(written));
   }
   return true;
 }

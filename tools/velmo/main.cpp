@@ -1,6 +1,8 @@
 #include <velmo/velmo.hpp>
 
+#include <fcntl.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <exception>
 #include <new>
@@ -15,7 +17,7 @@ namespace {
 using velmo::Status;
 
 int report(velmo::cli::Session& session, Status status, const std::string& text) {
-  session.err.writeLine("velmo: " + text);
+  session.err.tell("velmo: " + text + "\n");
   return static_cast<int>(status);
 }
 
@@ -41,16 +43,27 @@ int run(int argc, char** argv, velmo::cli::Session& session) {
   _exit(static_cast<int>(Status::systemError));
 }
 
+// A file or a socket that is opened later must not become a standard stream that was closed.
+// Reading and writing still fail.
+void fillStandardStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) < 0) {
+      open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  signal(SIGPIPE, SIG_IGN);  // a reader that is gone ends nothing half-way
+  fillStandardStreams();
+  // A reader that is gone, or a limit of file sizes, ends nothing half-way.
+  signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);
   velmo::cli::Session session;
   try {
     return run(argc, argv, session);
   } catch (const velmo::cli::OutputClosed&) {
     endAsByPipe();
-  } catch (const velmo::cli::Failure& failure) {  // standard error cannot be written either
-    return static_cast<int>(failure.status());
   }
 }

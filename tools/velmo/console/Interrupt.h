@@ -6,7 +6,7 @@
 namespace velmo::cli {
 
 /// The wish of the user to stop: SIGINT, SIGTERM or SIGHUP. While the object exists, the first of
-/// them interrupts the call that waits and sets a flag; the second ends the process. A signal that
+/// them sets a flag and interrupts a wait for input; the second ends the process. A signal that
 /// is ignored stays so.
 class Interrupt {
  public:

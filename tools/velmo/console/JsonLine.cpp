@@ -2,13 +2,39 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdio>
 
 #include "LocalTime.h"
 
 namespace velmo::cli {
 
+namespace {
+
+// Terminals obey the control characters from U+007F to U+009F, which JSON permits as they are.
+std::string withoutControls(const std::string& text) {
+  constexpr char kDelete = '\x7f';
+  constexpr char kLead = '\xc2';  // of U+0080 to U+00BF in UTF-8
+  std::string safe;
+  safe.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool isControl =
+        text[i] == kLead && (static_cast<unsigned char>(text[i + 1]) & 0xe0U) == 0x80U;
+    if (!isControl && text[i] != kDelete) {
+      safe += text[i];
+      continue;
+    }
+    i += isControl ? 1 : 0;
+    std::array<char, 8> code{};
+    std::snprintf(code.data(), code.size(), "\\u%04x", static_cast<unsigned char>(text[i]));
+    safe += code.data();
+  }
+  return safe;
+}
+
+}  // namespace
+
 std::string jsonLine(const Json& object) {
-  return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+  return withoutControls(object.dump(-1, ' ', false, Json::error_handler_t::replace)) + "\n";
 }
 
 Json fieldsOf(const std::string& name, const TaskName& parts) {

@@ -12,6 +12,7 @@ namespace velmo::cli {
 using Json = nlohmann::ordered_json;
 
 /// The object on one line, with a line feed. Bytes that are not UTF-8 become U+FFFD.
+/// Control characters are escaped, also those that JSON permits.
 std::string jsonLine(const Json& object);
 
 /// The fields of a task's name: "name", "priority", "created" (local time, ISO 8601), "job",

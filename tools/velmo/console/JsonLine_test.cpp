@@ -13,6 +13,11 @@ TEST(JsonLineTest, ControlCharactersAreEscaped) {
   EXPECT_EQ("{\"a\":\"x\\ny\\u001b\"}\n", jsonLine({{"a", "x\ny\x1b"}}));
 }
 
+TEST(JsonLineTest, ControlCharactersThatJsonPermitsAreEscapedToo) {
+  EXPECT_EQ("{\"a\":\"\\u007f\\u0080\\u009f\xc2\xa0\xc3\x9b\"}\n",
+            jsonLine({{"a", "\x7f\xc2\x80\xc2\x9f\xc2\xa0\xc3\x9b"}}));
+}
+
 TEST(JsonLineTest, BytesThatAreNotUtf8AreReplaced) {
   EXPECT_EQ("{\"a\":\"x\xef\xbf\xbdy\xc3\xa4\"}\n", jsonLine({{"a", "x\xffy\xc3\xa4"}}));
 }

@@ -66,6 +66,10 @@ void Output::writeLine(std::string_view text) {
   write(std::string(text) + "\n");
 }
 
+void Output::tell(std::string_view text) noexcept {
+  static_cast<void>(tools::writeWhole(m_descriptor, text));
+}
+
 std::size_t Output::width() const {
   constexpr std::size_t kUsual = 80;
   const std::size_t columns = m_isTerminal ? sizeOf(m_descriptor).ws_col : 0;

@@ -27,6 +27,9 @@ class Output {
   /// The same, with a line feed behind the text.
   void writeLine(std::string_view text);
 
+  /// Writes a text on which nothing depends: a failure is ignored.
+  void tell(std::string_view text) noexcept;
+
   /// Whether people read it.
   bool isTerminal() const {
     return m_isTerminal;
@@ -38,7 +41,8 @@ class Output {
   /// The rows of the terminal now; 0 if it is none.
   std::size_t height() const;
 
-  /// The text, in colour on a terminal. NO_COLOR with any value, and TERM=dumb, switch colours off.
+  /// The text, in colour on a terminal. NO_COLOR, unless it is empty, switches colours off, and so
+  /// does a TERM that is "dumb" or not set.
   std::string styled(std::string_view text, Style style) const;
 
  private:

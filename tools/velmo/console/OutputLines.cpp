@@ -19,20 +19,11 @@ void OutputLines::add(std::string_view text) {
   }
 }
 
-// The signal may also end a write that waits.
 void OutputLines::flush() {
-  const auto stopIfWanted = [this] {
-    if (m_session.interrupt.isRequested()) {
-      throw Failure(Status::stopped, "stopped by a signal");
-    }
-  };
-  stopIfWanted();
-  try {
-    m_session.out.write(m_text);
-  } catch (const Failure&) {
-    stopIfWanted();
-    throw;
+  if (m_session.interrupt.isRequested()) {
+    throw Failure(Status::stopped, "stopped by a signal");
   }
+  m_session.out.write(m_text);
   m_text.clear();
 }
 

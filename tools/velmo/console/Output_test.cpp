@@ -94,6 +94,12 @@ TEST_F(OutputTest, ReaderThatIsGoneIsNotAFailure) {
   close(ends[1]);
 }
 
+TEST_F(OutputTest, FailureOfAMessageIsIgnored) {
+  const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+  Output(full).tell("x");
+  close(full);
+}
+
 TEST_F(OutputTest, FullDiskIsAFailure) {
   const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
   try {

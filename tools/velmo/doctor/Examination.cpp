@@ -16,7 +16,6 @@ namespace velmo::cli {
 namespace {
 
 using client::Fault;
-using client::Problem;
 using client::Settings;
 
 // What a check needs: variables that are usable, and checks without a fault that ends the looking.

@@ -41,7 +41,7 @@ std::optional<struct stat> statusOf(const std::string& path) {
 std::string lockedParent(const std::string& path) {
   for (std::size_t slash = path.find('/', 1); slash != std::string::npos;
        slash = path.find('/', slash + 1)) {
-    const std::string parent = path.substr(0, slash);
+    std::string parent = path.substr(0, slash);
     if (faccessat(AT_FDCWD, parent.c_str(), X_OK, AT_EACCESS) != 0 && errno == EACCES) {
       return parent;
     }

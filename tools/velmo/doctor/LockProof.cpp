@@ -50,7 +50,7 @@ template <typename Condition>
 std::string firstSuspicion(const std::vector<RunningProcess>& processes, const LockFacts& facts,
                            Condition condition) {
   for (const RunningProcess& process : processes) {
-    const std::string text = condition(process) ? suspicion(process, facts) : std::string();
+    std::string text = condition(process) ? suspicion(process, facts) : std::string();
     if (!text.empty()) {
       return text;
     }

@@ -20,7 +20,7 @@ std::string printed(char character) {
     return "%%";
   }
   if (isPrintable(character) && character != '\\' && character != '\'') {
-    return std::string(1, character);
+    return {character};
   }
   return fmt::format("\\{:03o}", static_cast<unsigned char>(character));
 }

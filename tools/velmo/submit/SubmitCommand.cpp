@@ -88,11 +88,14 @@ Status SubmitCommand::submitOne(const Task& task, Session& session) const {
   return Status::ok;
 }
 
-// The task is queued, so the exit status must not say that it is not.
+// The task is queued: neither may the exit status deny it, nor its name be lost.
 void SubmitCommand::printName(const std::string& name, Session& session) const {
   try {
     session.out.write(m_options.isJson() ? jsonLine(fieldsOfName(name))
                                          : tools::oneLine(name) + "\n");
+  } catch (const OutputClosed&) {
+    session.err.tell("velmo: the task is queued as \"" + tools::oneLine(name) + "\"\n");
+    throw;
   } catch (const Failure& failure) {
     throw Failure(Status::inDoubt,
                   "the task is queued as \"" + tools::oneLine(name) + "\", but " + failure.what());
@@ -102,12 +105,12 @@ void SubmitCommand::printName(const std::string& name, Session& session) const {
 Status SubmitCommand::reportFailure(const Error& failure, const std::string& name,
                                     Session& session) const {
   const bool isInDoubt = failure.status() == Status::inDoubt;
-  session.err.writeLine(std::string("velmo: ") + (isInDoubt ? "" : "not queued: ") +
-                        failure.what());
-  if (m_options.isJson()) {
-    session.out.write(jsonLine({{"name", name.empty() ? Json() : Json(name)},
-                                {"status", wordOf(failure.status())},
-                                {"message", failure.what()}}));
+  session.err.tell(std::string("velmo: ") + (isInDoubt ? "" : "not queued: ") + failure.what() +
+                   "\n");
+  if (m_options.isJson()) {  // the exit status tells it, too
+    session.out.tell(jsonLine({{"name", name.empty() ? Json() : Json(name)},
+                               {"status", wordOf(failure.status())},
+                               {"message", failure.what()}}));
   }
   return failure.status();
 }
@@ -133,7 +136,7 @@ Status SubmitCommand::submitLines(const Task& defaults, Session& session) const 
                       defaults, m_options.isJson());
   const BulkResult result = bulk.run();
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-  session.err.write(summaryOf(result, elapsed.count()));
+  session.err.tell(summaryOf(result, elapsed.count()));
   if (result.isOutputClosed) {
     throw OutputClosed();
   }
