@@ -3,11 +3,13 @@
 #include <algorithm>
 
 #include "DoctorCommand.h"
-#include "Failure.h"
 #include "JobCommand.h"
 #include "OneLine.h"
+#include "OptionEnd.h"
+#include "ParserMistake.h"
 #include "PrioritiesCommand.h"
 #include "QueueCommand.h"
+#include "Refusal.h"
 #include "ServiceCommand.h"
 #include "ShellWord.h"
 #include "SubmitCommand.h"
@@ -17,7 +19,13 @@ namespace velmo::cli {
 namespace {
 
 constexpr const char* kFooter = "velmo COMMAND --help describes a command, velmo(1) all of them.";
-constexpr const char* kHint = " (--help tells more)";
+
+// The command of an application with that name, or null.
+const CLI::App* commandNamed(const CLI::App& app, const std::string& name) {
+  const auto commands =
+      app.get_subcommands([&name](const CLI::App* each) { return each->get_name() == name; });
+  return commands.empty() ? nullptr : commands.front();
+}
 
 // What is wrong with the first word, where a command belongs; empty: nothing.
 std::string commandProblem(const CLI::App& app, const std::vector<std::string>& arguments) {
@@ -25,12 +33,34 @@ std::string commandProblem(const CLI::App& app, const std::vector<std::string>& 
     return "a command is missing";
   }
   const std::string& word = arguments.front();
-  const auto commands = app.get_subcommands([](const CLI::App*) { return true; });
-  const bool isKnown =
-      std::any_of(commands.begin(), commands.end(),
-                  [&word](const CLI::App* command) { return command->get_name() == word; });
   const bool isOption = !word.empty() && word.front() == '-';
-  return isKnown || isOption ? "" : "not a command: " + tools::shellWord(tools::oneLine(word));
+  return commandNamed(app, word) != nullptr || isOption
+             ? ""
+             : "not a command: " + tools::shellWord(tools::oneLine(word));
+}
+
+bool isFlag(const CLI::App& app, const std::string& option) {
+  const CLI::Option* known = app.get_option_no_throw(option);
+  return known != nullptr && known->get_items_expected_max() == 0;
+}
+
+// "--dry-run=false" must not submit. The parser would take some values of flags, and drop others.
+void refuseValuesOfFlags(const CLI::App& app, const std::vector<std::string>& arguments) {
+  const TakesValue takes = takesValueIn(app);
+  SplitArguments split = splitAtFirstWord(arguments, takes);
+  const bool hasWord = !split.isMarked && !split.words.empty();
+  const CLI::App* command = hasWord ? commandNamed(app, split.words.front()) : nullptr;
+  if (command == nullptr) {
+    split = splitAtMark(arguments, takes);
+  }
+  for (const GivenOption& option : split.given) {
+    if (option.isAssigned && isFlag(app, option.name)) {
+      refuse(option.name + " takes no value");
+    }
+  }
+  if (command != nullptr) {
+    refuseValuesOfFlags(*command, {split.words.begin() + 1, split.words.end()});
+  }
 }
 
 }  // namespace
@@ -53,9 +83,10 @@ CommandLine::CommandLine() {
 
 Status CommandLine::run(std::vector<std::string> arguments, Session& session) {
   if (const std::string problem = commandProblem(m_app, arguments); !problem.empty()) {
-    throw Failure(Status::invalidArgument, problem + kHint);
+    refuse(problem);
   }
   takeWords(arguments);
+  refuseValuesOfFlags(m_app, arguments);
   std::reverse(arguments.begin(), arguments.end());  // the order that the parser expects
   try {
     m_app.parse(arguments);
@@ -66,7 +97,7 @@ Status CommandLine::run(std::vector<std::string> arguments, Session& session) {
     session.out.writeLine(version.what());
     return Status::ok;
   } catch (const CLI::ParseError& mistake) {
-    throw Failure(Status::invalidArgument, tools::oneLine(mistake.what()) + kHint);
+    refuse(textOf(m_app, mistake));
   }
   return runChosen(session);
 }

@@ -168,23 +168,47 @@ TEST_F(SubmitCommandTest, ChildNeedsNoSuffix) {
 }
 
 TEST_F(SubmitCommandTest, ChildNeedsTheMarkSoThatNoWordIsTakenAsTheSuffix) {
-  EXPECT_EQ("velmo: put -- before the command if --child-of is given (--help tells more)\n",
+  EXPECT_EQ("velmo: put -- before the command if --child-of is given (see --help)\n",
             mistakeIn({"-p", "Normal", "--child-of", "3_x", "rm", "-r"}));
-  EXPECT_EQ("velmo: put -- before the command if --child-of is given (--help tells more)\n",
+  EXPECT_EQ("velmo: put -- before the command if --child-of is given (see --help)\n",
             mistakeIn({"-p", "Normal", "--child-of=3_x", "rm", "-r"}));
 }
 
+TEST_F(SubmitCommandTest, ChildOfIsGivenOnce) {
+  EXPECT_EQ("velmo: --child-of is given twice (see --help)\n",
+            mistakeIn({"-p", "Normal", "--child-of", "3_x", "--child-of", "4_x", "--", "true"}));
+  EXPECT_EQ("velmo: --child-of is given twice (see --help)\n",
+            mistakeIn({"-p", "Normal", "--child-of=3_x", "--child-of=4_x", "--", "true"}));
+}
+
+TEST_F(SubmitCommandTest, ValueThatLooksLikeChildOfNeedsNoMark) {
+  EXPECT_EQ("true\n--child-of\n",
+            queuedBy({"-p", "Normal", "-j", "J5", "-i", "--child-of", "true"}));
+}
+
+TEST_F(SubmitCommandTest, ValueThatLooksLikeAnOptionDoesNotSpareTheMark) {
+  for (const char* value : {"--stdin", "-h", "--help"}) {
+    EXPECT_EQ("velmo: put -- before the command if --child-of is given (see --help)\n",
+              mistakeIn({"-p", "Normal", "-i", value, "--child-of", "3_x", "rm", "-r"}));
+  }
+}
+
+TEST_F(SubmitCommandTest, ChildOfNoParentIsRefused) {
+  EXPECT_EQ("velmo: --child-of: parent is missing (see --help)\n",
+            mistakeIn({"-p", "Normal", "--child-of=", "--", "true"}));
+}
+
 TEST_F(SubmitCommandTest, ChildOfAParentWithoutUnderscoreIsRefused) {
-  EXPECT_EQ("velmo: the parent's sub-job has no underscore: \"3\"\n",
+  EXPECT_EQ("velmo: --child-of: the parent's sub-job has no underscore: \"3\" (see --help)\n",
             mistakeIn({"-p", "Normal", "--child-of", "3", "--", "true"}));
 }
 
 TEST_F(SubmitCommandTest, MistakesAreReportedAndNothingIsQueued) {
-  const std::string end = " (--help tells more)\n";
+  const std::string end = " (see --help)\n";
   EXPECT_EQ("velmo: COMMAND is missing" + end, mistakeIn({"-p", "Normal"}));
   EXPECT_EQ("velmo: COMMAND is missing" + end, mistakeIn({"-p", "Normal", "--"}));
   EXPECT_EQ("velmo: the priority class is missing: -p CLASS" + end, mistakeIn({"true"}));
-  EXPECT_EQ("velmo: -r \"1x\": not a number in the range of int" + end,
+  EXPECT_EQ("velmo: -r \"1x\": not an integer from -2147483648 to 2147483647" + end,
             mistakeIn({"-p", "Normal", "-r", "1x", "true"}));
   EXPECT_EQ("velmo: --durable is for submission by file: a message cannot ask for it" + end,
             mistakeIn({"-p", "Normal", "--service", "--durable", "true"}));
@@ -208,14 +232,24 @@ TEST_F(SubmitCommandTest, OptionsThatContradictEachOtherAreRefused) {
 TEST_F(SubmitCommandTest, TimeoutIsANumberOfSecondsInItsRange) {
   for (const char* text : {"-1", "2000000.1", "nan", "inf", "1e3", "0x1", "", "5s"}) {
     EXPECT_EQ("velmo: --timeout \"" + std::string(text) +
-                  "\": not a number of seconds in 0 to 2000000 (--help tells more)\n",
+                  "\": not a number of seconds in 0 to 2000000 (see --help)\n",
               mistakeIn({"-p", "Normal", "--timeout", text, "true"}));
   }
   EXPECT_EQ("true\n", queuedBy({"-p", "Normal", "--timeout", "2000000", "true"}));
 }
 
+TEST_F(SubmitCommandTest, DryRunRefusesTheTimeoutsThatASubmissionRefuses) {
+  EXPECT_EQ("velmo: --timeout \"banana\": not a number of seconds in 0 to 2000000 (see --help)\n",
+            mistakeIn({"--dry-run", "-p", "Normal", "--timeout", "banana", "true"}));
+}
+
+TEST_F(SubmitCommandTest, FlagWithAValueSubmitsNothing) {
+  EXPECT_EQ("velmo: --dry-run takes no value (see --help)\n",
+            mistakeIn({"--dry-run=false", "-p", "Normal", "true"}));
+}
+
 TEST_F(SubmitCommandTest, PlaceOfAServiceThatIsEmptyIsRefused) {
-  EXPECT_EQ("velmo: --to \"\": expected HOST:PORT\n",
+  EXPECT_EQ("velmo: --to \"\": expected HOST:PORT (see --help)\n",
             mistakeIn({"-p", "Normal", "--to", "", "true"}));
 }
 

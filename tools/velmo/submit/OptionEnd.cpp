@@ -16,26 +16,35 @@ bool isLong(const std::string& option) {
   return option[1] == '-';
 }
 
-// Whether the value of the option is the next argument.
-bool wantsNext(const std::string& option, const TakesValue& takesValue) {
-  if (isLong(option)) {
-    return option.find('=') == std::string::npos && takesValue(option);
+// Records the options in an argument.
+// @return whether the value of the last one is the next argument
+bool record(const std::string& argument, const TakesValue& takesValue,
+            std::vector<GivenOption>& given) {
+  if (isLong(argument)) {
+    const std::string name = argument.substr(0, argument.find('='));
+    const bool isAssigned = name.size() < argument.size();
+    given.push_back({name, isAssigned});
+    return !isAssigned && takesValue(name);
   }
-  for (std::size_t i = 1; i < option.size(); ++i) {
-    if (takesValue(std::string("-") + option[i])) {
-      return i + 1 == option.size();  // otherwise the rest is the value
+  for (std::size_t i = 1; i < argument.size(); ++i) {
+    const std::string name = std::string("-") + argument[i];
+    given.push_back({name});
+    if (takesValue(name)) {
+      return i + 1 == argument.size();  // otherwise the rest is the value
     }
   }
   return false;
 }
 
 // "--job=" as "--job" and an empty value: the parser would take the next argument as the value.
-void add(const std::string& option, std::vector<std::string>& options) {
-  if (isOption(option) && isLong(option) && option.find('=') == option.size() - 1) {
-    options.push_back(option.substr(0, option.size() - 1));
+void addOption(const std::string& argument, const TakesValue& takesValue,
+               std::vector<std::string>& options) {
+  const std::string name = argument.substr(0, argument.size() - 1);
+  if (isLong(argument) && argument.find('=') == name.size() && takesValue(name)) {
+    options.push_back(name);
     options.emplace_back();
   } else {
-    options.push_back(option);
+    options.push_back(argument);
   }
 }
 
@@ -45,11 +54,15 @@ SplitArguments split(const std::vector<std::string>& arguments, const TakesValue
   std::size_t i = 0;
   for (; i < arguments.size() && arguments[i] != kMark; ++i) {
     const std::string& argument = arguments[i];
-    if (!isOption(argument) && isAtWord) {
-      break;
+    if (!isOption(argument)) {
+      if (isAtWord) {
+        break;
+      }
+      result.options.push_back(argument);
+      continue;
     }
-    add(argument, result.options);
-    if (isOption(argument) && wantsNext(argument, takesValue) && i + 1 < arguments.size()) {
+    addOption(argument, takesValue, result.options);
+    if (record(argument, takesValue, result.given) && i + 1 < arguments.size()) {
       result.options.push_back(arguments[++i]);
     }
   }
@@ -62,6 +75,13 @@ SplitArguments split(const std::vector<std::string>& arguments, const TakesValue
 }
 
 }  // namespace
+
+TakesValue takesValueIn(const CLI::App& app) {
+  return [&app](const std::string& option) {
+    const CLI::Option* known = app.get_option_no_throw(option);
+    return known != nullptr && known->get_items_expected_min() > 0;
+  };
+}
 
 SplitArguments splitAtFirstWord(const std::vector<std::string>& arguments,
                                 const TakesValue& takesValue) {

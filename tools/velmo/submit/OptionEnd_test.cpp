@@ -42,6 +42,32 @@ TEST(OptionEndTest, ValueMayBePartOfTheArgument) {
   expectSplit({"-pA", "--class=B"}, {"ls"}, {"-pA", "--class=B", "ls"});
 }
 
+// The names of the options, those of "--name=value" with an equals sign.
+Words givenIn(const Words& arguments) {
+  Words names;
+  for (const GivenOption& option : splitAtMark(arguments, takesValue).given) {
+    names.push_back(option.name + (option.isAssigned ? "=" : ""));
+  }
+  return names;
+}
+
+TEST(OptionEndTest, ValueOfAnOptionIsNotAGivenOption) {
+  EXPECT_EQ((Words{"-p", "--class"}), givenIn({"-p", "--child-of", "--class", "-h", "x"}));
+  EXPECT_EQ((Words{"--class=", "-p"}), givenIn({"--class=-h", "-ph"}));
+}
+
+TEST(OptionEndTest, OptionsInOneArgumentAreEachGiven) {
+  EXPECT_EQ((Words{"-h", "-x", "-p"}), givenIn({"-hxp", "-h"}));
+}
+
+TEST(OptionEndTest, OptionsBehindTheMarkAreNotGiven) {
+  EXPECT_EQ(Words{"--json"}, givenIn({"--json", "--", "--class"}));
+}
+
+TEST(OptionEndTest, EmptyValueOfAFlagStaysInItsArgument) {
+  expectSplit({"--json="}, {"ls"}, {"--json=", "ls"});
+}
+
 TEST(OptionEndTest, EmptyValueDoesNotTakeTheNextArgument) {
   expectSplit({"--class", ""}, {"ls"}, {"--class=", "ls"});
 }

@@ -2,22 +2,20 @@
 
 #include <algorithm>
 #include <charconv>
-#include <system_error>
+#include <cstddef>
 
 #include "CommandText.h"
-#include "Failure.h"
 #include "HostPort.h"
 #include "OneLine.h"
+#include "ParseNumber.h"
+#include "Refusal.h"
 
 namespace velmo::cli {
 
 namespace {
 
 constexpr double kLongestTimeout = 2000000;  // seconds; milliseconds fit into an int
-
-[[noreturn]] void refuse(const std::string& text) {
-  throw Failure(Status::invalidArgument, text + " (--help tells more)");
-}
+constexpr const char* kChildOf = "--child-of";
 
 [[noreturn]] void refuseValue(const std::string& option, const std::string& value,
                               const char* what) {
@@ -28,22 +26,16 @@ constexpr double kLongestTimeout = 2000000;  // seconds; milliseconds fit into a
   refuse("put -- before the command if --child-of is given");
 }
 
-bool isChildOf(const std::string& option) {
-  return option == "--child-of" || option.rfind("--child-of=", 0) == 0;
-}
-
-// The whole text as a number.
-template <typename Number, typename... Format>
-bool parse(const std::string& text, Number& number, Format... format) {
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number, format...);
-  return error == std::errc() && stop == end;
+std::ptrdiff_t countOf(const std::string& option, const std::vector<GivenOption>& given) {
+  return std::count_if(given.begin(), given.end(),
+                       [&option](const GivenOption& each) { return each.name == option; });
 }
 
 }  // namespace
 
 SubmitOptions::SubmitOptions(CLI::App& app) : m_app(app) {
   declareTask();
+  declareWait();
   declarePlace();
   declareBulk();
   m_app.add_flag("--dry-run", m_isDryRun,
@@ -72,10 +64,13 @@ void SubmitOptions::declareTask() {
   text("-r,--relative-priority", m_relativePriority, "N", "order within the class; default 0");
 }
 
-void SubmitOptions::declarePlace() {
+void SubmitOptions::declareWait() {
   m_app.add_flag("--durable", m_isDurable, "wait until a power cut cannot lose the task");
   m_app.add_option("--timeout", m_timeout, "wait up to S seconds for each task; default 30")
       ->type_name("S");
+}
+
+void SubmitOptions::declarePlace() {
   m_toOption =
       m_app.add_option("--to", m_to, "send a message to the service there, such as [::1]:8080")
           ->type_name("HOST:PORT");
@@ -95,22 +90,17 @@ void SubmitOptions::declareBulk() {
           ->needs(input);
 }
 
-bool SubmitOptions::takesValue(const std::string& option) const {
-  const CLI::Option* known = m_app.get_option_no_throw(option);
-  return known != nullptr && known->get_items_expected_min() > 0;
+bool SubmitOptions::isGiven(const char* option) const {
+  return countOf(option, m_split.given) > 0;
 }
 
 void SubmitOptions::takeWords(std::vector<std::string>& arguments) {
-  const TakesValue takes = [this](const std::string& option) { return takesValue(option); };
+  const TakesValue takes = takesValueIn(m_app);
   m_split = splitAtFirstWord(arguments, takes);
-  const std::vector<std::string>& options = m_split.options;
-  const auto has = [&options](const char* option) {
-    return std::find(options.begin(), options.end(), option) != options.end();
-  };
-  if (std::any_of(options.begin(), options.end(), isChildOf)) {
+  if (isGiven(kChildOf)) {
     m_split = splitAtMark(arguments, takes);
     // Without a mark, the first word of the command would be taken as the suffix.
-    if (!m_split.isMarked && !has("--stdin") && !has("--help") && !has("-h")) {
+    if (!m_split.isMarked && !isGiven("--stdin") && !isGiven("--help") && !isGiven("-h")) {
       refuseChild();
     }
   }
@@ -137,6 +127,11 @@ void SubmitOptions::checkWords() const {
 
 void SubmitOptions::check() const {
   checkWords();
+  if (countOf(kChildOf, m_split.given) > 1) {
+    refuse("--child-of is given twice");
+  }
+  static_cast<void>(
+      timeout());  // a dry run does not need it, but refuses it as the submission does
   if (m_isDurable && isByMessage()) {
     refuse("--durable is for submission by file: a message cannot ask for it");
   }
@@ -152,7 +147,11 @@ std::string SubmitOptions::subJob() const {
   if (m_childOf.empty()) {
     return m_subJob;
   }
-  return childSubJob(m_childOf.front(), m_childOf.size() > 1 ? m_childOf.back() : "");
+  try {
+    return childSubJob(m_childOf.front(), m_childOf.size() > 1 ? m_childOf.back() : "");
+  } catch (const Error& error) {
+    refuse(std::string(kChildOf) + ": " + error.what(), error.status());
+  }
 }
 
 Task SubmitOptions::task() const {
@@ -164,15 +163,15 @@ Task SubmitOptions::task() const {
   task.job = m_job;
   task.subJob = subJob();
   task.information = m_information;
-  if (!parse(m_relativePriority, task.relativePriority)) {
-    refuseValue("-r", m_relativePriority, "not a number in the range of int");
+  if (!parseNumber(m_relativePriority, task.relativePriority)) {
+    refuseValue("-r", m_relativePriority, "not an integer from -2147483648 to 2147483647");
   }
   return task;
 }
 
 Timeout SubmitOptions::timeout() const {
   double seconds = 0;
-  if (!parse(m_timeout, seconds, std::chars_format::fixed) ||
+  if (!parseNumber(m_timeout, seconds, std::chars_format::fixed) ||
       !(seconds >= 0 && seconds <= kLongestTimeout)) {
     refuseValue("--timeout", m_timeout, "not a number of seconds in 0 to 2000000");
   }

@@ -63,9 +63,10 @@ class SubmitOptions {
 
  private:
   void declareTask();
+  void declareWait();
   void declarePlace();
   void declareBulk();
-  bool takesValue(const std::string& option) const;
+  bool isGiven(const char* option) const;
   void checkWords() const;
   std::string subJob() const;
 
