@@ -15,6 +15,7 @@
 namespace velmo::test {
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 using Words = std::vector<std::string>;
@@ -285,6 +286,15 @@ TEST_F(SubmitCommandTest, DryRunByMessageDoesNotConnect) {
   EXPECT_THAT(result.output, StartsWith("{\"host\":\"::1\",\"port\":1,\"path\":\"/velmo\","));
 }
 
+TEST_F(SubmitCommandTest, DryRunWithoutModulesFilePrintsItsObject) {
+  const ToolResult result = submit({"--dry-run", "--json", "-p", "Normal", "--service", "--modules",
+                                    m_installation.directory.path("none.xml"), "true"});
+  EXPECT_EQ(2, result.status);
+  EXPECT_EQ("", result.errors);
+  EXPECT_THAT(result.output, StartsWith("{\"host\":null,\"port\":null,"));
+  EXPECT_THAT(result.output, HasSubstr("\"findings\":[{\"status\":\"not_configured\","));
+}
+
 TEST_F(SubmitCommandTest, ServiceThatIsNotThereIsUnreachable) {
   const ToolResult result = submit({"--json", "-p", "Normal", "--to", "127.0.0.1:1", "true"});
   EXPECT_EQ(8, result.status);
@@ -302,27 +312,33 @@ TEST_F(SubmitCommandTest, HelpSaysHowWordsReachTheService) {
   EXPECT_THAT(result.output, HasSubstr("One word is the command line itself"));
 }
 
+// The contents of the file of the task that the output names.
+std::string queuedIn(const StandinProcess& standin, const ToolResult& result) {
+  EXPECT_EQ(0, result.status) << result.errors;
+  EXPECT_THAT(result.output, EndsWith("\n"));
+  return textOf(standin.home() / "var/taskqueue" /
+                result.output.substr(0, result.output.size() - 1));
+}
+
 TEST(SubmitByMessageTest, ServiceOfModulesXmlQueuesTheTask) {
   StandinProcess standin({"--no-run", "--port", "0"});
   standin.applyEnvironment();
   const ToolResult result = runTool({"submit", "-p", "Normal", "--service", "echo", "a b"});
-  EXPECT_EQ(0, result.status) << result.errors;
-  const std::string name = result.output.substr(0, result.output.size() - 1);
-  EXPECT_EQ("echo 'a b'\n", textOf(standin.home() / "var/taskqueue" / name));
+  EXPECT_EQ("echo 'a b'\n", queuedIn(standin, result));
 }
 
 TEST(SubmitByMessageTest, ServiceCanBeNamed) {
   const StandinProcess standin({"--no-run", "--port", "0"});
   const ToolResult result = runTool(
       {"submit", "-p", "Normal", "--to", "127.0.0.1:" + std::to_string(standin.port()), "true"});
-  EXPECT_EQ(0, result.status) << result.errors;
+  EXPECT_EQ("true\n", queuedIn(standin, result));
 }
 
 TEST(SubmitByMessageTest, ModulesFileCanBeNamed) {
   const StandinProcess standin({"--no-run", "--port", "0"});
   const ToolResult result = runTool({"submit", "-p", "Normal", "--service", "--modules",
                                      standin.environment().at("VELMO_MODULES_XML"), "true"});
-  EXPECT_EQ(0, result.status) << result.errors;
+  EXPECT_EQ("true\n", queuedIn(standin, result));
 }
 
 TEST(SubmitByMessageTest, TaskInDoubtIsSaidToBe) {

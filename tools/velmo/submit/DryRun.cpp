@@ -30,6 +30,19 @@ std::optional<int> priorityOf(const velmo_installation& installation, const Give
   return number.isOk() ? std::optional(number.value()) : std::nullopt;
 }
 
+// The endpoint, or the service that "modules.xml" names. Without a host: a finding says why.
+Endpoint placeOf(const Endpoint& endpoint, std::vector<Error>& findings) {
+  if (!endpoint.host.empty()) {
+    return endpoint;
+  }
+  try {
+    return findService(endpoint.modulesXml);
+  } catch (const Error& error) {
+    findings.push_back(error);
+    return endpoint;
+  }
+}
+
 // A new job's identifier, with a question mark for its number.
 std::string newJob(const velmo_installation& installation) {
   const client::Result<std::string> job = installation.identity.jobIdOf(0);
@@ -58,9 +71,17 @@ std::string labelOf(std::string key) {
   return key;
 }
 
-std::string valueOf(const std::string& key, const Json& value) {
+std::string shownNull(const std::string& key) {
+  if (key == "job") {
+    return "new";
+  }
+  const bool isUnknown = key == "priority" || key == "host" || key == "port";
+  return isUnknown ? "?" : "none";
+}
+
+std::string shownValue(const std::string& key, const Json& value) {
   if (value.is_null()) {
-    return key == "job" ? "new" : key == "priority" ? "?" : "none";
+    return shownNull(key);
   }
   return value.is_string() ? visible(value.get<std::string>()) : value.dump();
 }
@@ -85,9 +106,9 @@ std::string contentsLine(const std::string& contents) {
 DryRun dryRunByFile(const Task& task) {
   const velmo_task given = detail::taskOf(task);
   const auto opened = client::openInstallation(nullptr);
-  const velmo_installation& installation = *cli::valueOf(opened);
+  const velmo_installation& installation = *valueOf(opened);
   const auto read = client::readTask(&given);
-  const GivenTask& parts = cli::valueOf(read);
+  const GivenTask& parts = valueOf(read);
   const std::optional<int> priority = priorityOf(installation, parts);
 
   DryRun run;
@@ -105,11 +126,11 @@ DryRun dryRunByFile(const Task& task) {
 }
 
 DryRun dryRunByMessage(const Task& task, const Endpoint& endpoint) {
-  const Endpoint found = endpoint.host.empty() ? findService(endpoint.modulesXml) : endpoint;
-  const velmo_task given = detail::taskOf(task);
   DryRun run;
-  run.fields = {{"host", found.host},
-                {"port", found.port},
+  const Endpoint found = placeOf(endpoint, run.findings);
+  const velmo_task given = detail::taskOf(task);
+  run.fields = {{"host", textOrNull(found.host)},
+                {"port", found.host.empty() ? Json() : Json(found.port)},
                 {"path", found.path.empty() ? "/velmo" : found.path},
                 {"priority_class", textOrNull(task.priorityClass)},
                 {"adjustment", textOrNull(task.adjustment)},
@@ -129,7 +150,7 @@ DryRun dryRunByMessage(const Task& task, const Endpoint& endpoint) {
 std::string textOf(const DryRun& run) {
   std::string text;
   for (const auto& [key, value] : run.fields.items()) {
-    text += fieldLine(key, valueOf(key, value));
+    text += fieldLine(key, shownValue(key, value));
   }
   if (!run.contents.empty()) {
     text += contentsLine(run.contents);

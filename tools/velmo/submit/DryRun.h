@@ -30,9 +30,9 @@ struct DryRun {
 /// @throws Error  the check itself failed
 DryRun dryRunByFile(const Task& task);
 
-/// Describes a submission by message. Does not connect.
+/// Describes a submission by message. Does not connect. If "modules.xml" names no service, or
+/// cannot be read, that is the first finding, and "host" and "port" are null.
 /// @param endpoint  where it would go
-/// @throws Error  Status::notConfigured: "modules.xml" names no service
 DryRun dryRunByMessage(const Task& task, const Endpoint& endpoint);
 
 /// The lines for people.

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "LibraryFault.h"
 #include "TaskInstallation.h"
 
 namespace velmo::cli {
@@ -65,13 +66,15 @@ TEST_F(DryRunTest, TextHasFieldsContentsAndFindings) {
   DryRun run;
   run.fields = {{"path", "/a\x1b"}, {"priority", nullptr}, {"job", nullptr}, {"sub_job", "0"}};
   run.contents = "ls\ninfo\n";
+  run.findings.push_back(errorOf(client::Fault{client::Problem::ArgumentMissing, "command"}));
   EXPECT_EQ(
       "path               /a\\x1B\n"
       "priority           ?\n"
       "job                new\n"
       "sub job            0\n"
       "contents           ls\\n\n"
-      "                   info\\n\n",
+      "                   info\\n\n"
+      "finding: command is missing\n",
       textOf(run));
 }
 
@@ -102,10 +105,25 @@ TEST_F(DryRunTest, RequestThatCannotBeSentIsAFinding) {
       jsonOf(run)["findings"][0].dump());
 }
 
-TEST_F(DryRunTest, MissingModulesFileIsAFailure) {
+TEST_F(DryRunTest, MissingModulesFileIsTheFirstFinding) {
   Endpoint endpoint;
   endpoint.modulesXml = m_installation.directory.path("none.xml");
-  EXPECT_THROW(dryRunByMessage({"Normal", "ls"}, endpoint), Error);
+  const DryRun run = dryRunByMessage({"Normal", "ls", "perl"}, endpoint);
+  EXPECT_EQ(Status::notConfigured, run.status());
+  ASSERT_EQ(2U, run.findings.size());
+  EXPECT_EQ("cannot read \"" + endpoint.modulesXml + "\": No such file or directory",
+            std::string(run.findings.front().what()));
+  EXPECT_EQ(0U, jsonLine(jsonOf(run)).find(R"({"host":null,"port":null,"path":"/velmo",)"));
+}
+
+TEST_F(DryRunTest, PlaceThatIsNotKnownIsAQuestionMark) {
+  DryRun run;
+  run.fields = {{"host", nullptr}, {"port", nullptr}, {"adjustment", nullptr}};
+  EXPECT_EQ(
+      "host               ?\n"
+      "port               ?\n"
+      "adjustment         none\n",
+      textOf(run));
 }
 
 TEST_F(DryRunTest, VisibleTextCannotHarmATerminal) {
