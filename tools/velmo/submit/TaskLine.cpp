@@ -44,7 +44,11 @@ class TaskReader : public json::json_sax_t {
   }
 
   bool start_object(std::size_t /*elements*/) override {
-    return m_depth++ == 0 || wrongType();
+    if (m_isOpen) {
+      return wrongType();
+    }
+    m_isOpen = true;
+    return true;
   }
   bool end_object() override {
     return true;
@@ -101,7 +105,7 @@ class TaskReader : public json::json_sax_t {
     return wrongType();
   }
   bool end_array() override {
-    return true;
+    return true;  // never called, since an array is refused at its start; the interface needs it
   }
 
   // Deliberate: the parser's own text is not used, since it repeats a part of the command.
@@ -134,7 +138,7 @@ class TaskReader : public json::json_sax_t {
   std::vector<std::string> m_seen;
   const TextField* m_field = nullptr;
   bool m_isNumber = false;
-  int m_depth = 0;
+  bool m_isOpen = false;
 };
 
 }  // namespace

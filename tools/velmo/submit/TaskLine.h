@@ -15,9 +15,8 @@ bool isJsonObject(std::string_view line);
 /// priority_class, command, type, adjustment, job, sub_job, information and relative_priority.
 /// @param line      without its line feed
 /// @param defaults  the fields that the line does not have
-/// @throws Failure  Status::invalidArgument: malformed JSON, an unknown field, a field that is
-/// given
-///                  twice or has the wrong type
+/// @throws Failure  Status::invalidArgument: malformed JSON, an unknown field, or a field that
+/// is given twice or has the wrong type
 Task taskOf(std::string_view line, const Task& defaults);
 
 }  // namespace velmo::cli
