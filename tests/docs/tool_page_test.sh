@@ -1,13 +1,13 @@
 #!/bin/sh
 # velmo.1 has what velmo --help has: the commands, and the options of each with their values. So do the
 # completions, without the values. The help has at most 80 columns. The exit statuses are the numbers in
-# velmo.h.
+# velmo.h. The completion for bash offers values, and never runs what a name contains.
 # usage: tool_page_test.sh VELMO PAGE HEADER COMPLETIONS_DIR
 set -eu
 velmo=$1
 page=$2
 header=$3
-completions=$4
+completions=$(cd "$4" && pwd)
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
 trap 'exit 1' HUP INT TERM
@@ -109,5 +109,47 @@ compare 'completion for zsh' help zsh
 sed -nE 's/^ *VELMO_[A-Z_]+ = ([0-9]+),.*/\1/p' "$header" | grep -vx 13 >"$directory/header"
 sed -n '/^\.Sh EXIT STATUS/,/^\.Sh EXAMPLES/s/^\.It \([0-9]*\)$/\1/p' "$page" >"$directory/page"
 compare 'exit statuses' header page
+
+# offers WORDS EXPECTED: what bash offers for the last of the words, with a velmo in whose queue are
+# two names. "compopt" reports what the completion sets.
+cat >"$directory/velmo" <<'PROGRAM'
+#!/bin/sh
+case $1 in
+  queue) printf '{"name":"%s","priority":50}\n' '0050.J1$(touch${IFS}run)`touch${IFS}run`.sh' '0060.J 2.sh' ;;
+  priorities) printf '{"name":"%s","number":50}\n' Normal Night Later ;;
+esac
+PROGRAM
+chmod +x "$directory/velmo"
+mkdir "$directory/empty"
+offers() {
+  offered=$(cd "$directory/empty" && PATH=$directory:$PATH bash -uc '
+    . "$1"
+    compopt() { echo "compopt $*"; }
+    mapfile -t COMP_WORDS <<<"${2// /$'\''\n'\''}"
+    COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
+    _velmo
+    printf "%s\n" "${COMPREPLY[@]}"
+  ' bash "$completions/velmo.bash" "$1" | tr '\n' ';')
+  if [ "$offered" != "$2" ] || [ -n "$(ls "$directory/empty")" ]; then
+    echo "completion of \"$1\": \"$offered\" instead of \"$2\", made: $(ls "$directory/empty")"
+    touch "$directory/failed"
+  fi
+}
+# shellcheck disable=SC2016 # expands nothing, on purpose
+risky='0050.J1\$\(touch\$\{IFS\}run\)\`touch\$\{IFS\}run\`.sh'
+offers 'velmo queue show ' "$risky;0060.J\\ 2.sh;"
+offers 'velmo queue cancel 005' "$risky;"
+offers 'velmo queue cancel 0050.J1\$\(' "$risky;"
+offers 'velmo queue cancel *' ';'
+offers 'velmo submit -p N' 'Normal;Night;'
+offers 'velmo submit --class = N' 'Normal;Night;'
+offers 'velmo submit --class =' 'Normal;Night;Later;'
+offers 'velmo submit --type ' 'sh;java;'
+offers 'velmo queue --job ' ';'
+offers 'velmo submit --modules My' 'compopt -o default;;'
+offers 'velmo job --dir My' 'compopt -o dirnames;;'
+offers 'velmo submit -p Normal cat /etc/pass' 'compopt -o default;;'
+offers 'velmo submit --class = Normal -- ' 'compopt -o default;;'
+offers 'velmo submit -p Normal --dur' '--durable;'
 
 [ ! -e "$directory/failed" ]

@@ -1,18 +1,22 @@
 # Completion of velmo for bash.
+# Deliberate: names of tasks and classes are data. They never go to compgen -W, which would expand
+# them and run the commands in them.
 
-# The commands of velmo, or of one of its commands, and the options of a command.
+# The commands of velmo, or of one of its commands, and the options of a command. One a line.
 _velmo_words() {
   case $1 in
-    '') echo submit job queue priorities service doctor --version ;;
+    '') printf '%s\n' submit job queue priorities service doctor --version ;;
     submit)
-      echo --class --adjustment --type --job --sub-job --information --relative-priority --child-of \
-        --durable --timeout --to --service --modules --dry-run --stdin --failed --json
+      printf '%s\n' --class --adjustment --type --job --sub-job --information --relative-priority \
+        --child-of --durable --timeout --to --service --modules --dry-run --stdin --failed --json
       ;;
-    job) echo --dir --user --name --priority --durable --timeout --json ;;
-    queue) echo show cancel --json --watch --job --sub-job --type --older-than --limit --commands ;;
-    'queue show' | 'queue cancel' | priorities) echo --json ;;
-    service) echo --modules --json ;;
-    doctor) echo --json --connect --modules --break-lock ;;
+    job) printf '%s\n' --dir --user --name --priority --durable --timeout --json ;;
+    queue)
+      printf '%s\n' show cancel --json --watch --job --sub-job --type --older-than --limit --commands
+      ;;
+    'queue show' | 'queue cancel' | priorities) printf '%s\n' --json ;;
+    service) printf '%s\n' --modules --json ;;
+    doctor) printf '%s\n' --json --connect --modules --break-lock ;;
   esac
   echo --help
 }
@@ -20,6 +24,19 @@ _velmo_words() {
 # The values of the field "name" in JSON lines.
 _velmo_names() {
   sed -n 's/^{"name":"\([^"\\]*\)".*/\1/p'
+}
+
+# Offers the lines of standard input that begin with $1, quoted for the shell.
+_velmo_offer() {
+  local -a lines
+  local line quoted
+  mapfile -t lines
+  for line in "${lines[@]}"; do
+    printf -v quoted %q "$line"
+    if [[ $line == "$1"* || $quoted == "$1"* ]]; then
+      COMPREPLY+=("$quoted")
+    fi
+  done
 }
 
 # The words in front of the cursor that name a command: "queue show".
@@ -34,38 +51,71 @@ _velmo_command() {
   echo "$command"
 }
 
+# Whether the command that velmo submit gets begins in front of the cursor.
+_velmo_is_in_submitted() {
+  local i
+  [ "$1" = submit ] || return
+  for ((i = 2; i < COMP_CWORD; i++)); do
+    case ${COMP_WORDS[i]} in
+      --) return 0 ;;
+      -[pdtjsir] | --class | --adjustment | --type | --job | --sub-job | --information | \
+        --relative-priority | --child-of | --timeout | --to | --modules | --failed)
+        i=$((i + 1))
+        if [ "${COMP_WORDS[i]}" = = ]; then
+          i=$((i + 1))
+        fi
+        ;;
+      -*) ;;
+      *) return 0 ;;
+    esac
+  done
+  return 1
+}
+
+# Offers the values of the option $1 that begin with $2.
+# Fails if it is not an option with a value.
+_velmo_offer_values() {
+  case $1 in
+    -p | --class | -d | --adjustment)
+      _velmo_offer "$2" < <(velmo priorities --json 2>/dev/null | _velmo_names)
+      ;;
+    -t | --type) _velmo_offer "$2" < <(printf '%s\n' sh java) ;;
+    --user) _velmo_offer "$2" < <(compgen -u) ;;
+    --modules | --failed) compopt -o default ;;
+    --dir) compopt -o dirnames ;;
+    -[jsir] | --job | --sub-job | --information | --relative-priority | --child-of | --timeout | \
+      --to | --name | --priority | --older-than | --limit) ;;
+    *) return 1 ;;
+  esac
+}
+
 _velmo() {
   local current=${COMP_WORDS[COMP_CWORD]} former=${COMP_WORDS[COMP_CWORD - 1]} command
   command=$(_velmo_command)
   COMPREPLY=()
-  case $former in
-    -p | --class | -d | --adjustment)
-      mapfile -t COMPREPLY < <(
-        compgen -W "$(velmo priorities --json 2>/dev/null | _velmo_names)" -- "$current"
-      )
-      return
-      ;;
-    -t | --type)
-      mapfile -t COMPREPLY < <(compgen -W 'sh java' -- "$current")
-      return
-      ;;
-    --modules | --failed)
-      mapfile -t COMPREPLY < <(compgen -f -- "$current")
-      return
-      ;;
-    --dir)
-      mapfile -t COMPREPLY < <(compgen -d -- "$current")
-      return
-      ;;
-  esac
+  if _velmo_is_in_submitted "$command"; then
+    compopt -o default
+    return
+  fi
+  # The shell makes three words of "--class=Normal".
+  if [ "$current" = = ]; then
+    current=
+  elif [ "$former" = = ]; then
+    former=${COMP_WORDS[COMP_CWORD - 2]}
+  fi
+  if _velmo_offer_values "$former" "$current"; then
+    return
+  fi
   case $command/$current in
     'queue show/'[!-]* | 'queue show/' | 'queue cancel/'[!-]* | 'queue cancel/')
-      mapfile -t COMPREPLY < <(
-        compgen -W "$(velmo queue --json 2>/dev/null | _velmo_names)" -- "$current"
-      )
+      _velmo_offer "$current" < <(velmo queue --json 2>/dev/null | _velmo_names)
       ;;
-    *) mapfile -t COMPREPLY < <(compgen -W "$(_velmo_words "$command")" -- "$current") ;;
+    submit/[!-]*)
+      compopt -o default
+      _velmo_offer "$current" < <(compgen -c)
+      ;;
+    *) _velmo_offer "$current" < <(_velmo_words "$command") ;;
   esac
 }
 
-complete -o bashdefault -F _velmo velmo
+complete -F _velmo velmo

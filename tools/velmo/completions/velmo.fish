@@ -1,8 +1,9 @@
 # Completion of velmo for fish.
 
 # The values of the field "name" in JSON lines.
+# Deliberate: string does not read what is piped to a function; cat does.
 function __velmo_names
-    string match -rg '^{"name":"([^"\\\\]*)"'
+    cat | string match -rg '^{"name":"([^"\\\\]*)"'
 end
 
 # Whether these words, and no further command, follow velmo.
@@ -21,7 +22,8 @@ function __velmo_in
     end
 end
 
-complete -c velmo -f
+# The command of submit may name files.
+complete -c velmo -n 'not __velmo_in submit' -f
 complete -c velmo -s h -l help -d 'print help'
 complete -c velmo -n '__velmo_in' -l version -d 'print the version'
 complete -c velmo -n '__velmo_in' -a submit -d 'submit tasks'
