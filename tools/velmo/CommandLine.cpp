@@ -66,7 +66,9 @@ void refuseValuesOfFlags(const CLI::App& app, const std::vector<std::string>& ar
 }  // namespace
 
 CommandLine::CommandLine() {
-  m_app.description("Submits tasks to the velmo task service, and shows what becomes of them.");
+  m_app.description(
+      "Submits tasks to the velmo task service, looks after its queue, and finds out why nothing "
+      "happens.");
   m_app.footer(kFooter);
   m_app.formatter(std::make_shared<HelpFormatter>(
       std::vector<std::string>{"velmo COMMAND [OPTION...] [ARGUMENT...]"}));
@@ -119,6 +121,9 @@ void CommandLine::takeWords(std::vector<std::string>& arguments) {
 Status CommandLine::runChosen(Session& session) {
   const auto chosen = std::find_if(m_commands.begin(), m_commands.end(),
                                    [](const auto& command) { return command->isChosen(); });
+  if (chosen == m_commands.end()) {  // the arguments are options alone
+    refuse("a command is missing");
+  }
   return (*chosen)->run(session);
 }
 

@@ -51,6 +51,10 @@ TEST(CommandLineTest, WithoutArgumentsACommandIsMissing) {
   EXPECT_EQ("a command is missing (see --help)", refusalOf({}));
 }
 
+TEST(CommandLineTest, MarkAloneIsNoCommand) {
+  EXPECT_EQ("a command is missing (see --help)", refusalOf({"--"}));
+}
+
 TEST(CommandLineTest, WordThatIsNoCommandIsNamed) {
   EXPECT_EQ("not a command: sumbit (see --help)", refusalOf({"sumbit"}));
   EXPECT_EQ("not a command: 'a?b' (see --help)", refusalOf({"a\nb"}));
