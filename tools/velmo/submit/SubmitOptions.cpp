@@ -130,8 +130,7 @@ void SubmitOptions::check() const {
   if (countOf(kChildOf, m_split.given) > 1) {
     refuse("--child-of is given twice");
   }
-  static_cast<void>(
-      timeout());  // a dry run does not need it, but refuses it as the submission does
+  static_cast<void>(timeout());  // a dry run does not wait, but refuses what a submission refuses
   if (m_isDurable && isByMessage()) {
     refuse("--durable is for submission by file: a message cannot ask for it");
   }
