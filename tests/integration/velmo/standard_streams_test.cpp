@@ -52,6 +52,12 @@ class StandardStreamsTest : public testing::Test {
   std::string m_errors;
 };
 
+TEST_F(StandardStreamsTest, FileThatIsOpenedDoesNotBecomeAClosedStandardOutput) {
+  EXPECT_EQ(11, run("printf 'a\\n{\"x\\n' | $velmo submit --stdin -p Normal -j J5 --failed f >&-"));
+  EXPECT_THAT(file("f"), Not(HasSubstr("\tok\t")));
+  EXPECT_EQ(1U, queued());
+}
+
 TEST_F(StandardStreamsTest, ConnectionDoesNotBecomeAClosedStandardOutput) {
   EXPECT_EQ(11, run("$velmo submit -p Normal --service true >&-"));
   EXPECT_THAT(m_errors, HasSubstr("velmo: the task is queued as \"0500."));

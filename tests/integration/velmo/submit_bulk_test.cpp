@@ -1,19 +1,26 @@
 // velmo submit --stdin.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pty.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <map>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "NamedPipe.h"
+#include "SizeLimit.h"
 #include "StandinProcess.h"
 #include "TaskInstallation.h"
 #include "ToolProcess.h"
@@ -121,7 +128,7 @@ TEST_F(SubmitBulkTest, LineOf16MebibytesIsQueuedAndALongerOneIsKeptWhole) {
   EXPECT_TRUE(textOf(m_failed) == longest + "y\n");
 }
 
-TEST_F(SubmitBulkTest, ServiceThatIsNotRunningFailsEveryLineAlike) {
+TEST_F(SubmitBulkTest, ServiceThatIsNotRunningFailsEveryLineWithTheSameStatus) {
   m_installation.semaphore.remove();
   const std::string input = numberedLines(2000);
   const ToolResult result = submit(input, {"-p", "Normal", "--failed", m_failed});
@@ -134,7 +141,7 @@ TEST_F(SubmitBulkTest, ServiceThatIsNotRunningFailsEveryLineAlike) {
 
 TEST_F(SubmitBulkTest, TimeoutIsWaitedForOnce) {
   m_installation.directory.writeFile("lock/semaphore_velmo_jobid", "");
-  const ToolResult result = submit(numberedLines(1000), {"-p", "Normal", "--timeout", "0.05"});
+  const ToolResult result = submit(numberedLines(1000), {"-p", "Normal", "--timeout", "1"});
   EXPECT_EQ(4, result.status);
   EXPECT_EQ(1000U, linesOf(result.output).size());
 }
@@ -165,16 +172,58 @@ TEST_F(SubmitBulkTest, ReaderThatIsGoneEndsTheRunAndTheLinesAreKept) {
 }
 
 TEST_F(SubmitBulkTest, FullDiskForFailedLinesStopsTheRun) {
-  const ToolResult result =
-      submit("{}\ntwo\n", {"-p", "Normal", "-j", "J5", "--failed", "/dev/full"});
+  signal(SIGXFSZ, SIG_IGN);  // the program inherits it
+  const std::string input =
+      m_directory.writeFile("input", "{\"" + std::string(3000, 'x') + "\ntwo\n");
+  const SizeLimit limit(2000);
+  ToolProcess process({"submit", "--stdin", "-p", "Normal", "-j", "J5", "--failed", m_failed},
+                      input);
+  const ToolResult result = process.wait();
   EXPECT_EQ(6, result.status);
-  EXPECT_EQ("1\tinvalid_argument\tcommand is missing\n", result.output);
-  EXPECT_THAT(
-      result.errors,
-      StartsWith("velmo: cannot write \"/dev/full\": No space left on device; line 1 is not in it\n"
-                 "velmo: 1 line: 0 queued, 1 failed, 0 in doubt, "));
+  EXPECT_THAT(result.errors, StartsWith("velmo: cannot write \"" + m_failed +
+                                        "\": File too large; line 1 is in no file\n"
+                                        "velmo: 1 line: 0 queued, 1 failed, 0 in doubt, "));
   EXPECT_THAT(result.errors,
               HasSubstr("velmo: stopped at line 2; the lines from 2 on are not queued\n"));
+  EXPECT_FALSE(fs::exists(m_failed));
+}
+
+TEST_F(SubmitBulkTest, DeviceIsRefusedAsTheFileOfFailedLines) {
+  const ToolResult result = submit("one\n", {"-p", "Normal", "--failed", "/dev/full"});
+  EXPECT_EQ(1, result.status);
+  EXPECT_TRUE(m_installation.queue().empty());
+}
+
+TEST_F(SubmitBulkTest, ProgressIsShownOnATerminal) {
+  int master = -1;
+  int slave = -1;
+  ASSERT_EQ(0, openpty(&master, &slave, nullptr, nullptr, nullptr));
+  const std::string terminal = ttyname(slave);
+  fcntl(master, F_SETFL, O_NONBLOCK);
+  NamedPipe input(m_directory.path("input"));
+  std::thread shell([&] {
+    const std::string command = std::string(TOOL_PROGRAM) + " submit --stdin -p Normal -j J5 <" +
+                                input.path() + " >/dev/null 2>" + terminal;
+    EXPECT_EQ(0, system(command.c_str()));
+  });
+  std::string shown;
+  const auto shows = [&](const std::string& text) {
+    std::array<char, 4096> buffer{};
+    for (ssize_t size = 0; (size = read(master, buffer.data(), buffer.size())) > 0;) {
+      shown.append(buffer.data(), static_cast<std::size_t>(size));
+    }
+    return shown.find(text) != std::string::npos;
+  };
+  EXPECT_TRUE(waitUntil([&] {
+    input.write("one\n");
+    return shows(" tasks/s");
+  }));
+  input.closeWriter();
+  shell.join();
+  EXPECT_THAT(shown, StartsWith("\rvelmo: "));
+  EXPECT_TRUE(shows(" \rvelmo: ")) << shown;  // the summary overwrites the progress
+  close(slave);
+  close(master);
 }
 
 class SubmitBulkByMessageTest : public testing::Test {
@@ -218,7 +267,21 @@ TEST_F(SubmitBulkByMessageTest, LineInDoubtIsKeptApart) {
                         "velmo: look in the queue before you submit lines in doubt again\n"));
 }
 
-TEST_F(SubmitBulkByMessageTest, ServiceThatIsNotThereFailsEveryLineAlike) {
+TEST_F(SubmitBulkByMessageTest, ServiceThatAnswersWronglyPutsTwoLinesInDoubt) {
+  for (const std::string fault :
+       {"wrong-reply", "masked", "too-large", "close-1000", "reset-after-request"}) {
+    const StandinProcess standin({"--no-run", "--port", "0", "--fault", fault});
+    const std::string file = m_failed + "." + fault;
+    const ToolResult result = submit(standin, numberedLines(100), {"--failed", file});
+    EXPECT_EQ(11, result.status) << fault << result.errors;
+    EXPECT_EQ("echo 1\necho 2\n", textOf(file + ".in-doubt")) << fault;
+    EXPECT_EQ(98U, linesOf(textOf(file)).size()) << fault;
+    EXPECT_THAT(linesOf(result.output).back(),
+                HasSubstr("\tnot sent: the last two tasks are in doubt: "));
+  }
+}
+
+TEST_F(SubmitBulkByMessageTest, ServiceThatIsNotThereFailsEveryLineWithTheSameStatus) {
   const ToolResult result =
       runTool({"submit", "--stdin", "-p", "Normal", "--to", "127.0.0.1:1", "--failed", m_failed},
               numberedLines(100));

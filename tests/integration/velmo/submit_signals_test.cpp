@@ -109,15 +109,17 @@ TEST_F(SubmitSignalsTest, LinesThatWereNotSubmittedAreKeptToTheEndOfTheInput) {
                                         "(a second signal ends this)\nvelmo: 1 line: 1 queued, "));
 }
 
-TEST_F(SubmitSignalsTest, SecondSignalEndsTheKeepingOfLines) {
+TEST_F(SubmitSignalsTest, SecondSignalLeavesWholeLines) {
   startLines({"-j", "J5", "--failed", m_failed});
   m_input.write("one\npart");
   awaitResults(1);
   m_process->signal(SIGINT);
-  EXPECT_TRUE(waitUntil([this] { return textOf(m_failed) == "part"; }));
+  EXPECT_TRUE(waitUntil([this] { return !m_process->errors().empty(); }));
+  m_input.write("ial\nrm -rf /");
+  EXPECT_TRUE(waitUntil([this] { return textOf(m_failed) == "partial\n"; }));
   m_process->signal(SIGINT);
   EXPECT_EQ(-SIGINT, m_process->wait().status);
-  EXPECT_EQ("part", textOf(m_failed));
+  EXPECT_EQ("partial\n", textOf(m_failed));
 }
 
 TEST_F(SubmitSignalsTest, ResultsAreWrittenAtOnce) {

@@ -4,9 +4,11 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace velmo::cli {
 
@@ -37,10 +39,21 @@ class InputLines {
   /// @throws Failure  the input cannot be read
   std::optional<std::string_view> piece();
 
-  /// The next piece of everything that has not been returned yet. Does not heed `stop`.
+  /// The next whole lines of everything that has not been returned yet; of a line that is too long,
+  /// pieces, the first of which is longer than the limit. Skips what is left of a line that next()
+  /// returned as too long. Does not heed `stop`.
   /// @return nothing at the end of the input
   /// @throws Failure  the input cannot be read
   std::optional<std::string_view> rest();
+
+  /// What piece() and rest() call before they read more while `stop` is not 0.
+  void whenStopIsIgnored(std::function<void()> action) {
+    m_whenIgnored = std::move(action);
+  }
+
+  /// Whether everything was returned. Unlike isAtEnd(), looks for the end of the input, but does
+  /// not wait for it.
+  bool findsEnd();
 
   /// The number of the line that next() returns next.
   std::uint64_t nextNumber() const {
@@ -55,8 +68,11 @@ class InputLines {
  private:
   enum class Stop { Heed, Ignore };
 
-  bool awaitInput(Stop stop) const;
+  bool awaitInput(Stop stop);
+  std::optional<std::string_view> wholeLines();
   bool fill(Stop stop);
+  bool readMore();
+  [[noreturn]] void fail(int error);
   bool endLongLine();
   std::optional<std::string_view> takePiece(Stop stop);
   std::string_view take(std::size_t end);
@@ -66,12 +82,14 @@ class InputLines {
   int m_descriptor;
   const std::atomic<int>& m_stop;
   std::size_t m_limit;
+  std::function<void()> m_whenIgnored;
   std::string m_buffer;
   std::size_t m_begin = 0;     // of what was not returned
   std::size_t m_searched = 0;  // no line feed before it
   std::uint64_t m_number = 0;  // of the line that was returned last
   bool m_isInLongLine = false;
   bool m_isEof = false;
+  int m_error = 0;  // of a read; bytes may be missing behind it
 };
 
 }  // namespace velmo::cli

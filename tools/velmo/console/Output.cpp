@@ -1,5 +1,6 @@
 #include "Output.h"
 
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -68,6 +69,20 @@ void Output::writeLine(std::string_view text) {
 
 void Output::tell(std::string_view text) noexcept {
   static_cast<void>(tools::writeWhole(m_descriptor, text));
+}
+
+bool Output::waitUntilWritable(const std::atomic<int>& stop) const {
+  constexpr int kSliceMs = 200;  // a signal that arrives just before the wait does not end it
+  pollfd entry{m_descriptor, POLLOUT, 0};
+  for (;;) {
+    const int ready = poll(&entry, 1, stop != 0 ? 0 : kSliceMs);
+    if (ready > 0 || (ready < 0 && errno != EINTR)) {
+      return true;
+    }
+    if (ready == 0 && stop != 0) {
+      return false;
+    }
+  }
 }
 
 std::size_t Output::width() const {

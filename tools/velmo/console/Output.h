@@ -1,6 +1,7 @@
 #ifndef VELMO_OUTPUT_H
 #define VELMO_OUTPUT_H
 
+#include <atomic>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -29,6 +30,11 @@ class Output {
 
   /// Writes a text on which nothing depends: a failure is ignored.
   void tell(std::string_view text) noexcept;
+
+  /// Waits until a text of a few thousand bytes can be written without waiting, or will fail.
+  /// @param stop  ends the wait while it is not 0
+  /// @return whether the text can be written
+  bool waitUntilWritable(const std::atomic<int>& stop) const;
 
   /// Whether people read it.
   bool isTerminal() const {

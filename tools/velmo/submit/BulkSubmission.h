@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <optional>
+#include <string>
 
 #include "BulkSummary.h"
 #include "FailedLines.h"
@@ -16,7 +17,7 @@
 namespace velmo::cli {
 
 /// What a bulk submission works with.
-struct BulkPlaces {
+struct BulkContext {
   InputLines& input;
   TaskSender& sender;
   Output& results;
@@ -31,12 +32,15 @@ class BulkSubmission {
  public:
   /// @param defaults  the fields that a line does not have
   /// @param isJson    whether results are JSON objects
-  BulkSubmission(const BulkPlaces& places, const Task& defaults, bool isJson)
-      : m_places(places), m_defaults(defaults), m_isJson(isJson) {}
+  BulkSubmission(const BulkContext& context, const Task& defaults, bool isJson)
+      : m_context(context), m_defaults(defaults), m_isJson(isJson) {}
 
-  /// Runs to the end of the input, unless the stop flag, a reader of the results that is gone, or a
-  /// file that cannot be read or written ends it before. Lines that were not submitted are then
-  /// kept with the failed lines, to the end of the input.
+  /// Runs to the end of the input. The following end it earlier: the stop flag, a result that
+  /// cannot be written, an input that cannot be read, a file that cannot be written, memory that
+  /// runs out. If `failedLines` is not null, the lines that were not submitted are then read to the
+  /// end of the input and kept with the failed lines, unless that file is the one that cannot be
+  /// written. Never throws a Failure: the result says what failed. A message on standard error that
+  /// cannot be written is ignored.
   BulkResult run();
 
  private:
@@ -47,15 +51,20 @@ class BulkSubmission {
   void noteLoss(const LineOutcome& outcome);
   bool keep(const InputLine& line, const LineOutcome& outcome);
   bool report(const InputLine& line, const LineOutcome& outcome);
+  void noteLostResult(const InputLine& line, const LineOutcome& outcome, Status status,
+                      const std::string& why);
   void stopAt(const InputLine* line);
   void keepRest(const InputLine* line);
+  void announceStop();
   void fail(Status status, const std::string& text);
 
-  BulkPlaces m_places;
+  BulkContext m_context;
   const Task& m_defaults;
   bool m_isJson;
+  bool m_isStopAnnounced = false;
+  int m_inDoubtInARow = 0;
   BulkResult m_result;
-  std::optional<LineOutcome> m_loss;  // what every later line comes to
+  std::optional<LineOutcome> m_loss;  // the outcome of every later line
 };
 
 }  // namespace velmo::cli

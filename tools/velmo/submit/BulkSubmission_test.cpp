@@ -1,6 +1,7 @@
 #include "BulkSubmission.h"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -9,8 +10,10 @@
 #include <cstdio>
 #include <functional>
 #include <string>
+#include <thread>
 
 #include "FileDescriptor.h"
+#include "SizeLimit.h"
 #include "TemporaryDirectory.h"
 
 namespace velmo::cli {
@@ -39,8 +42,9 @@ class FakeSender : public TaskSender {
       return "<" + task.command + ">";
     }
     const auto status = static_cast<Status>(std::stoi(task.command));
-    const velmo_error error = errorOf(status, task.command.substr(colon + 1));
+    velmo_error error = errorOf(status, task.command.substr(colon + 1));
     if (status == Status::inDoubt) {
+      error.cause = static_cast<velmo_status>(Status::unexpectedReply);
       throw InDoubt(error);
     }
     throw Error(error);
@@ -58,6 +62,7 @@ class BulkSubmissionTest : public testing::Test {
  protected:
   BulkSubmissionTest() {
     signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
     m_defaults.priorityClass = "Normal";
   }
 
@@ -66,18 +71,26 @@ class BulkSubmissionTest : public testing::Test {
         open(m_directory.path(name).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
   }
 
-  BulkResult run(const std::string& text, int results = -1, const std::string& failed = "") {
+  BulkResult run(const std::string& text, int results = -1) {
     const tools::FileDescriptor input(
         open(m_directory.writeFile("input", text).c_str(), O_RDONLY | O_CLOEXEC));
+    return runInput(input.get(), results);
+  }
+
+  BulkResult runInput(int input, int results = -1) {
     const tools::FileDescriptor file = create("results");
     const tools::FileDescriptor messages = create("messages");
     Output output(results < 0 ? file.get() : results);
-    Output errors(messages.get());
-    InputLines lines(input.get(), m_stop, kLimit);
+    Output errors(m_messages < 0 ? messages.get() : m_messages);
+    std::optional<test::SizeLimit> limit;
+    if (m_sizeLimit > 0) {
+      limit.emplace(m_sizeLimit);
+    }
+    InputLines lines(input, m_stop, kLimit);
     Progress progress(errors, false, {});
     std::optional<FailedLines> failedLines;
     if (!m_isWithoutFailed) {
-      failedLines.emplace(failed.empty() ? m_failed : failed, input.get());
+      failedLines.emplace(m_failed, input);
     }
     return BulkSubmission({lines, m_sender, output, errors, progress,
                            failedLines ? &*failedLines : nullptr, m_stop},
@@ -103,6 +116,8 @@ class BulkSubmissionTest : public testing::Test {
   Task m_defaults;
   bool m_isJson = false;
   bool m_isWithoutFailed = false;
+  rlim_t m_sizeLimit = 0;  // of files during a run; 0: none
+  int m_messages = -1;     // the descriptor of messages; -1: a file
 };
 
 TEST_F(BulkSubmissionTest, EachLineIsATaskAndHasAResult) {
@@ -173,7 +188,7 @@ TEST_F(BulkSubmissionTest, LineTooLongNeedsNoFileToBeSkipped) {
   EXPECT_EQ("1\tinvalid_argument\tline too long\n2\tok\t<next>\n", results());
 }
 
-TEST_F(BulkSubmissionTest, AfterALossTheOtherLinesFailAlikeWithoutAnAttempt) {
+TEST_F(BulkSubmissionTest, AfterALossTheOtherLinesFailWithTheSameStatusWithoutAnAttempt) {
   const BulkResult result = run("one\n3:lost\nthree\n{bad\n");
   EXPECT_EQ("1\tok\t<one>\n2\tnot_running\tlost\n3\tnot_running\tlost\n4\tnot_running\tlost\n",
             results());
@@ -185,10 +200,25 @@ TEST_F(BulkSubmissionTest, AfterALossTheOtherLinesFailAlikeWithoutAnAttempt) {
 
 TEST_F(BulkSubmissionTest, AfterALossInDoubtTheOtherLinesAreNotInDoubt) {
   run("11:lost\ntwo\n");
-  EXPECT_EQ("1\tin_doubt\tlost\n2\ttimed_out\tnot sent: the service does not reply in time\n",
+  EXPECT_EQ("1\tin_doubt\tlost\n2\tunexpected_reply\tnot sent: the last task is in doubt: lost\n",
             results());
   EXPECT_EQ("two\n", failed());
   EXPECT_EQ("11:lost\n", inDoubt());
+}
+
+TEST_F(BulkSubmissionTest, AfterTwoLinesInDoubtTheOthersAreNotSent) {
+  run("11:the task may be queued: x\n{\"command\": oops}\n11:the task may be queued: why\nfour\n");
+  EXPECT_EQ(2U, m_sender.tasks.size());
+  EXPECT_THAT(results(),
+              testing::EndsWith("\n4\tunexpected_reply\tnot sent: the last two tasks are in "
+                                "doubt: why\n"));
+  EXPECT_EQ("{\"command\": oops}\nfour\n", failed());
+}
+
+TEST_F(BulkSubmissionTest, LineThatIsQueuedBetweenTwoInDoubtLetsTheRunGoOn) {
+  const BulkResult result = run("11:x\ntwo\n11:x\n10:no\n11:x\nsix\n");
+  EXPECT_EQ(6U, m_sender.tasks.size());
+  EXPECT_EQ(2U, result.counts.queued);
 }
 
 TEST_F(BulkSubmissionTest, StopKeepsTheLinesThatWereNotSubmitted) {
@@ -230,33 +260,188 @@ TEST_F(BulkSubmissionTest, ReaderThatIsGoneStopsTheRunAndTheLinesAreKept) {
   EXPECT_EQ(2U, result.firstNotSubmitted);
 }
 
+TEST_F(BulkSubmissionTest, TaskWhoseResultHasNoReaderIsNamed) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(0, pipe2(ends.data(), O_CLOEXEC));
+  close(ends[0]);
+  const tools::FileDescriptor writer(ends[1]);
+  const BulkResult result = run("one\ntwo\n", writer.get());
+  EXPECT_THAT(
+      result.failureTexts,
+      testing::ElementsAre("the reader of standard output is gone; line 1 is queued as <one>"));
+  EXPECT_EQ(Status::inDoubt, statusOf(result));
+}
+
 TEST_F(BulkSubmissionTest, ResultThatCannotBeWrittenIsInTheFailure) {
   const tools::FileDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
   const BulkResult result = run("one\ntwo\n", full.get());
-  EXPECT_EQ("cannot write the output: No space left on device; line 1 is queued as <one>",
-            result.failureText);
+  EXPECT_THAT(result.failureTexts,
+              testing::ElementsAre(
+                  "cannot write the output: No space left on device; line 1 is queued as <one>"));
   EXPECT_EQ(2U, result.firstNotSubmitted);
   EXPECT_EQ("two\n", failed());
-  EXPECT_EQ(Status::systemError, statusOf(result));
+  EXPECT_EQ(Status::inDoubt, statusOf(result));
+}
+
+TEST_F(BulkSubmissionTest, ResultOfTheLastLineThatCannotBeWrittenLeavesNoLineOut) {
+  const tools::FileDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+  for (const bool isWithoutFailed : {false, true}) {
+    m_isWithoutFailed = isWithoutFailed;
+    EXPECT_FALSE(run("one\n", full.get()).firstNotSubmitted);
+  }
 }
 
 TEST_F(BulkSubmissionTest, FileThatCannotBeWrittenStopsTheRun) {
-  const BulkResult result = run("one\n10:no\nthree\n", -1, "/dev/full");
-  EXPECT_EQ("1\tok\t<one>\n2\trefused\tno\n", results());
-  EXPECT_EQ("cannot write \"/dev/full\": No space left on device; line 2 is not in it",
-            result.failureText);
+  m_sizeLimit = 60;
+  const std::string line = "10:" + std::string(70, 'x') + "\n";
+  const BulkResult result = run("10:no\n" + line + "three\n");
+  EXPECT_EQ("10:no\n", failed());
+  EXPECT_EQ("cannot write \"" + m_failed + "\": File too large; line 2 is in no file",
+            result.failureTexts.at(0));
   EXPECT_EQ(3U, result.firstNotSubmitted);
   EXPECT_FALSE(result.isRestKept);
+}
+
+TEST_F(BulkSubmissionTest, FileOfLinesInDoubtThatCannotBeWrittenStillLeavesTheRestInTheFile) {
+  m_sizeLimit = 80;
+  const std::string information(60, 'x');
+  const BulkResult result =
+      run("{\"command\":\"11:x\",\"information\":\"" + information + "\"}\ntwo\n");
+  EXPECT_EQ("two\n", failed());
+  EXPECT_EQ("cannot write \"" + m_failed + ".in-doubt\": File too large; line 1 is in no file",
+            result.failureTexts.at(0));
+  EXPECT_EQ("", result.inDoubtPath);
+  EXPECT_EQ("(none)", inDoubt());
+  EXPECT_EQ(Status::inDoubt, statusOf(result));
+}
+
+TEST_F(BulkSubmissionTest, RestThatDoesNotFitIsKeptAsFarAsItFits) {
+  m_stop = SIGINT;
+  m_sizeLimit = 10;
+  const BulkResult result = run("one\ntwo\nthree\nfour\n");
+  EXPECT_EQ("one\ntwo\n", failed());
+  EXPECT_THAT(result.failureTexts,
+              testing::ElementsAre("cannot write \"" + m_failed +
+                                   "\": File too large; the lines from 3 on are in no file"));
+  EXPECT_EQ(1U, result.firstNotSubmitted);
+}
+
+TEST_F(BulkSubmissionTest, FailuresAreReportedOneAfterTheOther) {
+  const tools::FileDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+  m_sizeLimit = 5;
+  const BulkResult result = run("one\ntwo\nthree\n", full.get());
+  EXPECT_THAT(
+      result.failureTexts,
+      testing::ElementsAre(
+          "cannot write the output: No space left on device; line 1 is queued as <one>",
+          "cannot write \"" + m_failed + "\": File too large; the lines from 3 on are in no file"));
+  EXPECT_EQ("two\n", failed());
+}
+
+TEST_F(BulkSubmissionTest, MessageThatCannotBeWrittenChangesNothing) {
+  const tools::FileDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+  m_messages = full.get();
+  m_stop = SIGINT;
+  const BulkResult result = run("one\ntwo\n");
+  EXPECT_EQ("one\ntwo\n", failed());
+  EXPECT_TRUE(result.isRestKept);
+  EXPECT_TRUE(result.failureTexts.empty());
+}
+
+TEST_F(BulkSubmissionTest, ReaderOfMessagesThatIsGoneChangesNothing) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(0, pipe2(ends.data(), O_CLOEXEC));
+  close(ends[0]);
+  const tools::FileDescriptor writer(ends[1]);
+  m_messages = writer.get();
+  m_stop = SIGINT;
+  const BulkResult result = run("one\ntwo\n");
+  EXPECT_EQ("one\ntwo\n", failed());
+  EXPECT_FALSE(result.isOutputClosed);
+}
+
+TEST_F(BulkSubmissionTest, InputThatCannotBeReadNamesTheFirstLineThatWasNotSubmitted) {
+  const tools::FileDescriptor directory(open("/", O_RDONLY | O_CLOEXEC));
+  const BulkResult result = runInput(directory.get());
+  EXPECT_EQ(1U, result.firstNotSubmitted);
+  EXPECT_THAT(result.failureTexts,
+              testing::ElementsAre("cannot read standard input: Is a directory; the lines from 1 "
+                                   "on are in no file"));
   EXPECT_EQ(Status::systemError, statusOf(result));
 }
 
-TEST_F(BulkSubmissionTest, RestThatCannotBeKeptIsReported) {
-  m_stop = SIGINT;
-  const BulkResult result = run("one\n", -1, "/dev/full");
-  EXPECT_EQ(
-      "cannot write \"/dev/full\": No space left on device; lines that were not submitted are lost",
-      result.failureText);
-  EXPECT_EQ(1U, result.firstNotSubmitted);
+TEST_F(BulkSubmissionTest, StopWhileALongLineIsKeptIsAnnouncedAtOnce) {
+  std::array<int, 2> ends{};
+  const std::string messages = m_directory.path("messages");
+  ASSERT_EQ(0, pipe2(ends.data(), O_CLOEXEC));
+  std::thread user([&, writer = ends[1]] {
+    while (failed().size() != 150) {
+      std::this_thread::yield();
+    }
+    m_stop = SIGINT;
+    while (test::readFile(messages).empty()) {
+      std::this_thread::yield();
+    }
+    tools::writeWhole(writer, "\nnext\n");
+    close(writer);
+  });
+  const tools::FileDescriptor reader(ends[0]);
+  tools::writeWhole(ends[1], std::string(150, 'x'));
+  runInput(reader.get());
+  user.join();
+  EXPECT_EQ(std::string(150, 'x') + "\nnext\n", failed());
+}
+
+// A pipe that is full.
+class FullPipe {
+ public:
+  FullPipe() {
+    EXPECT_EQ(0, pipe2(m_ends.data(), O_CLOEXEC));
+    fcntl(m_ends[1], F_SETFL, O_NONBLOCK);
+  }
+  FullPipe(const FullPipe&) = delete;
+  FullPipe& operator=(const FullPipe&) = delete;
+  ~FullPipe() {
+    close(m_ends[0]);
+    close(m_ends[1]);
+  }
+
+  void fill() const {
+    const std::string page(4096, 'x');
+    while (write(m_ends[1], page.data(), page.size()) > 0) {
+    }
+  }
+  int writer() const {
+    return m_ends[1];
+  }
+
+ private:
+  std::array<int, 2> m_ends{};
+};
+
+TEST_F(BulkSubmissionTest, StopEndsTheWaitForAReaderOfResultsBeforeTheLineIsSubmitted) {
+  const FullPipe pipe;
+  pipe.fill();
+  std::thread stopper([this] { m_stop = SIGINT; });
+  const BulkResult result = run("one\ntwo\n", pipe.writer());
+  stopper.join();
+  EXPECT_TRUE(m_sender.tasks.empty());
+  EXPECT_EQ("one\ntwo\n", failed());
+  EXPECT_EQ(Status::stopped, statusOf(result));
+}
+
+TEST_F(BulkSubmissionTest, StopEndsTheWaitForAReaderOfAResultAndNamesTheTask) {
+  const FullPipe pipe;
+  m_sender.onSend = [&] {
+    pipe.fill();
+    m_stop = SIGINT;
+  };
+  const BulkResult result = run("one\ntwo\n", pipe.writer());
+  EXPECT_THAT(result.failureTexts,
+              testing::ElementsAre("stopped while standard output could not be written; line 1 is "
+                                   "queued as <one>"));
+  EXPECT_EQ("two\n", failed());
+  EXPECT_EQ(Status::inDoubt, statusOf(result));
 }
 
 TEST_F(BulkSubmissionTest, MemoryThatRunsOutFailsItsLine) {

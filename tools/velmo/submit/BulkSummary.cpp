@@ -56,7 +56,7 @@ void BulkCounts::add(const LineOutcome& outcome) {
 }
 
 Status statusOf(const BulkResult& result) {
-  if (result.counts.inDoubt > 0) {
+  if (result.counts.inDoubt > 0 || result.isResultLost) {
     return Status::inDoubt;
   }
   if (result.failure != Status::ok) {
@@ -66,9 +66,11 @@ Status statusOf(const BulkResult& result) {
 }
 
 std::string summaryOf(const BulkResult& result, double seconds) {
-  const std::string failure =
-      result.failure == Status::ok ? "" : "velmo: " + result.failureText + "\n";
-  return failure + countsOf(result.counts, seconds) + stopOf(result) + filesOf(result);
+  std::string failures;
+  for (const std::string& text : result.failureTexts) {
+    failures += "velmo: " + text + "\n";
+  }
+  return failures + countsOf(result.counts, seconds) + stopOf(result) + filesOf(result);
 }
 
 }  // namespace velmo::cli

@@ -67,9 +67,10 @@ TEST(BulkSummaryTest, FilesAreNamed) {
 TEST(BulkSummaryTest, FailureOfTheRunComesFirst) {
   BulkResult result = resultOf(0, 0, 0);
   result.failure = Status::systemError;
-  result.failureText = "disk full";
+  result.failureTexts = {"disk full", "again"};
   EXPECT_EQ(
       "velmo: disk full\n"
+      "velmo: again\n"
       "velmo: 0 lines: 0 queued, 0 failed, 0 in doubt, 1.0 s, 0 tasks/s\n",
       summaryOf(result, 1));
 }
@@ -98,6 +99,13 @@ TEST(BulkSummaryTest, StatusInDoubtWins) {
   BulkResult result = resultOf(1, 1, 1);
   result.firstNotSubmitted = 3;
   result.failure = Status::systemError;
+  EXPECT_EQ(Status::inDoubt, statusOf(result));
+}
+
+TEST(BulkSummaryTest, QueuedLineWithoutAResultIsInDoubtForTheReaderOfTheResults) {
+  BulkResult result = resultOf(1, 0, 0);
+  result.failure = Status::systemError;
+  result.isResultLost = true;
   EXPECT_EQ(Status::inDoubt, statusOf(result));
 }
 

@@ -1,10 +1,15 @@
 #include "FailedLines.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <optional>
 #include <string_view>
 
 #include "Failure.h"
+#include "FileDescriptor.h"
 #include "OneLine.h"
 
 namespace velmo::cli {
@@ -26,20 +31,30 @@ bool isSameFile(const std::string& path, int descriptor) {
   throw Failure(Status::invalidArgument, "\"" + tools::oneLine(path) + "\" " + why);
 }
 
-// The path, once both files have been found unused.
+// Removes an empty file that a run which was killed has left. A run that goes on locks its file.
+bool removeLeftover(const std::string& path) {
+  const tools::FileDescriptor file(
+      open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  struct stat status {};
+  return file.isOpen() && fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+         flock(file.get(), LOCK_EX | LOCK_NB) == 0 && fstat(file.get(), &status) == 0 &&
+         status.st_size == 0 && unlink(path.c_str()) == 0;
+}
+
+// The path, once the file of lines in doubt has been found unused.
 const std::string& checked(const std::string& path, int input) {
   if (isSameFile(path, input)) {
     refuse(path, "is the file that the lines come from");
   }
+  const std::string inDoubt = inDoubtPathFor(path);
   struct stat status {};
-  if (lstat(inDoubtPathFor(path).c_str(), &status) == 0) {
-    refuse(inDoubtPathFor(path),
-           "exists already; move it away once you know whether its lines are queued");
+  if (lstat(inDoubt.c_str(), &status) == 0 && !removeLeftover(inDoubt)) {
+    refuse(inDoubt, "exists already; move it away once you know whether its lines are queued");
   }
   return path;
 }
 
-void keep(const InputLine& line, InputLines& lines, LineFile& file) {
+void write(const InputLine& line, InputLines& lines, LineFile& file) {
   file.append(line.bytes);
   while (const std::optional<std::string_view> piece = lines.piece()) {
     file.append(*piece);
@@ -47,30 +62,40 @@ void keep(const InputLine& line, InputLines& lines, LineFile& file) {
   file.endLine();
 }
 
-}  // namespace
-
-FailedLines::FailedLines(const std::string& path, int input) : m_failed(checked(path, input)) {}
-
-FailedLines::~FailedLines() {
-  if (m_failed.isEmpty()) {
-    m_failed.remove();
+void keep(const InputLine& line, InputLines& lines, LineFile& file) {
+  try {
+    write(line, lines, file);
+  } catch (...) {
+    file.dropUnfinishedLine();
+    throw;
   }
 }
+
+}  // namespace
+
+FailedLines::FailedLines(const std::string& path, int input)
+    : m_failed(checked(path, input)), m_inDoubt(inDoubtPathFor(path)) {}
 
 void FailedLines::keepFailed(const InputLine& line, InputLines& lines) {
   keep(line, lines, m_failed);
 }
 
 void FailedLines::keepInDoubt(const InputLine& line, InputLines& lines) {
-  if (!m_inDoubt) {
-    m_inDoubt.emplace(inDoubtPathFor(m_failed.path()));
-  }
-  keep(line, lines, *m_inDoubt);
+  keep(line, lines, m_inDoubt);
 }
 
-void FailedLines::keepRest(InputLines& lines) {
-  while (const std::optional<std::string_view> piece = lines.rest()) {
-    m_failed.append(*piece);
+bool FailedLines::keepRest(InputLines& lines) {
+  bool hasRest = false;
+  try {
+    while (const std::optional<std::string_view> piece = lines.rest()) {
+      m_failed.append(*piece);
+      hasRest = true;
+    }
+    m_failed.endLine();
+    return hasRest;
+  } catch (...) {
+    m_failed.dropUnfinishedLine();
+    throw;
   }
 }
 
@@ -79,7 +104,7 @@ std::string FailedLines::failedPath() const {
 }
 
 std::string FailedLines::inDoubtPath() const {
-  return m_inDoubt ? m_inDoubt->path() : "";
+  return m_inDoubt.isEmpty() ? "" : m_inDoubt.path();
 }
 
 }  // namespace velmo::cli

@@ -5,7 +5,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
+#include <cstdio>
 
 #include "Failure.h"
 #include "SizeLimit.h"
@@ -67,7 +69,8 @@ TEST_F(FailedLinesTest, LinesAreKeptByteForByte) {
 
 TEST_F(FailedLinesTest, LineInDoubtGoesToAnotherFile) {
   FailedLines failed(m_path, STDIN_FILENO);
-  EXPECT_FALSE(test::exists(m_path + ".in-doubt"));
+  EXPECT_TRUE(test::exists(m_path + ".in-doubt"));
+  EXPECT_EQ("", failed.inDoubtPath());
   failed.keepInDoubt(read("one\n"), *m_lines);
   EXPECT_EQ("one\n", inDoubtFile());
   EXPECT_EQ("", file());
@@ -160,10 +163,93 @@ TEST_F(FailedLinesTest, FullDiskLeavesNoPieceOfALongLine) {
   EXPECT_EQ("one\n", file());
 }
 
-TEST_F(FailedLinesTest, DeviceIsWrittenToAndNotRemoved) {
-  FailedLines failed("/dev/full", STDIN_FILENO);
-  const InputLine& line = read("one\n");
-  EXPECT_THROW(failed.keepFailed(line, *m_lines), Failure);
+TEST_F(FailedLinesTest, RestIsWrittenInWholeLines) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(0, pipe2(ends.data(), O_CLOEXEC));
+  m_input.emplace(ends[0]);
+  const std::string first = "one\nrm -rf /";
+  ASSERT_EQ(static_cast<ssize_t>(first.size()), write(ends[1], first.data(), first.size()));
+  m_lines.emplace(ends[0], m_stop, kLimit);
+  m_stop = SIGINT;
+  std::string before;
+  m_lines->whenStopIsIgnored([&] {
+    before = file();
+    if (before == "one\n" && ends[1] >= 0) {  // waits for what follows "/"
+      ASSERT_EQ(5, write(ends[1], "srv\nx", 5));
+      close(ends[1]);
+      ends[1] = -1;
+    }
+  });
+  FailedLines failed(m_path, STDIN_FILENO);
+  EXPECT_TRUE(failed.keepRest(*m_lines));
+  EXPECT_EQ("one\nrm -rf /srv\n", before);
+  EXPECT_EQ("one\nrm -rf /srv\nx", file());
+}
+
+TEST_F(FailedLinesTest, FullDiskLeavesTheWholeLinesOfAPiece) {
+  signal(SIGXFSZ, SIG_IGN);
+  FailedLines failed(m_path, STDIN_FILENO);
+  read("one\ntwo\nthree\nfour\n");
+  const test::SizeLimit limit(12);
+  EXPECT_THROW(failed.keepRest(*m_lines), Failure);
+  EXPECT_EQ("two\nthree\n", file());
+  EXPECT_EQ(2U, failed.failed());
+  EXPECT_TRUE(failed.isBroken());
+}
+
+TEST_F(FailedLinesTest, RestThatCannotBeReadIsCutBackToWholeLines) {
+  const int directory = open("/", O_RDONLY | O_CLOEXEC);
+  std::array<int, 2> ends{};
+  ASSERT_EQ(0, pipe2(ends.data(), O_CLOEXEC));
+  const std::string text = "one\n" + std::string(kLimit + 5, 'x');
+  ASSERT_EQ(static_cast<ssize_t>(text.size()), write(ends[1], text.data(), text.size()));
+  m_input.emplace(ends[0]);
+  m_lines.emplace(ends[0], m_stop, kLimit);
+  m_stop = SIGINT;
+  FailedLines failed(m_path, STDIN_FILENO);
+  m_lines->whenStopIsIgnored([&] {
+    if (test::readFile(m_path).size() == text.size()) {  // the long line is unfinished
+      dup3(directory, ends[0], O_CLOEXEC);               // from now on reads fail
+    }
+  });
+  EXPECT_THROW(failed.keepRest(*m_lines), Failure);
+  EXPECT_EQ("one\n", file());
+  EXPECT_FALSE(failed.isBroken());
+  close(directory);
+  close(ends[1]);
+}
+
+TEST_F(FailedLinesTest, FilesThatStayEmptyAreRemoved) {
+  { const FailedLines failed(m_path, STDIN_FILENO); }
+  EXPECT_FALSE(test::exists(m_path + ".in-doubt"));
+}
+
+TEST_F(FailedLinesTest, FileOfLinesInDoubtThatCannotBeCreatedIsRefusedAtTheStart) {
+  m_path = m_directory.path(std::string(250, 'x'));  // a name of 255 bytes is the longest
+  EXPECT_THROW(FailedLines(m_path, STDIN_FILENO), Failure);
+  EXPECT_FALSE(test::exists(m_path));
+}
+
+TEST_F(FailedLinesTest, EmptyFileOfLinesInDoubtThatAKilledRunHasLeftIsReplaced) {
+  test::writeFile(m_path + ".in-doubt", "");
+  FailedLines failed(m_path, STDIN_FILENO);
+  failed.keepInDoubt(read("one\n"), *m_lines);
+  EXPECT_EQ("one\n", inDoubtFile());
+}
+
+TEST_F(FailedLinesTest, EmptyFileOfLinesInDoubtOfAnotherRunIsRefused) {
+  const FailedLines other(m_path, STDIN_FILENO);
+  ASSERT_EQ(0, rename(m_path.c_str(), m_directory.path("moved").c_str()));
+  EXPECT_NE("", refusal());
+  EXPECT_TRUE(test::exists(m_path + ".in-doubt"));
+}
+
+TEST_F(FailedLinesTest, DeviceAndPipeAreRefused) {
+  m_path = "/dev/full";
+  EXPECT_EQ("\"/dev/full\" is a device or a pipe; name a new file", refusal());
+  m_path = m_directory.path("pipe");
+  ASSERT_EQ(0, mkfifo(m_path.c_str(), 0600));
+  EXPECT_EQ("\"" + m_path + "\" is a device or a pipe; name a new file", refusal());
 }
 
 }  // namespace

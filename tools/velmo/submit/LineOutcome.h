@@ -8,11 +8,12 @@
 
 namespace velmo::cli {
 
-/// What became of a line of the input.
+/// The outcome of a line of the input.
 struct LineOutcome {
   Status status = Status::ok;
-  std::string name{};     ///< of the task, if it is queued, or may be and the name is known
-  std::string message{};  ///< of a failure, for people
+  std::string name{};         ///< of the task, if it is queued, or may be and the name is known
+  std::string message{};      ///< of a failure, for people
+  Status cause = Status::ok;  ///< of a doubt: why the outcome is not known
 };
 
 /// The line that reports an outcome: "LINE<TAB>STATUS<TAB>NAME", or the message in place of the

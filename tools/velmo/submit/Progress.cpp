@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <new>
+#include <utility>
 
 #include "Failure.h"
 #include "Table.h"
@@ -39,13 +41,15 @@ void Progress::clear() {
 
 // A shorter line overwrites the rest of the former one with blanks.
 void Progress::draw(const std::string& text) {
-  const std::string blanks(m_width - std::min(m_width, text.size()), ' ');
-  m_width = text.size();
+  const std::size_t former = std::exchange(m_width, text.size());
   try {
+    const std::string blanks(former - std::min(former, text.size()), ' ');
     m_output.write("\r" + text + blanks + (text.empty() ? "\r" : ""));
   } catch (const OutputClosed&) {
     m_isShown = false;
   } catch (const Failure&) {
+    m_isShown = false;
+  } catch (const std::bad_alloc&) {
     m_isShown = false;
   }
 }

@@ -25,7 +25,7 @@ class TaskSender {
   /// @throws Error, InDoubt  as the library does
   virtual std::string send(const Task& task) = 0;
 
-  /// Whether the last failure was not that of its task alone, so that others need not be tried.
+  /// Whether later tasks would fail too, so that they need not be tried.
   virtual bool isLost() const = 0;
 };
 
