@@ -281,6 +281,19 @@ TEST_F(SubmitBulkByMessageTest, ServiceThatAnswersWronglyPutsTwoLinesInDoubt) {
   }
 }
 
+TEST_F(SubmitBulkByMessageTest, StandardErrorThatFailsLosesNoLine) {
+  const StandinProcess standin({"--no-run", "--port", "0", "--fault", "wrong-reply"});
+  const std::string input = m_directory.writeFile("input", numberedLines(5));
+  const std::string command =
+      std::string(TOOL_PROGRAM) +
+      " submit --stdin -p Normal --to 127.0.0.1:" + std::to_string(standin.port()) + " --failed " +
+      m_failed + " <" + input + " >/dev/null 2>/dev/full";
+  const int status = system(command.c_str());
+  EXPECT_EQ("echo 1\necho 2\n", textOf(m_failed + ".in-doubt"));
+  EXPECT_EQ("echo 3\necho 4\necho 5\n", textOf(m_failed));
+  EXPECT_EQ(11, WEXITSTATUS(status));
+}
+
 TEST_F(SubmitBulkByMessageTest, ServiceThatIsNotThereFailsEveryLineWithTheSameStatus) {
   const ToolResult result =
       runTool({"submit", "--stdin", "-p", "Normal", "--to", "127.0.0.1:1", "--failed", m_failed},
