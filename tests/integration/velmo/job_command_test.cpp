@@ -38,11 +38,18 @@ TEST_F(JobCommandTest, ObjectTellsWhetherTheJobIsNew) {
             runTool({"job", "--json", "--dir", m_jobs, "--user", "other", "key"}).output);
 }
 
-TEST_F(JobCommandTest, DefaultDirectoryIsTheOneInDataIfItIsThere) {
+TEST_F(JobCommandTest, DefaultDirectoryIsTheOneInDataIfItExists) {
   EXPECT_EQ(1, runTool({"job", "key"}).status);
   m_installation.directory.makeDirectory("data/velmo/jobs");
   EXPECT_EQ("J0\n\n", runTool({"job", "key"}).output);
   EXPECT_TRUE(exists(m_installation.directory.path("data/velmo/jobs/key")));
+}
+
+TEST_F(JobCommandTest, WithoutDataTheDefaultDirectoryIsNotConfigured) {
+  m_installation.environment.unset("DATA");
+  const ToolResult result = runTool({"job", "key"});
+  EXPECT_EQ(2, result.status);
+  EXPECT_THAT(result.errors, testing::StartsWith("velmo: DATA is not set"));
 }
 
 TEST_F(JobCommandTest, KeyMayBeTheNameOfACommand) {

@@ -7,6 +7,7 @@
 
 #include "Failure.h"
 #include "JsonLine.h"
+#include "LibraryFault.h"
 #include "OneLine.h"
 
 namespace velmo::cli {
@@ -32,7 +33,7 @@ Json jsonOf(const Job& job) {
 
 }  // namespace
 
-std::string jobDirectory(const std::string& given, const std::string& data) {
+std::string jobDirectory(const std::string& given, const client::Setting& data) {
   std::error_code error;
   if (!given.empty()) {
     const fs::path absolute = fs::absolute(given, error);
@@ -41,10 +42,11 @@ std::string jobDirectory(const std::string& given, const std::string& data) {
     }
     return absolute.string();
   }
-  const fs::path usual = fs::path(data) / "velmo" / "jobs";
-  if (data.empty() || !usual.is_absolute() || !fs::is_directory(usual, error)) {
-    throw Failure(Status::invalidArgument,
-                  "--dir is required, because DATA/velmo/jobs is not a directory");
+  const fs::path usual = fs::path(valueOf(client::directoryOf(data))) / "velmo" / "jobs";
+  if (!fs::is_directory(usual, error)) {
+    throw Failure(
+        Status::invalidArgument,
+        "--dir is required, because \"" + tools::oneLine(usual.string()) + "\" is not a directory");
   }
   return usual.string();
 }
@@ -56,7 +58,7 @@ JobCommand::JobCommand(CLI::App& parent)
   app().add_option("KEY", m_key)->required();
   app()
       .add_option("--dir", m_directory,
-                  "the directory of the job files; default DATA/velmo/jobs, if that is there")
+                  "the directory of the job files; default DATA/velmo/jobs, if it exists")
       ->type_name("DIR");
   app().add_option("--user", m_ifNew.user, "the user of a new job; default none")->type_name("U");
   app().add_option("--name", m_ifNew.name, "the name of a new job; default none")->type_name("N");
@@ -81,7 +83,7 @@ Status JobCommand::run(Session& session) {
   const Deadline end = deadline();
   Settings settings = Settings::fromEnvironment();
   settings.stop = &session.interrupt.flag();
-  const std::string directory = jobDirectory(m_directory, settings.data);
+  const std::string directory = jobDirectory(m_directory, {"DATA", settings.data});
   const Job job = Installation(settings).findJob(
       directory, m_key, m_ifNew, end, m_isDurable ? Durability::powerCut : Durability::none);
   if (m_isJson) {

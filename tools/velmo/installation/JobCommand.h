@@ -4,6 +4,7 @@
 #include <string>
 
 #include "Command.h"
+#include "Settings.h"
 
 namespace velmo::cli {
 
@@ -27,9 +28,10 @@ class JobCommand : public Command {
 
 /// The directory of the job files, an absolute path.
 /// @param given  what the user gave, relative to the current directory; empty: DATA/velmo/jobs
-/// @param data   the value of DATA; empty if it is not set
+/// @param data   the setting of DATA
+/// @throws Error    nothing was given, and DATA is not set, or not an absolute path
 /// @throws Failure  nothing was given, and DATA has no such directory
-std::string jobDirectory(const std::string& given, const std::string& data);
+std::string jobDirectory(const std::string& given, const client::Setting& data);
 
 }  // namespace velmo::cli
 
