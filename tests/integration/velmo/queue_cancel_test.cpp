@@ -138,6 +138,14 @@ TEST_F(QueueCancelTest, NamesWithControlCharactersAreReportedHarmlessly) {
             runTool({"queue", "cancel", name(1, "J\x1b[31m")}).errors);
 }
 
+TEST_F(QueueCancelTest, TaskWhoseNameIsNotUtf8IsCancelledByItsNumber) {
+  put(1, "J\xff");
+  EXPECT_THAT(runTool({"queue", "cancel", "--help"}).output,
+              testing::HasSubstr("not UTF-8 does not fit into JSON: give the number"));
+  EXPECT_EQ(0, runTool({"queue", "cancel", "1"}).status);
+  EXPECT_TRUE(m_installation.queue().empty());
+}
+
 TEST_F(QueueCancelTest, WithoutAQueueNothingIsTried) {
   m_installation.environment.unset("VAR");
   const ToolResult result = runTool({"queue", "cancel", name(1), name(2)});

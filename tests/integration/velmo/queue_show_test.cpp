@@ -34,7 +34,7 @@ TEST_F(QueueShowTest, PartsAndContentsAreAligned) {
               testing::MatchesRegex("Path:         " + path +
                                     "\nSize:         19 bytes\n"
                                     "Priority:     50\n"
-                                    "Created:      2025-03-03 14:05:09 \\(age [0-9]+ d\\)\n"
+                                    "Created:      2025-03-03 14:05:09 \\(age [0-9]+ days\\)\n"
                                     "Job:          J12\n"
                                     "Sub-job:      0\n"
                                     "Task:         731\n"

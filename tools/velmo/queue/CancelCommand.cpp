@@ -17,6 +17,7 @@ constexpr const char* kFooter =
     "NAME is the name of a task, or its number. - reads names from standard input,\n"
     "one a line, or the objects that velmo queue --json prints:\n"
     "  velmo queue --json --job J12 | velmo queue cancel -\n"
+    "A name that is not UTF-8 does not fit into JSON: give the number of such a task.\n"
     "\n"
     "Prints the name of each task that it removed. A task that the service has read\n"
     "already still runs.";

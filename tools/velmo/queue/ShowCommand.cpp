@@ -28,13 +28,15 @@ std::string bytes(std::size_t count) {
   return std::to_string(count) + (count == 1 ? " byte" : " bytes");
 }
 
-// The start of a long text on a terminal, which ends with a whole character.
+// The start of a long text on a terminal, which ends with a whole character if it is UTF-8.
 std::string shortened(const std::string& text, const Output& output) {
   if (!output.isTerminal() || text.size() <= kMostOnTerminal) {
     return tools::oneLine(text);
   }
   std::size_t end = kMostOnTerminal;
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0U) == 0x80U) {
+  constexpr std::size_t kLongestRest = 3;  // of a character behind its first byte
+  while (end > kMostOnTerminal - kLongestRest &&
+         (static_cast<unsigned char>(text[end]) & 0xc0U) == 0x80U) {
     --end;
   }
   return tools::oneLine(text.substr(0, end)) + " ... and " + bytes(text.size() - end) + " more";
