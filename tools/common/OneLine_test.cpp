@@ -17,12 +17,25 @@ TEST(OneLineTest, ControlCharactersBeyondAsciiBecomeQuestionMarksToo) {
                                      "c\xc2\xa0"));
 }
 
-TEST(OneLineTest, CharacterThatIsCutOffStaysAsItIs) {
-  EXPECT_EQ("a\xc2", oneLine("a\xc2"));
+TEST(OneLineTest, CharactersBeyondAsciiStayAsTheyAre) {
+  for (const char* text : {"caf\xc3\xa9", "\xe4\xb8\xad", "\xf0\x9f\x98\x80"}) {
+    EXPECT_EQ(text, oneLine(text));
+  }
 }
 
-TEST(OneLineTest, BytesBeyondAsciiStayAsTheyAre) {
-  EXPECT_EQ("caf\xc3\xa9", oneLine("caf\xc3\xa9"));
+TEST(OneLineTest, BytesThatAreNotUtf8BecomeQuestionMarks) {
+  EXPECT_EQ("a?", oneLine("a\xc2"));
+  EXPECT_EQ("?31m?", oneLine("\x9b"
+                             "31m\xff"));
+  EXPECT_EQ("???x", oneLine("\xe4\xb8\xc3x"));
+}
+
+TEST(OneLineTest, LongFormsSurrogatesAndCodesOutOfRangeAreNotUtf8) {
+  EXPECT_EQ("??", oneLine("\xc0\x80"));
+  EXPECT_EQ("???", oneLine("\xe0\x82\x9b"));
+  EXPECT_EQ("????", oneLine("\xf0\x80\x82\x9b"));
+  EXPECT_EQ("???", oneLine("\xed\xa0\x80"));
+  EXPECT_EQ("????", oneLine("\xf4\x90\x80\x80"));
 }
 
 }  // namespace

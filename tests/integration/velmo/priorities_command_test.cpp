@@ -6,6 +6,7 @@
 #include <string>
 
 #include "TaskInstallation.h"
+#include "TerminalProcess.h"
 #include "ToolProcess.h"
 
 namespace velmo::test {
@@ -38,6 +39,15 @@ TEST_F(PrioritiesCommandTest, TableIsAligned) {
   EXPECT_EQ("NAME    NUMBER  FILE" + std::string(file("home").size() - 4, ' ') + "  HIDES\n" +
                 "Later       20  " + file("home") + "\n" + "Normal     500  " + file("home") + "\n",
             runTool({"priorities"}).output);
+}
+
+TEST_F(PrioritiesCommandTest, TerminalShowsTheEndsOfLongPaths) {
+  m_installation.writeHomePriorities("Normal=500\n");
+  m_installation.writeConfPriorities("Normal=400\n");
+  TerminalProcess process({"priorities"}, 62, 24, {"NO_COLOR=1"});
+  EXPECT_EQ(0, process.wait());
+  EXPECT_THAT(process.output(),
+              testing::EndsWith("400  ...conf/priorities.cfg  ...home/priorities.cfg\r\n"));
 }
 
 TEST_F(PrioritiesCommandTest, WithoutVariablesTheStatusIsNotConfigured) {

@@ -5,6 +5,21 @@
 
 namespace velmo::cli {
 
+namespace {
+
+// The platform makes 3 March of 31 February. At noon, no clock changes the date.
+bool isInCalendar(const std::tm& time) {
+  std::tm noon{};
+  noon.tm_year = time.tm_year;
+  noon.tm_mon = time.tm_mon;
+  noon.tm_mday = time.tm_mday;
+  noon.tm_hour = 12;
+  timegm(&noon);
+  return noon.tm_mday == time.tm_mday;
+}
+
+}  // namespace
+
 std::string withSeparators(std::string_view created, char separator) {
   std::string text(created);
   constexpr std::array<std::pair<std::size_t, char>, 5> kMarks{
@@ -22,7 +37,7 @@ std::optional<std::time_t> momentOf(std::string_view created) {
   local.tm_isdst = -1;
   const std::string text(created);
   const char* end = strptime(text.c_str(), "%Y%m%d%H%M%S", &local);
-  if (end == nullptr || *end != '\0') {
+  if (end == nullptr || *end != '\0' || !isInCalendar(local)) {
     return std::nullopt;
   }
   local.tm_isdst = -1;

@@ -24,5 +24,13 @@ TEST(LocalTimeTest, DigitsThatAreNoDateHaveNoMoment) {
   EXPECT_FALSE(momentOf(""));
 }
 
+TEST(LocalTimeTest, DayThatTheMonthDoesNotHaveHasNoMoment) {
+  EXPECT_FALSE(momentOf("20250231120000"));
+  EXPECT_FALSE(momentOf("20250229120000"));
+  EXPECT_FALSE(momentOf("20250431235959"));
+  EXPECT_TRUE(momentOf("20240229120000"));
+  EXPECT_TRUE(momentOf("20251231235960"));
+}
+
 }  // namespace
 }  // namespace velmo::cli

@@ -17,8 +17,8 @@ class TableLayout {
   struct Column {
     std::string heading;
     Align align = Align::Left;
-    bool isFlexible = false;  ///< cut when the table is too wide; otherwise the last column is
-    bool takesRest = false;   ///< only the last: is not measured, and gets what the others leave
+    bool isPath = false;     ///< loses its start when it is cut: the end of a path tells more
+    bool takesRest = false;  ///< only the last: is not measured, and gets what the others leave
   };
 
   /// @param columns  not empty
@@ -35,7 +35,9 @@ class TableLayout {
   /// The columns and the gaps between them.
   std::size_t width() const;
 
-  /// Makes the table fit. Called after the last measure().
+  /// Makes the table fit: the widest columns are cut, but not those on the right, which are
+  /// numbers, and none to less than its heading. If that is not enough, each line is cut. Called
+  /// after the last measure().
   /// @param width  columns of the terminal; 0: no limit
   void fitTo(std::size_t width);
 
@@ -47,17 +49,23 @@ class TableLayout {
   std::string line(const std::vector<std::string>& cells) const;
 
  private:
-  void cut(std::size_t column, std::size_t width);
+  std::size_t smallestWidth(std::size_t column) const;
+  bool cutWidest();
 
   std::vector<Column> m_columns;
   std::vector<std::size_t> m_widths;
+  std::size_t m_limit = 0;
 };
 
-/// How many columns a text takes on a terminal: bytes of UTF-8 that continue a character take none.
+/// How many columns a text takes on a terminal: two for a wide character, none for one that
+/// combines with the former. A byte that is not UTF-8 takes one.
 std::size_t columnsOf(std::string_view text);
 
 /// The text in at most `width` columns; "..." replaces its end if it is longer. 0: no limit.
 std::string cutTo(std::string_view text, std::size_t width);
+
+/// The same, but "..." replaces its start.
+std::string cutStartTo(std::string_view text, std::size_t width);
 
 }  // namespace velmo::cli
 

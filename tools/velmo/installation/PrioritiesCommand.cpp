@@ -19,7 +19,10 @@ const std::string& pathOf(const PriorityTable& table, std::size_t file) {
 }
 
 void printTable(const PriorityTable& table, Output& output) {
-  Table lines({{"NAME"}, {"NUMBER", Table::Align::Right}, {"FILE"}, {"HIDES"}});
+  Table lines({{"NAME"},
+               {"NUMBER", Table::Align::Right},
+               {"FILE", Table::Align::Left, true},
+               {"HIDES", Table::Align::Left, true}});
   for (const PriorityEntry& entry : table.entries()) {
     lines.add({entry.name, entry.number ? std::to_string(*entry.number) : "none",
                pathOf(table, entry.file), entry.hides ? pathOf(table, *entry.hides) : ""});

@@ -8,13 +8,8 @@ namespace velmo::cli {
 using Align = TableLayout::Align;
 
 std::vector<TableLayout::Column> taskColumns() {
-  return {{"PRIORITY", Align::Right},
-          {"AGE", Align::Right},
-          {"JOB", Align::Left, true},
-          {"SUB-JOB"},
-          {"TASK", Align::Right},
-          {"REL", Align::Right},
-          {"TYPE"}};
+  return {{"PRIORITY", Align::Right}, {"AGE", Align::Right}, {"JOB"}, {"SUB-JOB"},
+          {"TASK", Align::Right},     {"REL", Align::Right}, {"TYPE"}};
 }
 
 TableLayout::Column nameColumn() {
