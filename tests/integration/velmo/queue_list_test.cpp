@@ -1,11 +1,13 @@
 // velmo queue: the list.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <filesystem>
@@ -71,11 +73,12 @@ TEST_F(QueueListTest, TableEndsWithTheName) {
   put(name(50, 7));
   put(name(500, 1234, "node2-J1", "java"));
   const std::string output = runTool({"queue"}).output;
-  EXPECT_THAT(output, testing::MatchesRegex(
-                          "PRIORITY +AGE  JOB       SUB-JOB  TASK  REL  TYPE  NAME\n"
-                          " +50  [0-9]+ d  J12       0           7    2  sh    " +
-                          name(50, 7) + "\n +500  [0-9]+ d  node2-J1  0        1234    2  java  " +
-                          name(500, 1234, "node2-J1", "java") + "\n"));
+  EXPECT_THAT(output,
+              testing::MatchesRegex("PRIORITY +AGE  JOB       SUB-JOB  TASK  REL  TYPE  NAME\n"
+                                    " +50  [0-9]+ days  J12       0           7    2  sh    " +
+                                    name(50, 7) +
+                                    "\n +500  [0-9]+ days  node2-J1  0        1234    2  java  " +
+                                    name(500, 1234, "node2-J1", "java") + "\n"));
 }
 
 TEST_F(QueueListTest, CommandsAreFirstLinesOfTheFiles) {
@@ -175,9 +178,12 @@ TEST_F(QueueListTest, ReaderThatIsGoneEndsItQuietly) {
   }
   std::array<int, 2> ends{};
   ASSERT_EQ(0, pipe(ends.data()));
+  const std::string errorsPath = m_installation.directory.writeFile("errors", "");
+  const int errors = open(errorsPath.c_str(), O_WRONLY | O_CLOEXEC);
   const pid_t pid = fork();
   if (pid == 0) {
     dup2(ends[1], STDOUT_FILENO);
+    dup2(errors, STDERR_FILENO);
     close(ends[0]);
     close(ends[1]);
     execl(TOOL_PROGRAM, TOOL_PROGRAM, "queue", nullptr);
@@ -185,9 +191,11 @@ TEST_F(QueueListTest, ReaderThatIsGoneEndsItQuietly) {
   }
   close(ends[0]);
   close(ends[1]);
+  close(errors);
   int status = 0;
   ASSERT_EQ(pid, waitpid(pid, &status, 0));
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGPIPE) << status;
+  EXPECT_EQ(0U, std::filesystem::file_size(errorsPath));
 }
 
 // --- on a terminal ---
@@ -209,6 +217,31 @@ TEST_F(QueueListTest, TerminalCutsCommandsToItsWidth) {
   const std::string& output = process.output();
   EXPECT_THAT(output, testing::EndsWith("xxx...\r\n"));
   EXPECT_EQ(80U, output.size() - 2 - (output.find('\n') + 1));
+}
+
+// Of plain ASCII.
+std::size_t longestLineOf(const std::string& output) {
+  std::size_t longest = 0;
+  for (std::size_t start = 0; start < output.size();) {
+    const std::size_t end = std::min(output.find("\r\n", start), output.size());
+    longest = std::max(longest, end - start);
+    start = end + 2;
+  }
+  return longest;
+}
+
+TEST_F(QueueListTest, NoLineIsLongerThanTheTerminal) {
+  put(name(50, 7, std::string(60, 'j')));
+  put("0050.20250303140509.J1.S" + std::string(62, 's') + ".T20250303140509-8.R0002.sh");
+  put(name(50, 9), std::string(400, '\x85') + "\n");
+  constexpr std::array<unsigned short, 3> kWidths{1, 20, 80};
+  for (const unsigned short width : kWidths) {
+    for (const char* option : {"--commands", "--type=sh"}) {
+      TerminalProcess process({"queue", option}, width, 24, {"NO_COLOR=1"});
+      EXPECT_EQ(0, process.wait());
+      EXPECT_LE(longestLineOf(process.output()), width) << process.output();
+    }
+  }
 }
 
 TEST_F(QueueListTest, TerminalIsToldThatNothingIsThere) {

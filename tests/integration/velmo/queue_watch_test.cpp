@@ -2,10 +2,18 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <pty.h>
 #include <signal.h>
+#include <stdlib.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <array>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "StandinProcess.h"
 #include "TaskInstallation.h"
@@ -22,6 +30,71 @@ constexpr const char* kLeave = "\x1b[?7h\x1b[?25h\x1b[?1049l";
 std::string name(int task) {
   return "0050.20250303140509.J12.S0.T20250303140509-" + std::to_string(task) + ".R0002.sh";
 }
+
+// The program velmo on a terminal that another process group has now.
+class Background {
+ public:
+  explicit Background(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), TOOL_PROGRAM);
+    std::vector<char*> pointers;
+    pointers.reserve(arguments.size() + 1);
+    for (std::string& argument : arguments) {
+      pointers.push_back(argument.data());
+    }
+    pointers.push_back(nullptr);
+    const winsize size{24, 80, 0, 0};
+    m_pid = forkpty(&m_terminal, nullptr, nullptr, &size);
+    if (m_pid == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      giveTerminalAway();
+      setenv("TERM", "xterm", 1);
+      execv(pointers[0], pointers.data());
+      _exit(99);
+    }
+  }
+  Background(const Background&) = delete;
+  Background& operator=(const Background&) = delete;
+  ~Background() {
+    kill(m_pid, SIGKILL);
+    waitpid(m_pid, nullptr, 0);
+    close(m_terminal);
+  }
+
+  // What it writes until this text.
+  std::string outputWith(const std::string& text) const {
+    std::string output;
+    std::array<char, 4096> buffer{};
+    pollfd file{m_terminal, POLLIN, 0};
+    constexpr int kLimit = 30000;
+    while (output.find(text) == std::string::npos && poll(&file, 1, kLimit) > 0) {
+      const ssize_t count = read(m_terminal, buffer.data(), buffer.size());
+      if (count <= 0) {
+        break;
+      }
+      output.append(buffer.data(), static_cast<std::size_t>(count));
+    }
+    return output;
+  }
+
+ private:
+  // To a process that does not outlive this one.
+  static void giveTerminalAway() {
+    const pid_t self = getpid();
+    const pid_t user = fork();
+    if (user == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      while (getppid() == self) {
+        pause();
+      }
+      _exit(0);
+    }
+    setpgid(user, user);
+    tcsetpgrp(STDIN_FILENO, user);
+  }
+
+  int m_terminal = -1;
+  pid_t m_pid = -1;
+};
 
 class QueueWatchTest : public testing::Test {
  protected:
@@ -106,6 +179,19 @@ TEST_F(QueueWatchTest, TerminalWithoutACursorGetsLines) {
   EXPECT_TRUE(process.shows("  present  " + name(1) + "\r\n"));
   process.signal(SIGTERM);
   EXPECT_EQ(0, process.wait());
+}
+
+TEST_F(QueueWatchTest, QueueInWhichNothingMatchesIsNotCalledEmpty) {
+  put(1);
+  TerminalProcess process({"queue", "--watch", "--job", "x"}, 80, 24);
+  EXPECT_TRUE(process.shows(": 0 matching tasks, last change "));
+  EXPECT_TRUE(process.shows("\r\nno task in the queue matches\x1b[K"));
+}
+
+TEST_F(QueueWatchTest, TerminalOfAnotherProgramGetsLines) {
+  put(1);
+  const Background process({"queue", "--watch"});
+  EXPECT_THAT(process.outputWith("present"), testing::Not(HasSubstr("\x1b")));
 }
 
 // --- elsewhere ---

@@ -23,17 +23,23 @@ constexpr std::string_view kEndOfScreen = "\x1b[J";
 // Only interrupts the wait for something to draw.
 void ignore(int /*number*/) {}
 
+// Whether the shell has started it with "&", or has taken the terminal back. A terminal of another
+// session has no such group.
+bool isInBackground() {
+  const pid_t user = tcgetpgrp(STDOUT_FILENO);
+  return user != -1 && user != getpgrp();
+}
+
 }  // namespace
 
 bool FullScreen::isPossible(const Output& output) {
   const char* terminal = std::getenv("TERM");
   return output.isTerminal() && terminal != nullptr && *terminal != '\0' &&
-         std::string_view(terminal) != "dumb";
+         std::string_view(terminal) != "dumb" && !isInBackground();
 }
 
 FullScreen::FullScreen(Output& output) : m_output(output) {
   m_output.write(kEnter);
-  takeKeys();
   struct sigaction action {};
   action.sa_handler = ignore;
   action.sa_flags = SA_RESTART;
@@ -43,41 +49,44 @@ FullScreen::FullScreen(Output& output) : m_output(output) {
 
 FullScreen::~FullScreen() {
   sigaction(SIGWINCH, &m_formerAction, nullptr);
-  if (m_keys >= 0) {
-    tcsetattr(m_keys, TCSAFLUSH, &m_formerKeys);
-  }
   tools::writeWhole(STDOUT_FILENO, kLeave);
 }
 
 // Ctrl-C stays a signal. Keys that would stop or end the process with the screen as it is do
 // nothing.
-void FullScreen::takeKeys() {
-  if (tcgetattr(STDIN_FILENO, &m_formerKeys) != 0) {
+Keys::Keys() {
+  if (tcgetattr(STDIN_FILENO, &m_former) != 0) {
     return;
   }
-  termios keys = m_formerKeys;
+  termios keys = m_former;
   keys.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
   keys.c_cc[VSUSP] = _POSIX_VDISABLE;
   keys.c_cc[VQUIT] = _POSIX_VDISABLE;
   keys.c_cc[VMIN] = 0;
   keys.c_cc[VTIME] = 0;
   if (tcsetattr(STDIN_FILENO, TCSAFLUSH, &keys) == 0) {
-    m_keys = STDIN_FILENO;
+    m_descriptor = STDIN_FILENO;
+  }
+}
+
+Keys::~Keys() {
+  if (m_descriptor >= 0) {
+    tcsetattr(m_descriptor, TCSAFLUSH, &m_former);
   }
 }
 
 // Nothing to read means that the terminal is gone.
 bool FullScreen::takesQuit() {
   std::array<char, 64> typed{};
-  const ssize_t count = read(m_keys, typed.data(), typed.size());
+  const ssize_t count = read(keys(), typed.data(), typed.size());
   if (count <= 0) {
     return count == 0 || errno != EINTR;
   }
-  const std::string_view keys(typed.data(), static_cast<std::size_t>(count));
-  return keys.find('q') != std::string_view::npos;
+  const std::string_view text(typed.data(), static_cast<std::size_t>(count));
+  return text.find('q') != std::string_view::npos;
 }
 
-void FullScreen::draw(const std::vector<std::string>& lines, std::size_t headings) {
+void FullScreen::draw(const std::vector<std::string>& lines, std::optional<std::size_t> headings) {
   std::string page(kHome);
   for (std::size_t i = 0; i < lines.size(); ++i) {
     page += i == 0 ? "" : "\r\n";

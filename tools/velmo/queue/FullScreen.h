@@ -5,12 +5,32 @@
 #include <termios.h>
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Output.h"
 
 namespace velmo::cli {
+
+/// The keys of the terminal of standard input, each sent at once and not echoed. The destructor
+/// restores everything.
+class Keys {
+ public:
+  Keys();
+  Keys(const Keys&) = delete;
+  Keys& operator=(const Keys&) = delete;
+  ~Keys();
+
+  /// Standard input, if it is a terminal that sends each key; otherwise -1.
+  int descriptor() const {
+    return m_descriptor;
+  }
+
+ private:
+  int m_descriptor = -1;
+  termios m_former{};
+};
 
 /// The terminal of standard output as a page that is drawn again and again. The cursor is hidden
 /// and keys are not echoed. The destructor restores everything.
@@ -22,16 +42,17 @@ class FullScreen {
   FullScreen& operator=(const FullScreen&) = delete;
   ~FullScreen();
 
-  /// Whether the terminal of an output has a cursor that can be moved.
+  /// Whether the terminal of an output has a cursor that can be moved, and another program does not
+  /// use it now.
   static bool isPossible(const Output& output);
 
   /// Draws the lines over the former ones in one piece.
-  /// @param headings  the index of a line in another style
-  void draw(const std::vector<std::string>& lines, std::size_t headings);
+  /// @param headings  the index of a line in another style; none: all are alike
+  void draw(const std::vector<std::string>& lines, std::optional<std::size_t> headings);
 
   /// Standard input, if it is a terminal that sends each key; otherwise -1.
   int keys() const {
-    return m_keys;
+    return m_keys.descriptor();
   }
 
   /// Reads what was typed.
@@ -39,11 +60,8 @@ class FullScreen {
   bool takesQuit();
 
  private:
-  void takeKeys();
-
   Output& m_output;
-  int m_keys = -1;
-  termios m_formerKeys{};
+  Keys m_keys{};
   struct sigaction m_formerAction {};
 };
 

@@ -53,7 +53,7 @@ LiveQueue::DirectoryState LiveQueue::look() const {
   return {status.st_dev, status.st_ino, status.st_mtim};
 }
 
-bool LiveQueue::isTask(const std::string& name) const {
+bool LiveQueue::isTask(const std::string& name) {
   const std::optional<TaskName> parts = parseName(name);
   return parts && m_filter.passes(*parts);
 }

@@ -51,7 +51,7 @@ class LiveQueue {
 
   DirectoryState look() const;
   void startWatch();
-  bool isTask(const std::string& name) const;
+  bool isTask(const std::string& name);
   void apply(const tools::NameChange& change, std::vector<tools::NameChange>& done);
   void compareWithDirectory(std::vector<tools::NameChange>& done);
 

@@ -9,14 +9,14 @@
 #include "OutputLines.h"
 #include "TaskSelection.h"
 #include "TaskText.h"
+#include "WatchPage.h"
 
 namespace velmo::cli {
 
 namespace {
 
 constexpr std::size_t kLongestCommand = std::size_t{64} * 1024;
-constexpr std::size_t kBytesPerColumn = 4;  // of UTF-8 at most
-constexpr std::size_t kGap = 2;             // between columns
+constexpr std::size_t kGap = 2;  // between columns
 
 TaskFilter filterOf(const QueueOptions& options, std::time_t now) {
   TaskFilter filter{options.job, options.subJob, options.type, std::nullopt};
@@ -133,8 +133,7 @@ void QueueList::printCount(std::size_t printed, std::size_t all) {
     return;
   }
   if (all == 0) {
-    m_session.out.writeLine(filterOf(m_options, m_now).isEmpty() ? "the queue is empty"
-                                                                 : "no task in the queue matches");
+    m_session.out.writeLine(nothingIn(!filterOf(m_options, m_now).isEmpty()));
   } else if (printed < all) {
     m_session.out.writeLine("... and " + std::to_string(all - printed) + " more");
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
+#include <optional>
 #include <utility>
 
 #include "Failure.h"
@@ -21,8 +22,7 @@ namespace {
 constexpr std::chrono::milliseconds kBetweenPages{200};
 constexpr std::chrono::milliseconds kBetweenLooks{1000};
 constexpr std::size_t kLongestCommand = 4096;
-constexpr std::size_t kBytesPerColumn = 4;  // of UTF-8 at most
-constexpr std::size_t kHeadings = 1;        // their line
+constexpr std::size_t kHeadings = 1;  // their line
 
 std::string timeText(std::time_t moment) {
   std::tm local{};
@@ -32,6 +32,10 @@ std::string timeText(std::time_t moment) {
   return text.data();
 }
 
+TaskFilter filterOf(const QueueOptions& options) {
+  return {options.job, options.subJob, options.type, std::nullopt};
+}
+
 }  // namespace
 
 QueueWatch::QueueWatch(const std::string& directory, const QueueOptions& options, Session& session)
@@ -39,15 +43,15 @@ QueueWatch::QueueWatch(const std::string& directory, const QueueOptions& options
       m_files(directory),
       m_options(options),
       m_session(session),
-      m_queue(directory, {options.job, options.subJob, options.type, std::nullopt}) {}
+      m_queue(directory, filterOf(options)) {}
 
-// A signal may end a write half-way.
+// The signal that ends a watch is no failure.
 void QueueWatch::run() {
   try {
     const bool isPage = !m_options.isJson && FullScreen::isPossible(m_session.out);
     isPage ? showPages() : printChanges();
-  } catch (const Failure&) {
-    if (!m_session.interrupt.isRequested()) {
+  } catch (const Failure& failure) {
+    if (failure.status() != Status::stopped) {
       throw;
     }
   }
@@ -86,12 +90,17 @@ WatchWait::End QueueWatch::pause(FullScreen& screen, std::chrono::steady_clock::
 void QueueWatch::draw(FullScreen& screen) {
   const std::size_t height = m_session.out.height();
   const std::size_t width = m_session.out.width();
-  screen.draw(linesOf(page(rowsFor(height), width), width, height), kHeadings);
+  const WatchPage shown = page(rowsFor(height), width);
+  screen.draw(linesOf(shown, width, height),
+              shown.count > 0 ? std::optional(kHeadings) : std::nullopt);
 }
 
 WatchPage QueueWatch::page(std::size_t rows, std::size_t width) const {
-  WatchPage page{
-      m_directory, withSeparators(timeText(m_queue.lastChange())), m_queue.names().size(), {}};
+  WatchPage page{m_directory,
+                 withSeparators(timeText(m_queue.lastChange())),
+                 m_queue.names().size(),
+                 {},
+                 !filterOf(m_options).isEmpty()};
   TaskRow row(std::time(nullptr));
   auto name = m_queue.names().begin();
   for (std::size_t left = std::min(rows, page.count); left > 0; --left, ++name) {

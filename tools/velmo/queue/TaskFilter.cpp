@@ -1,7 +1,5 @@
 #include "TaskFilter.h"
 
-#include "LocalTime.h"
-
 namespace velmo::cli {
 
 namespace {
@@ -16,14 +14,14 @@ bool TaskFilter::isEmpty() const {
   return !job && !subJob && !type && !createdBefore;
 }
 
-bool TaskFilter::passes(const TaskName& parts) const {
+bool TaskFilter::passes(const TaskName& parts) {
   if (!isWanted(job, parts.job) || !isWanted(subJob, parts.subJob) || !isWanted(type, parts.type)) {
     return false;
   }
   if (!createdBefore) {
     return true;
   }
-  const std::optional<std::time_t> created = momentOf(parts.created);
+  const std::optional<std::time_t> created = moments.of(parts.created);
   return created && *created <= *createdBefore;
 }
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Environment.h"
 #include "LocalTime.h"
 
 namespace velmo::cli {
@@ -29,6 +30,16 @@ TEST(TaskFilterTest, TaskOfTheVeryMomentIsOldEnough) {
   const std::time_t created = momentOf(kCreated).value();
   EXPECT_TRUE((TaskFilter{{}, {}, {}, created}.passes(task())));
   EXPECT_FALSE((TaskFilter{{}, {}, {}, created - 1}.passes(task())));
+}
+
+// The platform looks at the time zone for each moment that it is asked for.
+TEST(TaskFilterTest, MomentsAreKeptForTheNextTask) {
+  test::Environment environment;
+  environment.set("TZ", "UTC");
+  TaskFilter filter{{}, {}, {}, momentOf(kCreated).value()};
+  EXPECT_TRUE(filter.passes(task()));
+  environment.set("TZ", "UTC+5");
+  EXPECT_TRUE(filter.passes(task()));
 }
 
 TEST(TaskFilterTest, TimeThatIsNotADateIsNeverOldEnough) {

@@ -15,7 +15,7 @@ constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
 TaskSelection::TaskSelection(TaskFilter filter, std::optional<std::int64_t> limit)
     : m_filter(std::move(filter)), m_limit(limit ? static_cast<std::size_t>(*limit) : kNoLimit) {}
 
-bool TaskSelection::passes(const std::string& name) const {
+bool TaskSelection::passes(const std::string& name) {
   if (m_filter.isEmpty()) {
     return true;
   }

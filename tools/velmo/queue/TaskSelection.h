@@ -31,7 +31,7 @@ class TaskSelection {
   std::vector<std::string> takeNames();
 
  private:
-  bool passes(const std::string& name) const;
+  bool passes(const std::string& name);
 
   TaskFilter m_filter;
   std::size_t m_limit;

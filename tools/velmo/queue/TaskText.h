@@ -10,6 +10,9 @@
 
 namespace velmo::cli {
 
+/// How many bytes of UTF-8 a column of a terminal takes at most.
+constexpr std::size_t kBytesPerColumn = 4;
+
 /// What the file of a task contains.
 struct TaskText {
   std::string command{};

@@ -12,21 +12,12 @@ namespace {
 
 constexpr std::size_t kTopLines = 2;
 
-// The end of a text that is too long: the end of a path tells more.
-std::string endOf(const std::string& text, std::size_t width) {
-  constexpr std::size_t kEllipsis = 3;
-  if (columnsOf(text) <= width || width <= kEllipsis) {
-    return cutTo(text, std::max<std::size_t>(width, 1));
-  }
-  return "..." + text.substr(text.size() - (width - kEllipsis));
-}
-
 std::string headerOf(const WatchPage& page, std::size_t width) {
-  const std::string rest = ": " + std::to_string(page.count) +
-                           (page.count == 1 ? " task" : " tasks") + ", last change " +
-                           page.lastChange;
+  const std::string rest =
+      ": " + std::to_string(page.count) + (page.isFiltered ? " matching" : "") +
+      (page.count == 1 ? " task" : " tasks") + ", last change " + page.lastChange;
   const std::size_t left = width - std::min(width, rest.size());
-  return endOf(tools::oneLine(page.directory), left) + rest;
+  return cutStartTo(tools::oneLine(page.directory), std::max<std::size_t>(left, 1)) + rest;
 }
 
 void addTable(std::vector<std::string>& lines, const WatchPage& page, std::size_t width,
@@ -45,6 +36,10 @@ void addTable(std::vector<std::string>& lines, const WatchPage& page, std::size_
 
 }  // namespace
 
+const char* nothingIn(bool isFiltered) {
+  return isFiltered ? "no task in the queue matches" : "the queue is empty";
+}
+
 std::size_t rowsFor(std::size_t height) {
   return height - std::min(height, kTopLines);
 }
@@ -55,7 +50,7 @@ std::vector<std::string> linesOf(const WatchPage& page, std::size_t width, std::
   const bool isWhole = page.count <= room && page.rows.size() == page.count;
   const std::size_t shown = std::min(page.rows.size(), isWhole || room == 0 ? room : room - 1);
   if (page.count == 0) {
-    lines.emplace_back("the queue is empty");
+    lines.emplace_back(nothingIn(page.isFiltered));
   } else {
     addTable(lines, page, width, shown);
   }

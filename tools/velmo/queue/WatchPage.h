@@ -11,10 +11,15 @@ namespace velmo::cli {
 struct WatchPage {
   std::string directory{};   ///< of the queue
   std::string lastChange{};  ///< when a task last came or went
-  std::size_t count = 0;     ///< of all tasks
+  std::size_t count = 0;     ///< of all tasks that match
   /// Cells of the first tasks: those of taskColumns(), and the command.
   std::vector<std::vector<std::string>> rows{};
+  bool isFiltered = false;  ///< only some tasks are wanted
 };
+
+/// What is shown in place of a table without rows.
+/// @param isFiltered  only some tasks are wanted
+const char* nothingIn(bool isFiltered);
 
 /// How many rows a page of this height may need.
 std::size_t rowsFor(std::size_t height);

@@ -6,7 +6,7 @@ namespace velmo::cli {
 namespace {
 
 WatchPage pageOf(std::size_t count, std::size_t rows) {
-  WatchPage page{"/var/taskqueue", "14:05:09", count, {}};
+  WatchPage page{"/var/taskqueue", "14:05:09", count, {}, false};
   for (std::size_t i = 0; i < rows; ++i) {
     page.rows.push_back({"50", "3 s", "J1", "0", std::to_string(i), "2", "sh", "echo hello"});
   }
@@ -51,7 +51,18 @@ TEST(WatchPageTest, NoPageIsHigherThanTheTerminal) {
 
 TEST(WatchPageTest, LongPathKeepsItsEnd) {
   EXPECT_EQ(".../taskqueue: 1 task, last change 14:05:09",
-            linesOf({"/a/long/way/to/the/taskqueue", "14:05:09", 1, {}}, 43, 1).at(0));
+            linesOf({"/a/long/way/to/the/taskqueue", "14:05:09", 1, {}, false}, 43, 1).at(0));
+}
+
+TEST(WatchPageTest, LongPathBeginsWithAWholeCharacter) {
+  EXPECT_EQ("...\xc3\xbc\xc3\xbc: 1 task, last change 14:05:09",
+            linesOf({"/\xc3\xa4\xc3\xb6\xc3\xbc\xc3\xbc\xc3\xbc", "14:05:09", 1, {}, false}, 35, 1)
+                .at(0));
+}
+
+TEST(WatchPageTest, NothingThatMatchesIsNotAnEmptyQueue) {
+  EXPECT_EQ((Lines{"/q: 0 matching tasks, last change 14:05:09", "no task in the queue matches"}),
+            linesOf({"/q", "14:05:09", 0, {}, true}, 80, 24));
 }
 
 TEST(WatchPageTest, ControlCharactersBecomeQuestionMarks) {

@@ -56,7 +56,7 @@ WatchWait::End WatchWait::until(std::chrono::steady_clock::time_point deadline, 
   if (m_interrupt.isRequested()) {
     return End::Signal;
   }
-  // Without events of its own, an output is reported only when its reader is gone.
+  // No event is asked for of the output: poll() then tells only that its reader is gone.
   std::array<pollfd, 3> files{{{change, POLLIN, 0}, {keys, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
   const timespec left = leftUntil(deadline);
   const int ready = ppoll(files.data(), files.size(), &left, &held.former());
