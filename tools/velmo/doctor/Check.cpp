@@ -39,9 +39,6 @@ constexpr std::array<const char*, 23> kWords{"variables",
                                              "modules",
                                              "service"};
 
-constexpr const char* kNoTask = "no task can be submitted";
-constexpr const char* kNoJob = "no task of a new job can be submitted";
-
 constexpr std::array<Place, 8> kPlaces{{
     {"VAR", Check::Queue, "/taskqueue", "var", kNoTask,
      "every user of the machine can submit tasks, which the service runs"},
@@ -96,6 +93,12 @@ std::string lockFile(const Settings& settings) {
 
 const char* wordOf(Check check) {
   return kWords[static_cast<std::size_t>(check)];
+}
+
+std::string nameOf(Check check) {
+  std::string name = wordOf(check);
+  std::replace(name.begin(), name.end(), '_', ' ');
+  return name;
 }
 
 const Place* placeAt(std::size_t index) {

@@ -36,6 +36,13 @@ enum class Check {
 
 constexpr Check kLastCheckOfInstallation = Check::Umask;
 
+/// What a fault keeps from being done.
+constexpr const char* kNoTask = "no task can be submitted";
+constexpr const char* kNoJob = "no task of a new job can be submitted";
+
+/// The name of a check for people, such as "job counter".
+std::string nameOf(Check check);
+
 /// The name of a check in JSON, such as "job_counter".
 const char* wordOf(Check check);
 

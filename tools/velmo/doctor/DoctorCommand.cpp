@@ -1,12 +1,13 @@
 #include "DoctorCommand.h"
 
+#include <algorithm>
+
 #include "DoctorReport.h"
 #include "Examination.h"
 #include "Failure.h"
 #include "LibraryFault.h"
 #include "LockAttempt.h"
 #include "LockFile.h"
-#include "OneLine.h"
 #include "Wrapped.h"
 
 namespace velmo::cli {
@@ -21,6 +22,22 @@ LockVerdict judgeLockFile(const std::string& path) {
   } catch (const Failure& failure) {
     return {false, failure.what()};
   }
+}
+
+// Makes the lock that was not broken the first finding.
+void putFirst(std::vector<Finding>& findings, const Failure& refusal, const std::string& path) {
+  const auto isLock = [](const Finding& finding) { return finding.check == Check::JobLock; };
+  const auto found = std::find_if(findings.begin(), findings.end(), isLock);
+  Finding lock{Check::JobLock, path, Finding::Kind::Fault};
+  if (found != findings.end() && found->kind == Finding::Kind::Fault) {
+    lock = *found;
+  } else {
+    lock.remedy = onlyAdvice("run velmo doctor again");
+  }
+  lock.status = refusal.status();
+  lock.fault = refusal.what();
+  findings.erase(std::remove_if(findings.begin(), findings.end(), isLock), findings.end());
+  findings.insert(findings.begin(), lock);
 }
 
 }  // namespace
@@ -46,34 +63,48 @@ Status DoctorCommand::run(Session& session) {
   const auto installation = client::openInstallation(nullptr);
   const Site site{*valueOf(installation), judgeLockFile};
   std::optional<std::string> broken;
+  std::optional<Failure> refusal;
   if (m_breaksLock) {
-    broken = breakLock(site.installation);
+    try {
+      broken = breakLock(site.installation);
+    } catch (const Failure& failure) {
+      refusal = failure;
+    }
   }
+  std::vector<Finding> findings = findingsIn(site, session);
+  if (refusal) {
+    putFirst(findings, *refusal, lookedAt(Check::JobLock, site.installation));
+  }
+  print(findings, broken, session);
+  if (refusal) {
+    throw *refusal;
+  }
+  return statusOf(findings);
+}
+
+std::vector<Finding> DoctorCommand::findingsIn(const Site& site, Session& session) const {
   std::vector<Finding> findings = examine(site);
   if (m_connects) {
     const std::vector<Finding> service =
         examineService(m_modulesFile, session.interrupt.flag(), site);
     findings.insert(findings.end(), service.begin(), service.end());
   }
-  print(findings, broken, session);
-  return statusOf(findings);
+  return findings;
 }
 
 // Returns what was broken, and why; empty if there is no lock file.
 std::string DoctorCommand::breakLock(const velmo_installation& installation) const {
   const auto directory = client::directoryOf(installation.settings.lockVar);
-  const std::string path = brix::imutils::lockPath(valueOf(directory), "velmo_jobid").data();
-  const LockFile file(path);
+  const LockFile file(brix::imutils::lockPath(valueOf(directory), "velmo_jobid").data());
   if (!file.isThere()) {
     return {};
   }
   const LockVerdict verdict = file.verdict(Processes());
-  const std::string name = "the lock file \"" + tools::oneLine(path) + "\"";
   if (!verdict.isStale) {
-    throw Failure(Status::timedOut, name + " was not broken: " + verdict.reason);
+    throw Failure(Status::timedOut, file.name() + " was not broken: " + verdict.reason);
   }
   file.remove();
-  return name + ": " + verdict.reason;
+  return file.name() + ": " + verdict.reason;
 }
 
 void DoctorCommand::print(const std::vector<Finding>& findings,

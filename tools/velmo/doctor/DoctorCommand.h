@@ -8,6 +8,7 @@
 #include "Command.h"
 #include "Finding.h"
 #include "Installation.h"
+#include "Site.h"
 
 namespace velmo::cli {
 
@@ -21,6 +22,7 @@ class DoctorCommand : public Command {
   Status run(Session& session) override;
 
  private:
+  std::vector<Finding> findingsIn(const Site& site, Session& session) const;
   std::string breakLock(const velmo_installation& installation) const;
   void print(const std::vector<Finding>& findings, const std::optional<std::string>& broken,
              Session& session) const;

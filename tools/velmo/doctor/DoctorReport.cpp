@@ -13,12 +13,6 @@ namespace {
 
 constexpr std::size_t kMarkWidth = 7;  // "FAULT" and a gap
 
-std::string nameOf(Check check) {
-  std::string name = wordOf(check);
-  std::replace(name.begin(), name.end(), '_', ' ');
-  return name;
-}
-
 std::string markOf(Finding::Kind kind, const Output& output) {
   switch (kind) {
     case Finding::Kind::Ok:

@@ -3,12 +3,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <set>
 
 #include "Dialling.h"
 #include "GivenEndpoint.h"
 #include "HostAddresses.h"
 #include "InstallationCheck.h"
+#include "JobNumbers.h"
 #include "ModulesReader.h"
 
 namespace velmo::cli {
@@ -97,11 +99,6 @@ std::string variableObstacle(const std::string& variable, const Settings& settin
   return variable + (setting.value.empty() ? " is not set" : " is not usable");
 }
 
-std::string spaced(std::string name) {
-  std::replace(name.begin(), name.end(), '_', ' ');
-  return name;
-}
-
 // Why a check is skipped; empty if it is not.
 std::string obstacleOf(Check check, const Obstacles& obstacles, const Settings& settings) {
   for (const Need& need : allNeeds()) {
@@ -115,7 +112,7 @@ std::string obstacleOf(Check check, const Obstacles& obstacles, const Settings& 
     }
     for (const Check earlier : need.checks) {
       if (obstacles.checks.count(earlier) > 0) {
-        return "\"" + spaced(wordOf(earlier)) + "\" has a fault";
+        return "\"" + nameOf(earlier) + "\" has a fault";
       }
     }
   }
@@ -154,6 +151,17 @@ std::vector<Finding> findingsOf(Check check, const std::vector<Fault>& faults,
     findings.push_back({check, lookedAtText, Finding::Kind::Ok, noteOf(check, lookedAtText)});
   }
   return findings;
+}
+
+// Without its file, the counter starts again at 0.
+void addMissingCounter(const Settings& settings, std::vector<Fault>& faults) {
+  const std::string path = settings.data.value + "/velmo/jobid";
+  const bool isMissing = client::directoryOf(settings.data).isOk() &&
+                         access((settings.data.value + "/velmo").c_str(), X_OK) == 0 &&
+                         access(path.c_str(), F_OK) != 0 && errno == ENOENT;
+  if (isMissing && largestJobNumber(settings)) {
+    faults.push_back({Problem::JobCounterUnreadable, path, "", ENOENT});
+  }
 }
 
 velmo_endpoint endpointOf(const std::string& modulesFile, const std::atomic<int>& stop) {
@@ -195,6 +203,7 @@ std::vector<Finding> examine(const Site& site) {
   std::vector<Fault> faults;
   client::checkInstallation(site.installation, nullptr,
                             [&faults](const Fault& fault) { faults.push_back(fault); });
+  addMissingCounter(site.installation.settings, faults);
   return findingsOf(faults, site);
 }
 

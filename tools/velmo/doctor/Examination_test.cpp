@@ -148,6 +148,15 @@ TEST_F(ExaminationTest, FileThatMayBeMissingIsSaid) {
   EXPECT_EQ("it is missing: the first job gets the number 0", noteOf(Check::JobCounter));
 }
 
+TEST_F(ExaminationTest, MissingJobCounterIsAFaultIfNumbersAreInUse) {
+  EXPECT_EQ(Lines(), remarkable(examine(site())));
+  place.directory.writeFile("var/taskqueue/0050.20250303140509.J41.S0.T20250303140509-7.R0002.sh",
+                            "");
+  EXPECT_EQ((Lines{"job_counter: cannot read the job counter \"" +
+                   place.directory.path("data/velmo/jobid") + "\": No such file or directory"}),
+            remarkable(examine(site())));
+}
+
 TEST_F(ExaminationTest, KeysAreShownAsIpcsShowsThem) {
   place.environment.set("SHARED_VELMO_TASKID", "255");
   place.environment.set("SEMAPHORE_VELMO_TASKID", "-1");

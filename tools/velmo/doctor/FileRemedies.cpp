@@ -17,19 +17,12 @@ namespace velmo::cli {
 
 namespace {
 
-constexpr std::size_t kMostNames = 50;  // in a command
-constexpr std::size_t kMostBytes = 16384;
 constexpr const char* kTaskPattern = "[-0-9]*.[0-9]*.*.S*.T*-*.R*.*";
 constexpr std::time_t kMinute = 60;
 
 bool exists(const std::string& path) {
   struct stat status {};
   return lstat(path.c_str(), &status) == 0;
-}
-
-bool isDirectory(const std::string& path) {
-  struct stat status {};
-  return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 std::optional<struct stat> statusOf(const std::string& path) {
@@ -58,28 +51,27 @@ Remedy withCommand(std::string command) {
                          : Remedy{std::move(command)};
 }
 
-// The paths of the names, each behind a blank.
-std::string pathsIn(const std::string& directory, const std::vector<std::string>& names) {
-  std::string words;
+// Some paths for a command.
+struct PathWords {
+  std::string words = {};  // each behind a blank
+  std::size_t rest = 0;    // how many more there are
+};
+
+// The paths of as many names as fit into a command, but of at least one.
+PathWords pathsIn(const std::string& directory, std::vector<std::string> names,
+                  std::size_t bytesOfCommand) {
+  std::sort(names.begin(), names.end());
+  PathWords paths;
   for (const std::string& name : names) {
     const std::string word = pasteWord(directory + "/" + name);
-    words += word.empty() ? "" : " " + word;
+    const std::size_t bytes = bytesOfCommand + paths.words.size() + 1 + word.size();
+    if (word.empty() || (!paths.words.empty() && bytes > kLongestCommand)) {
+      ++paths.rest;
+    } else {
+      paths.words += " " + word;
+    }
   }
-  return words;
-}
-
-// Keeps as many names as a terminal takes in one line.
-std::size_t shorten(std::vector<std::string>& names) {
-  std::sort(names.begin(), names.end());
-  std::size_t bytes = 0;
-  std::size_t count = 0;
-  while (count < names.size() && count < kMostNames && bytes + names[count].size() < kMostBytes) {
-    bytes += names[count++].size();
-  }
-  count = std::min(names.size(), std::max<std::size_t>(count, 1));
-  const std::size_t rest = names.size() - count;
-  names.resize(count);
-  return rest;
+  return paths;
 }
 
 std::string remaining(std::size_t rest) {
@@ -93,22 +85,34 @@ bool isOldFile(const std::string& path) {
          time(nullptr) - status.st_mtime > kMinute;
 }
 
-// Whether the pattern selects these names in the directory, and no other.
-bool isSelected(const std::string& directory, const std::vector<std::string>& names) {
+bool isLikeTask(const std::string& name) {
+  return fnmatch(kTaskPattern, name.c_str(), 0) == 0;
+}
+
+// Whether a condition selects these names in the directory, and no other.
+template <typename Condition>
+bool isSelected(const std::string& directory, std::vector<std::string> names, Condition condition) {
   std::vector<std::string> selected = client::namesIn(directory).names;
   selected.erase(std::remove_if(selected.begin(), selected.end(),
-                                [&](const std::string& name) {
-                                  return fnmatch(kTaskPattern, name.c_str(), 0) != 0 ||
-                                         !isOldFile(directory + "/" + name);
-                                }),
+                                [&](const std::string& name) { return !condition(name); }),
                  selected.end());
   std::sort(selected.begin(), selected.end());
-  std::vector<std::string> wanted = names;
-  std::sort(wanted.begin(), wanted.end());
-  return selected == wanted;
+  std::sort(names.begin(), names.end());
+  return selected == names;
+}
+
+// Finds what is in a directory, or in the one to which a link leads. In the C locale a pattern
+// matches bytes that are no characters.
+std::string findIn(const std::string& directory, const std::string& rest) {
+  return forPath("LC_ALL=C find ", directory + "/", rest);
 }
 
 }  // namespace
+
+bool isDirectoryItself(const std::string& path) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
 
 std::string freshName(const std::string& path, const std::string& suffix) {
   std::string name = path + suffix;
@@ -157,33 +161,43 @@ Remedy makeDirectory(const std::string& path) {
 }
 
 Remedy deleteTaskFiles(const std::string& directory, std::vector<std::string> names) {
-  if (names.size() > kMostNames && isSelected(directory, names)) {
-    return withCommand(forPath("find ", directory,
-                               " -maxdepth 1 -type f -mmin +1 -name '" + std::string(kTaskPattern) +
-                                   "' -exec rm -f {} +"));
+  const std::string command = "rm -f";
+  const auto isOldTask = [&](const std::string& name) {
+    return isLikeTask(name) && isOldFile(directory + "/" + name);
+  };
+  if (pathsIn(directory, names, command.size()).rest > 0 &&
+      isSelected(directory, names, isOldTask)) {
+    return withCommand(findIn(directory, " -maxdepth 1 -type f -mmin +1 -name '" +
+                                             std::string(kTaskPattern) + "' -exec rm -f {} +"));
   }
-  names.erase(
-      std::remove_if(names.begin(), names.end(),
-                     [&](const std::string& name) { return isDirectory(directory + "/" + name); }),
-      names.end());
-  const std::size_t rest = shorten(names);
-  const std::string paths = pathsIn(directory, names);
-  return paths.empty() ? Remedy{{}, "move them elsewhere: they are not files"}
-                       : Remedy{"rm -f" + paths, remaining(rest)};
+  names.erase(std::remove_if(names.begin(), names.end(),
+                             [&](const std::string& name) {
+                               return isDirectoryItself(directory + "/" + name);
+                             }),
+              names.end());
+  const PathWords paths = pathsIn(directory, names, command.size());
+  return paths.words.empty() ? Remedy{{}, "move them elsewhere: they are not files"}
+                             : Remedy{command + paths.words, remaining(paths.rest)};
 }
 
 Remedy moveOutOfQueue(const std::string& queue, std::vector<std::string> names) {
-  const std::size_t rest = shorten(names);
-  const std::string paths = pathsIn(queue, names);
   const std::string place = pasteWord(freshName(queue, ".other"));
-  if (paths.empty() || place.empty()) {
+  const std::string creation = "mkdir " + place + " && ";
+  const std::string move = "mv";
+  const PathWords paths = pathsIn(queue, names, creation.size() + move.size() + 1 + place.size());
+  if (paths.words.empty() || place.empty()) {
     return {{}, "move them to a directory beside the queue"};
   }
-  std::string advice = "a program may need them: look at them before you delete them";
-  if (rest > 0) {
-    advice += "; " + remaining(rest);
+  const std::string advice = "a program may need them: look at them before you delete them";
+  const auto isOther = [](const std::string& name) { return !isLikeTask(name); };
+  if (paths.rest > 0 && isSelected(queue, names, isOther)) {
+    const std::string found =
+        findIn(queue, " -mindepth 1 -maxdepth 1 ! -name '" + std::string(kTaskPattern) +
+                          "' -exec mv -t " + place + " {} +");
+    return {creation + found, advice};
   }
-  return {"mkdir " + place + " && mv" + paths + " " + place, advice};
+  return {creation + move + paths.words + " " + place,
+          paths.rest > 0 ? advice + "; " + remaining(paths.rest) : advice};
 }
 
 }  // namespace velmo::cli

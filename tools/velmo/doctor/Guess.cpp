@@ -23,9 +23,20 @@ std::string baseOf(const Place& place, const client::Settings& settings) {
 
 }  // namespace
 
-bool isDirectory(const std::string& path) {
+bool leadsToDirectory(const std::string& path) {
   struct stat status {};
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool isBesideOthers(const Place& place, const client::Settings& settings) {
+  const std::string own = baseOf(place, settings);
+  for (std::size_t index = 0; const Place* other = placeAt(index); ++index) {
+    if (!own.empty() && other != &place && baseOf(*other, settings) == own &&
+        leadsToDirectory(settingOf(*other, settings).value)) {
+      return true;
+    }
+  }
+  return false;
 }
 
 std::string absolutePath(const std::string& path) {
@@ -45,7 +56,7 @@ std::optional<std::string> guessOf(const Place& place, const client::Settings& s
   for (std::size_t index = 0; const Place* other = placeAt(index); ++index) {
     const std::string base = other != &place ? baseOf(*other, settings) : std::string();
     const std::string directory = (base == "/" ? "" : base) + "/" + place.name;
-    if (!base.empty() && isDirectory(directory)) {
+    if (!base.empty() && leadsToDirectory(directory)) {
       return directory;
     }
   }

@@ -17,8 +17,12 @@ std::optional<std::string> guessOf(const Place& place, const client::Settings& s
 /// An absolute path for a relative one, seen from the working directory, without "." and "..".
 std::string absolutePath(const std::string& path);
 
-/// Whether a directory is there.
-bool isDirectory(const std::string& path);
+/// Whether the directory that a variable names, which may be missing, has the usual name and is
+/// beside an existing one of another variable.
+bool isBesideOthers(const Place& place, const client::Settings& settings);
+
+/// Whether a path names a directory or a symbolic link to one.
+bool leadsToDirectory(const std::string& path);
 
 }  // namespace velmo::cli
 

@@ -55,6 +55,22 @@ TEST_F(GuessTest, KeyIsNotGuessed) {
   EXPECT_EQ("none", guess("SHARED_VELMO_TASKID"));
 }
 
+TEST_F(GuessTest, MissingDirectoryCanBeBesideOthers) {
+  settings.var.value = directory.makeDirectory("var");
+  settings.lockVar.value = directory.path("lock");
+  EXPECT_TRUE(isBesideOthers(*placeOf("LOCK_VAR"), settings));
+  settings.lockVar.value = directory.path("lokc");
+  EXPECT_FALSE(isBesideOthers(*placeOf("LOCK_VAR"), settings));
+  settings.lockVar.value = directory.path("other/lock");
+  EXPECT_FALSE(isBesideOthers(*placeOf("LOCK_VAR"), settings));
+}
+
+TEST_F(GuessTest, TwoMissingDirectoriesAreNoHintToEachOther) {
+  settings.var.value = directory.path("var");
+  settings.lockVar.value = directory.path("lock");
+  EXPECT_FALSE(isBesideOthers(*placeOf("LOCK_VAR"), settings));
+}
+
 TEST_F(GuessTest, AbsolutePathHasNoDotsAndNoSlashAtItsEnd) {
   const std::string here = std::filesystem::current_path().string();
   EXPECT_EQ(here + "/tmp", absolutePath("./a/../tmp/"));

@@ -10,14 +10,13 @@ namespace velmo::cli {
 
 namespace {
 
-constexpr int kLastNumber = 999999;
 constexpr std::string_view kDigits = "0123456789";
 
 std::optional<int> parsed(std::string_view digits) {
   int number = 0;
   const char* const end = digits.data() + digits.size();
   const auto [stop, error] = std::from_chars(digits.data(), end, number);
-  const bool isNumber = error == std::errc() && stop == end && number <= kLastNumber;
+  const bool isNumber = error == std::errc() && stop == end && number <= kLastJobNumber;
   return isNumber ? std::optional<int>(number) : std::nullopt;
 }
 

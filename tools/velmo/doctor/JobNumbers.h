@@ -9,6 +9,9 @@
 
 namespace velmo::cli {
 
+/// The largest number that a job can have.
+constexpr int kLastJobNumber = 999999;
+
 /// The number in the identifier of a job: 17 of "J17" and "node-J17". Nothing if a program chose
 /// the identifier.
 std::optional<int> jobNumberIn(std::string_view identifier);

@@ -57,7 +57,7 @@ LockFile::LockFile(std::string path) : m_path(std::move(path)) {
     if (errno == ENOENT || errno == ENOTDIR) {
       return;
     }
-    fail("cannot look at the lock file " + quoted(m_path));
+    fail("cannot look at " + name());
   }
   m_isThere = true;
   if (!S_ISREG(m_status.st_mode)) {
@@ -66,15 +66,19 @@ LockFile::LockFile(std::string path) : m_path(std::move(path)) {
   client::Opened file = client::openFile(m_path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
   if (file.error != 0 || fstat(file.descriptor.get(), &m_status) != 0) {
     errno = file.error != 0 ? file.error : errno;
-    fail("cannot read the lock file " + quoted(m_path));
+    fail("cannot read " + name());
   }
   std::array<char, 64> bytes{};
   const ssize_t size = read(file.descriptor.get(), bytes.data(), bytes.size());
   if (size < 0) {
-    fail("cannot read the lock file " + quoted(m_path));
+    fail("cannot read " + name());
   }
   m_contents.assign(bytes.data(), static_cast<std::size_t>(size));
   m_descriptor = std::move(file.descriptor);
+}
+
+std::string LockFile::name() const {
+  return "the lock file " + quoted(m_path);
 }
 
 bool LockFile::isLocal() const {
@@ -109,8 +113,7 @@ bool LockFile::isSame(const std::string& path) const {
 
 void LockFile::remove() const {
   if (!isSame(m_path)) {
-    throw Failure(Status::timedOut,
-                  "the lock file " + quoted(m_path) + " is another one by now: nothing was done");
+    throw Failure(Status::timedOut, name() + " is another one by now: nothing was done");
   }
   takeAway();
 }
@@ -118,7 +121,7 @@ void LockFile::remove() const {
 void LockFile::takeAway() const {
   const std::string aside = freshName(m_path, ".broken" + std::to_string(getpid()) + "-");
   if (renameat2(AT_FDCWD, m_path.c_str(), AT_FDCWD, aside.c_str(), RENAME_NOREPLACE) != 0) {
-    fail("cannot rename the lock file " + quoted(m_path));
+    fail("cannot rename " + name());
   }
   if (isSame(aside)) {
     if (unlink(aside.c_str()) != 0) {
@@ -130,8 +133,7 @@ void LockFile::takeAway() const {
     fail("another program has replaced the lock file, and its new one, now " + quoted(aside) +
          ", cannot be put back to " + quoted(m_path));
   }
-  throw Failure(Status::timedOut, "another program has replaced the lock file " + quoted(m_path) +
-                                      ": it was put back");
+  throw Failure(Status::timedOut, "another program has replaced " + name() + ": it was put back");
 }
 
 }  // namespace velmo::cli

@@ -24,6 +24,9 @@ class LockFile {
     return m_isThere;
   }
 
+  /// The file for people: "the lock file" and its quoted path, in one line.
+  std::string name() const;
+
   /// Whether it is certainly stale.
   LockVerdict verdict(const Processes& processes) const;
 

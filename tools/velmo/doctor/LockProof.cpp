@@ -11,7 +11,11 @@ namespace velmo::cli {
 
 namespace {
 
-constexpr std::time_t kRounding = 2;  // seconds: of the start of a process, and of the file's time
+// Seconds between the file's time and the start of a process, both of which depend on the clock.
+// For how long the file exists on the monotonic clock cannot be known, so a clock that was set
+// forward by more than the margin in between makes an old process look younger than the file.
+constexpr std::time_t kRounding = 2;      // enough where the process also has no library mapped
+constexpr std::time_t kClockSteps = 300;  // where the times alone decide
 
 LockVerdict refused(std::string reason) {
   return {false, std::move(reason)};
@@ -23,13 +27,13 @@ std::string nameOf(const RunningProcess& process) {
              : fmt::format("process {} ({})", process.id, tools::oneLine(process.name));
 }
 
-bool isYounger(const RunningProcess& process, const LockFacts& facts) {
-  return process.start && *process.start >= facts.modified + kRounding;
+bool isYounger(const RunningProcess& process, const LockFacts& facts, std::time_t margin) {
+  return process.start && *process.start >= facts.modified + margin;
 }
 
 // Why the process may have made the lock file; empty if it cannot have.
 std::string suspicion(const RunningProcess& process, const LockFacts& facts) {
-  if (process.isOfKernel || isYounger(process, facts)) {
+  if (process.isOfKernel || isYounger(process, facts, kClockSteps)) {
     return {};
   }
   if (!process.mappedLibraries.empty()) {
@@ -73,14 +77,32 @@ const RunningProcess* find(pid_t id, const std::vector<RunningProcess>& processe
   return found != processes.end() ? &*found : nullptr;
 }
 
+// Why the process that has the number now may be the one that made the file; empty if it is not.
+std::string suspicionOfMaker(pid_t maker, const LockFacts& facts, const RunningProcess* process) {
+  if (process == nullptr || !process->start) {
+    return fmt::format("process {}, which made it, is running", maker);
+  }
+  if (!isYounger(*process, facts, kRounding)) {
+    return nameOf(*process) + ", which made it, is running";
+  }
+  if (!process->mappedLibraries.empty()) {
+    return fmt::format("{}, whose number it holds, is running and uses {}", nameOf(*process),
+                       process->mappedLibraries.front());
+  }
+  if (!process->isReadable) {
+    return fmt::format("it is not known whether {}, whose number it holds, made it: run as root",
+                       nameOf(*process));
+  }
+  return {};
+}
+
 LockVerdict judgeMaker(pid_t maker, const LockFacts& facts,
                        const std::vector<RunningProcess>& processes) {
-  const RunningProcess* const process = find(maker, processes);
-  if (facts.isMakerRunning && (process == nullptr || !process->start)) {
-    return refused(fmt::format("process {}, which made it, is running", maker));
-  }
-  if (facts.isMakerRunning && !isYounger(*process, facts)) {
-    return refused(nameOf(*process) + ", which made it, is running");
+  if (facts.isMakerRunning) {
+    const std::string text = suspicionOfMaker(maker, facts, find(maker, processes));
+    if (!text.empty()) {
+      return refused(text);
+    }
   }
   const std::string text = firstSuspicion(
       processes, facts, [](const RunningProcess& other) { return other.isElsewhere; });
@@ -114,6 +136,9 @@ LockVerdict judge(const LockFacts& facts, const std::vector<RunningProcess>& pro
   const pid_t maker = client::processIdIn(facts.contents);
   if (maker == 0) {
     return refused("its contents are not the number of a process");
+  }
+  if (facts.contents.back() != '\n') {
+    return refused("its contents may be the beginning of a longer number");
   }
   return judgeMaker(maker, facts, processes);
 }

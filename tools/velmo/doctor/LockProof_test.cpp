@@ -104,6 +104,28 @@ TEST_F(LockWithMakerTest, ProcessThatStartedOneSecondLaterMayBeTheMaker) {
   EXPECT_EQ("not: process 123 (report), which made it, is running", verdict());
 }
 
+// The clock may have been set in between.
+TEST_F(LockWithMakerTest, LaterProcessThatUsesTheLibraryMayBeTheMaker) {
+  facts.isMakerRunning = true;
+  add(kMaker, kModified + 100'000).mappedLibraries = {"libvelmo.so.1"};
+  EXPECT_EQ("not: process 123 (report), whose number it holds, is running and uses libvelmo.so.1",
+            verdict());
+}
+
+TEST_F(LockWithMakerTest, LaterProcessThatCannotBeReadMayBeTheMaker) {
+  facts.isMakerRunning = true;
+  add(kMaker, kModified + 100'000).isReadable = false;
+  EXPECT_EQ(
+      "not: it is not known whether process 123 (report), whose number it holds, made it: run as "
+      "root",
+      verdict());
+}
+
+TEST_F(LockWithMakerTest, NumberWithoutALineFeedMayBeCut) {
+  facts.contents = "123";
+  EXPECT_EQ("not: its contents may be the beginning of a longer number", verdict());
+}
+
 TEST_F(LockWithMakerTest, ProcessOfAContainerMayHaveMadeItUnderAnotherNumber) {
   RunningProcess& process = add(900, kModified - 5);
   process.isElsewhere = true;
@@ -142,14 +164,14 @@ TEST_F(LockProofTest, ProcessThatUsesTheLibraryMayHaveMadeAnEmptyFile) {
 }
 
 TEST_F(LockProofTest, ProcessYoungerThanAnEmptyFileHasNotMadeIt) {
-  RunningProcess& process = add(7, kModified + 2);
+  RunningProcess& process = add(7, kModified + 300);
   process.mappedLibraries = {"libvelmo.so.1.0.0"};
   process.isReadable = false;
   EXPECT_EQ("stale: it names no process, and no running process can have made it", verdict());
 }
 
-TEST_F(LockProofTest, YoungProcessWithinTheRoundingMayHaveMadeAnEmptyFile) {
-  add(7, kModified + 1).mappedLibraries = {"libvelmo.so.1.0.0"};
+TEST_F(LockProofTest, ProcessWithinAStepOfTheClockMayHaveMadeAnEmptyFile) {
+  add(7, kModified + 299).mappedLibraries = {"libvelmo.so.1.0.0"};
   EXPECT_FALSE(judge(facts, processes).isStale);
 }
 

@@ -1,10 +1,14 @@
 #include "PropertyLines.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <string_view>
 
 #include "FileRemedies.h"
 #include "LinePieces.h"
 #include "PropertyLine.h"
+#include "Remedy.h"
+#include "ShellWord.h"
 
 namespace velmo::cli {
 
@@ -13,6 +17,35 @@ namespace {
 constexpr std::size_t kMostBytes = 1024U * 1024U;
 
 using brix::imutils::PropertyLine;
+
+std::string withoutLineFeed(std::string text) {
+  if (!text.empty() && text.back() == '\n') {
+    text.pop_back();
+  }
+  return text;
+}
+
+bool isPrintable(char character) {
+  return character >= ' ' && character <= '~';
+}
+
+// An expression for the start of a text that can be quoted, or for all of it.
+std::string expressionFor(const std::string& text) {
+  constexpr std::ptrdiff_t kLongest = 80;
+  const auto end = std::find_if_not(text.begin(), text.end(), isPrintable);
+  const auto stop = text.begin() + std::min(end - text.begin(), kLongest);
+  std::string expression = "^";
+  for (auto character = text.begin(); character != stop; ++character) {
+    const bool isSpecial = std::string_view("\\.*[]^$/").find(*character) != std::string_view::npos;
+    expression += (isSpecial ? "\\" : "") + std::string(1, *character);
+  }
+  return stop == text.end() ? expression + "$" : expression;
+}
+
+std::string editOf(const NumberedLine& line, const std::string& edit) {
+  const std::string expression = expressionFor(line.text);
+  return std::to_string(line.number) + "{/" + expression + "/" + edit + "}";
+}
 
 }  // namespace
 
@@ -36,20 +69,31 @@ std::optional<std::vector<NumberedLine>> propertyLines(const std::string& path) 
     ++number;
     const PropertyLine line = brix::imutils::splitPropertyLine(piece);
     if (line.kind == PropertyLine::Kind::Entry) {
-      lines.push_back({number, line.name, line.value});
+      lines.push_back({number, line.name, line.value, withoutLineFeed(text)});
     } else if (line.kind == PropertyLine::Kind::Skipped) {
-      lines.push_back({number, "", ""});
+      lines.push_back({number, "", "", withoutLineFeed(text)});
     }
   }
   return pieces.error() == 0 ? std::optional(std::move(lines)) : std::nullopt;
 }
 
-std::string commentOut(const std::string& path, const std::vector<std::size_t>& numbers) {
+LineEdits editLines(const std::string& path, const std::vector<NumberedLine>& lines,
+                    const std::string& edit) {
+  const std::string program = "sed -i --follow-symlinks ";
+  std::size_t bytes = forPath(program + "'' ", path).size();
   std::string script;
-  for (std::size_t i = 0; i < std::min(numbers.size(), kMostLines); ++i) {
-    script += (i > 0 ? ";" : "") + std::to_string(numbers[i]) + "s/^/#/";
+  std::size_t count = 0;
+  for (const NumberedLine& line : lines) {
+    const std::string next = editOf(line, edit);
+    bytes += tools::shellQuoted(next).size();
+    if (count > 0 && bytes > kLongestCommand) {
+      break;
+    }
+    script += (count > 0 ? ";" : "") + next;
+    ++count;
   }
-  return script.empty() ? "" : forPath("sed -i --follow-symlinks '" + script + "' ", path);
+  return {script.empty() ? "" : forPath(program + tools::shellQuoted(script) + " ", path),
+          lines.size() - count};
 }
 
 }  // namespace velmo::cli

@@ -13,18 +13,24 @@ struct NumberedLine {
   std::size_t number;  ///< from 1
   std::string name;    ///< empty: readers skip the line
   std::string value;
+  std::string text = {};  ///< as it is in the file, without its line feed
 };
 
 /// The lines of a properties file. Nothing if it cannot be read, has more than a mebibyte or a NUL,
 /// or has a line so long that its readers see several.
 std::optional<std::vector<NumberedLine>> propertyLines(const std::string& path);
 
-/// How many lines a command changes at most.
-constexpr std::size_t kMostLines = 200;
+/// A command that changes lines.
+struct LineEdits {
+  std::string command;   ///< empty if it is not possible
+  std::size_t rest = 0;  ///< how many of the lines do not fit into the command
+};
 
-/// A command that puts a "#" in front of the first kMostLines of the lines with these numbers.
-/// @return an empty text if there is no such command
-std::string commentOut(const std::string& path, const std::vector<std::size_t>& numbers);
+/// A command of sed that edits each of the lines, if it still has the same text, or at least the
+/// same start. Lines that do not fit into a line of a terminal are left out.
+/// @param edit  printable, such as "s/^/#/"
+LineEdits editLines(const std::string& path, const std::vector<NumberedLine>& lines,
+                    const std::string& edit);
 
 }  // namespace velmo::cli
 

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "TemporaryDirectory.h"
 
@@ -54,18 +57,53 @@ TEST_F(PropertyLinesTest, MissingFileGivesNothing) {
   EXPECT_FALSE(propertyLines(directory.path("missing")));
 }
 
-TEST_F(PropertyLinesTest, CommandNamesEachLine) {
-  EXPECT_EQ("sed -i --follow-symlinks '3s/^/#/;7s/^/#/' '/x/a b'", commentOut("/x/a b", {3, 7}));
-  EXPECT_EQ("", commentOut("/x", {}));
+TEST_F(PropertyLinesTest, TextIsThatOfTheFile) {
+  const auto lines = propertyLines(directory.writeFile("file", " a = 1 \nc"));
+  ASSERT_TRUE(lines);
+  EXPECT_EQ(" a = 1 ", lines->at(0).text);
+  EXPECT_EQ("c", lines->at(1).text);
 }
 
-TEST_F(PropertyLinesTest, CommandNamesAtMostTwoHundredLines) {
-  std::vector<std::size_t> numbers(300);
-  for (std::size_t i = 0; i < numbers.size(); ++i) {
-    numbers[i] = i + 1;
-  }
-  const std::string command = commentOut("/x", numbers);
-  EXPECT_NE(std::string::npos, command.find(";200s/^/#/' '/x'"));
+// --- editing ---
+
+std::string edited(const std::string& text) {
+  return editLines("/x", {{3, "", "", text}}, "s/^/#/").command;
+}
+
+TEST_F(PropertyLinesTest, CommandNamesEachLineAndItsText) {
+  EXPECT_EQ("sed -i --follow-symlinks '3{/^c d$/s/^/#/};7{/^$/s/^/#/}' '/x/a b'",
+            editLines("/x/a b", {{3, "", "", "c d"}, {7, "", "", ""}}, "s/^/#/").command);
+  EXPECT_EQ("", editLines("/x", {}, "s/^/#/").command);
+}
+
+TEST_F(PropertyLinesTest, SpecialCharactersOfATextAreQuoted) {
+  EXPECT_EQ("sed -i --follow-symlinks '3{/^a\\.\\*\\[b\\]\\^\\$\\/\\\\+{$/s/^/#/}' '/x'",
+            edited("a.*[b]^$/\\+{"));
+  EXPECT_EQ("sed -i --follow-symlinks '3{/^it'\\''s$/s/^/#/}' '/x'", edited("it's"));
+}
+
+TEST_F(PropertyLinesTest, OfATextWithOtherBytesTheStartDecides) {
+  EXPECT_EQ("sed -i --follow-symlinks '3{/^a/s/^/#/}' '/x'", edited("a\tb"));
+  EXPECT_EQ("sed -i --follow-symlinks '3{/^/s/^/#/}' '/x'", edited("\xff"));
+  EXPECT_EQ("sed -i --follow-symlinks '3{/^" + std::string(80, 'a') + "/s/^/#/}' '/x'",
+            edited(std::string(81, 'a')));
+}
+
+TEST_F(PropertyLinesTest, CommandFitsIntoALineOfATerminal) {
+  const std::vector<NumberedLine> lines(300, NumberedLine{100, "", "", "it's"});
+  const LineEdits edits = editLines("/x", lines, "s/^/#/");
+  EXPECT_LE(edits.command.size(), 4000U);
+  EXPECT_LT(3500U, edits.command.size());
+  EXPECT_EQ(300U, edits.rest + static_cast<std::size_t>(
+                                   std::count(edits.command.begin(), edits.command.end(), '{')));
+}
+
+TEST_F(PropertyLinesTest, LineThatHasChangedStays) {
+  const std::string path = directory.writeFile("file", "a.c\nabc\nx\n");
+  const std::string command =
+      editLines(path, {{1, "", "", "a.c"}, {2, "", "", "a.c"}, {3, "", "", "x"}}, "s/^/#/").command;
+  ASSERT_EQ(0, system(command.c_str()));
+  EXPECT_EQ("#a.c\nabc\n#x\n", test::readFile(path));
 }
 
 }  // namespace

@@ -13,6 +13,15 @@ struct Remedy {
   std::string look = {};  ///< a command that shows more, and changes nothing; may be empty
 };
 
+/// A remedy without a command.
+Remedy onlyAdvice(std::string advice, std::string look = {});
+
+/// Sets a variable.
+Remedy exported(const std::string& variable, const std::string& value);
+
+/// How many bytes a terminal takes in a line.
+constexpr std::size_t kLongestCommand = 4000;
+
 }  // namespace velmo::cli
 
 #endif

@@ -1,20 +1,11 @@
 #ifndef VELMO_REPAIRS_H
 #define VELMO_REPAIRS_H
 
-#include <functional>
-#include <string>
-
 #include "Fault.h"
 #include "Finding.h"
-#include "LockProof.h"
+#include "Site.h"
 
 namespace velmo::cli {
-
-/// What the remedies of faults depend on.
-struct Site {
-  const velmo_installation& installation;
-  std::function<LockVerdict(const std::string& lockFile)> judgeLock;
-};
 
 /// The check to which a fault belongs, its consequence, and what can be done against it. One table
 /// has all faults that velmo doctor can find.

@@ -1,5 +1,6 @@
 #include "Repairs.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -7,6 +8,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -207,6 +209,68 @@ TEST_F(RepairsTest, FileThatAWrongVariableNamesIsNotMoved) {
 TEST_F(RepairsTest, LinkToNothingIsNotMadeADirectory) {
   std::filesystem::create_symlink("/no/such", path("link"));
   EXPECT_EQ("none", command({Problem::DirectoryMissing, "TMP", path("link"), ENOENT}));
+  EXPECT_EQ("none", command({Problem::DirectoryMissing, "VAR", path("link/taskqueue"), ENOENT}));
+  EXPECT_EQ("\"" + path("link") + "\" is a link that leads nowhere: correct the link, or VAR",
+            advice({Problem::DirectoryMissing, "VAR", path("link/taskqueue"), ENOENT}));
+}
+
+TEST_F(RepairsTest, OnlyWhatIsMissingInTheDirectoryOfAVariableIsCreated) {
+  EXPECT_EQ("mkdir -p '" + path("var/taskqueue") + "'",
+            command({Problem::DirectoryMissing, "VAR", path("var/taskqueue"), ENOENT}));
+}
+
+TEST_F(RepairsTest, MisspeltVariableIsCorrected) {
+  for (const auto& [variable, name, rest] :
+       std::vector<std::tuple<const char*, const char*, const char*>>{{"VAR", "var", "/taskqueue"},
+                                                                      {"TMP", "tmp", ""},
+                                                                      {"DATA", "data", "/velmo"},
+                                                                      {"LOCK_VAR", "lock", ""},
+                                                                      {"VELMO_HOME", "home", ""},
+                                                                      {"CONF", "conf", ""}}) {
+    const std::string misspelt = path(std::string(name) + "x");
+    place.environment.set(variable, misspelt);
+    open();
+    EXPECT_EQ("export " + std::string(variable) + "='" + path(name) + "'",
+              command({Problem::DirectoryMissing, variable, misspelt + rest, ENOENT}));
+    place.environment.set(variable, path(name));
+  }
+}
+
+TEST_F(RepairsTest, DirectoryIsCreatedBesideTheOthers) {
+  std::filesystem::remove_all(path("lock"));
+  EXPECT_EQ("mkdir -p '" + path("lock") + "'",
+            command({Problem::DirectoryMissing, "LOCK_VAR", path("lock"), ENOENT}));
+}
+
+TEST_F(RepairsTest, DirectoryWithAnotherNameIsNotCreated) {
+  std::filesystem::remove_all(path("lock"));
+  place.environment.set("LOCK_VAR", path("lokc"));
+  open();
+  const Fault fault{Problem::DirectoryMissing, "LOCK_VAR", path("lokc"), ENOENT};
+  EXPECT_EQ("none", command(fault));
+  EXPECT_EQ("create it, or correct LOCK_VAR", advice(fault));
+}
+
+TEST_F(RepairsTest, DirectoryInAnotherPlaceIsNotCreated) {
+  std::filesystem::remove_all(path("lock"));
+  const std::string other = place.directory.makeDirectory("other") + "/lock";
+  place.environment.set("LOCK_VAR", other);
+  open();
+  EXPECT_EQ("none", command({Problem::DirectoryMissing, "LOCK_VAR", other, ENOENT}));
+}
+
+TEST_F(RepairsTest, TmpThatHasAFaultIsReplacedByAnother) {
+  place.environment.set("TMP", place.directory.makeDirectory("var/tmp"));
+  ASSERT_EQ(0, chmod(path("var/tmp").c_str(), 01777));
+  open();
+  EXPECT_EQ("mkdir -p '" + path("var/tmp2") + "' && export TMP='" + path("var/tmp2") + "'",
+            command({Problem::DirectoryOpenToAll, "TMP", path("var/tmp")}));
+}
+
+TEST_F(RepairsTest, PathThatCannotBeUsedIsCorrected) {
+  for (const int error : {ELOOP, ENAMETOOLONG, EIO}) {
+    EXPECT_EQ("correct TMP", advice({Problem::DirectoryNotUsable, "TMP", path("tmp"), error}));
+  }
 }
 
 TEST_F(RepairsTest, DirectoryOfAllUsersStaysOpen) {
@@ -223,21 +287,22 @@ TEST_F(RepairsTest, FileSystemThatCannotBeWrittenToIsSaid) {
 
 TEST_F(RepairsTest, OfManyLinesTheRestIsAnnounced) {
   std::string lines;
-  for (int i = 0; i < 201; ++i) {
+  for (int i = 0; i < 300; ++i) {
     lines += "x\n";
   }
   place.writeHomePriorities(lines);
-  EXPECT_EQ("or write NAME=NUMBER into these lines; further lines remain: run velmo doctor again",
-            advice({Problem::PriorityLinesSkipped, path("home/priorities.cfg"), "201"}));
+  EXPECT_THAT(advice({Problem::PriorityLinesSkipped, path("home/priorities.cfg"), "300"}),
+              testing::MatchesRegex("or write NAME=NUMBER into these lines; [0-9]+ more lines "
+                                    "remain: run velmo doctor again"));
 }
 
 TEST_F(RepairsTest, EveryValueOfANameWithoutANumberBecomesAComment) {
   place.writeHomePriorities("a=x\n");
   place.writeConfPriorities("b=1\na=\nb=y\n");
   open();
-  EXPECT_EQ(
-      "sed -i --follow-symlinks '1s/^/#/;2s/^/#/;3s/^/#/' '" + path("conf/priorities.cfg") + "'",
-      command({Problem::PrioritiesWithoutNumber, path("conf/priorities.cfg"), "a, b"}));
+  EXPECT_EQ("sed -i --follow-symlinks '1{/^b=1$/s/^/#/};2{/^a=$/s/^/#/};3{/^b=y$/s/^/#/}' '" +
+                path("conf/priorities.cfg") + "'",
+            command({Problem::PrioritiesWithoutNumber, path("conf/priorities.cfg"), "a, b"}));
   EXPECT_EQ("none", command({Problem::PrioritiesWithoutNumber, path("home/priorities.cfg"), "a"}));
 }
 
@@ -268,8 +333,48 @@ TEST_F(RepairsTest, LockThatIsStaleIsBrokenAndAnotherIsWaitedFor) {
   EXPECT_EQ("velmo doctor --break-lock", command({Problem::LockTimedOut, "/x", "y"}));
   verdict = {false, "process 7 (report), which made it, is running"};
   EXPECT_EQ("none", command({Problem::LockTimedOut, "/x", "y"}));
-  EXPECT_EQ("wait until the file is gone: process 7 (report), which made it, is running",
-            advice({Problem::LockTimedOut, "/x", "y"}));
+  EXPECT_EQ(
+      "wait until the file is gone: process 7 (report), which made it, is running; delete the file "
+      "if no running program is taking a job number",
+      advice({Problem::LockTimedOut, "/x", "y"}));
+}
+
+TEST_F(RepairsTest, TextOfAStaleLockDoesNotSayThatItsMakerRuns) {
+  const Fault fault{Problem::LockTimedOut, "/x", "exists, made by process 7, which is running"};
+  verdict = {true,
+             "process 7, which made it, has ended: the one that has this number started later"};
+  EXPECT_EQ("the job counter is locked: \"/x\" exists, made by process 7", find(fault).fault);
+  verdict = {false, "process 7 (report), which made it, is running"};
+  EXPECT_EQ("the job counter is locked: \"/x\" exists, made by process 7, which is running",
+            find(fault).fault);
+}
+
+TEST_F(RepairsTest, WhatIsNoFileIsMovedAwayBeforeTheJobCounterIsWritten) {
+  const std::string counter = path("data/velmo/jobid");
+  ASSERT_EQ(0, mkfifo(counter.c_str(), 0600));
+  const std::string expected =
+      "mv '" + counter + "' '" + counter + ".old' && printf '%s\\n' 1 > '" + counter + "'";
+  EXPECT_EQ(expected, command({Problem::JobCounterNotANumber, counter}));
+  EXPECT_EQ(expected, command({Problem::JobCounterUnreadable, counter, "", ENXIO}));
+}
+
+TEST_F(RepairsTest, WithoutANumberForItTheJobCounterIsNotMovedAway) {
+  std::filesystem::remove_all(path("var/taskqueue"));
+  place.directory.makeDirectory("data/velmo/jobid");
+  EXPECT_EQ("none", command({Problem::JobCounterUnreadable, path("data/velmo/jobid"), "", EISDIR}));
+}
+
+TEST_F(RepairsTest, MissingJobCounterIsWritten) {
+  place.directory.writeFile("tmp/0050.20250303140509.J97.S0.T20250303140509-1.R0002.sh", "");
+  const Fault fault{Problem::JobCounterUnreadable, path("data/velmo/jobid"), "", ENOENT};
+  EXPECT_EQ("printf '%s\\n' 98 > '" + path("data/velmo/jobid") + "'", command(fault));
+  EXPECT_EQ("new jobs get numbers that other jobs have", find(fault).consequence);
+}
+
+TEST_F(RepairsTest, SemaphoreIsLookedAtByItsIdentifier) {
+  EXPECT_EQ(
+      "ipcs -s -i " + std::to_string(place.semaphore.id()),
+      find({Problem::SemaphoreTimedOut, std::to_string(place.semaphore.key()), "x"}).remedy.look);
 }
 
 TEST_F(RepairsTest, SemaphoreOfAProcessThatEndedNeedsARestart) {
@@ -308,6 +413,16 @@ TEST_F(RepairsTest, ListenerIsLookedForByItsPort) {
             find({Problem::NotConnected, "[::1]:8080", "", ECONNREFUSED}).remedy.look);
   EXPECT_EQ("ss -ltnp 'sport = :80'",
             find({Problem::HandshakeRefused, "node:80", "HTTP/1.1 404"}).remedy.look);
+}
+
+TEST_F(RepairsTest, ServiceThatHangsIsNotTakenForAnotherProgram) {
+  const std::string mayHang =
+      "the service hangs, or another program listens there: restart the service, or correct the "
+      "port in \"modules.xml\"";
+  EXPECT_EQ(mayHang, advice({Problem::HandshakeTimedOut, "node:80"}));
+  EXPECT_EQ(mayHang, advice({Problem::HandshakeRefused, "node:80", "HTTP/1.1 503", 0, 503}));
+  EXPECT_EQ("correct the port in \"modules.xml\": another program listens there",
+            advice({Problem::HandshakeRefused, "node:80", "HTTP/1.1 404", 0, 404}));
 }
 
 }  // namespace

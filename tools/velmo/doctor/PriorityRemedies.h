@@ -1,0 +1,33 @@
+#ifndef VELMO_PRIORITYREMEDIES_H
+#define VELMO_PRIORITYREMEDIES_H
+
+#include "Fault.h"
+#include "Remedy.h"
+#include "Site.h"
+
+namespace velmo::cli {
+
+/// Sets VELMO_HOME or CONF to a directory with a file of priorities.
+Remedy nameFiles(const client::Fault& fault, const Site& site);
+
+/// Permits the owner to read the file.
+Remedy permitFile(const client::Fault& fault, const Site& site);
+
+/// Renames what is in the place of a file.
+Remedy moveFileAway(const client::Fault& fault, const Site& site);
+
+/// Makes lines that readers skip comments.
+Remedy commentSkippedLines(const client::Fault& fault, const Site& site);
+
+/// Makes every line of a name comments whose value is no number.
+Remedy commentLinesWithoutNumber(const client::Fault& fault, const Site& site);
+
+/// Appends a class to a file of priorities.
+Remedy addClass(const client::Fault& fault, const Site& site);
+
+/// Removes what a server's identity cannot have.
+Remedy correctIdentity(const client::Fault& fault, const Site& site);
+
+}  // namespace velmo::cli
+
+#endif
