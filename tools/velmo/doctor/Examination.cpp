@@ -160,7 +160,7 @@ void addMissingCounter(const Settings& settings, std::vector<Fault>& faults) {
                          access((settings.data.value + "/velmo").c_str(), X_OK) == 0 &&
                          access(path.c_str(), F_OK) != 0 && errno == ENOENT;
   if (isMissing && largestJobNumber(settings)) {
-    faults.push_back({Problem::JobCounterUnreadable, path, "", ENOENT});
+    faults.push_back({client::Problem::JobCounterUnreadable, path, "", ENOENT});
   }
 }
 
