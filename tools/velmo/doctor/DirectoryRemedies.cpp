@@ -39,11 +39,6 @@ bool isSticky(const std::string& path) {
   return stat(path.c_str(), &status) == 0 && (status.st_mode & S_ISVTX) != 0;
 }
 
-bool exists(const std::string& path) {
-  struct stat status {};
-  return lstat(path.c_str(), &status) == 0;
-}
-
 // Whether a directory, or one that is still to be created, can be TMP.
 bool isFitForTmp(const std::string& path, Settings settings) {
   if (!exists(path)) {

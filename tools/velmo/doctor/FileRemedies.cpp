@@ -20,11 +20,6 @@ namespace {
 constexpr const char* kTaskPattern = "[-0-9]*.[0-9]*.*.S*.T*-*.R*.*";
 constexpr std::time_t kMinute = 60;
 
-bool exists(const std::string& path) {
-  struct stat status {};
-  return lstat(path.c_str(), &status) == 0;
-}
-
 std::optional<struct stat> statusOf(const std::string& path) {
   struct stat status {};
   return stat(path.c_str(), &status) == 0 ? std::optional<struct stat>(status) : std::nullopt;
@@ -108,6 +103,11 @@ std::string findIn(const std::string& directory, const std::string& rest) {
 }
 
 }  // namespace
+
+bool exists(const std::string& path) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0;
+}
 
 bool isDirectoryItself(const std::string& path) {
   struct stat status {};

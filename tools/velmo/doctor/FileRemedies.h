@@ -11,6 +11,9 @@ namespace velmo::cli {
 /// A name beside a path that nothing has: the path and the suffix, with a number if necessary.
 std::string freshName(const std::string& path, const std::string& suffix);
 
+/// Whether anything has the path, such as a symbolic link that leads nowhere.
+bool exists(const std::string& path);
+
 /// Whether a path names a directory, and not a symbolic link to one.
 bool isDirectoryItself(const std::string& path);
 

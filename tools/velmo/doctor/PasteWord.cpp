@@ -10,10 +10,6 @@ namespace velmo::cli {
 
 namespace {
 
-bool isPrintable(char character) {
-  return character >= ' ' && character <= '~';
-}
-
 // The format of printf that writes the byte.
 std::string printed(char character) {
   if (character == '%') {
@@ -26,6 +22,10 @@ std::string printed(char character) {
 }
 
 }  // namespace
+
+bool isPrintable(char character) {
+  return character >= ' ' && character <= '~';
+}
 
 std::string pasteWord(std::string_view text) {
   if (std::all_of(text.begin(), text.end(), isPrintable)) {

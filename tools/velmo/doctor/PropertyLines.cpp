@@ -6,6 +6,7 @@
 
 #include "FileRemedies.h"
 #include "LinePieces.h"
+#include "PasteWord.h"
 #include "PropertyLine.h"
 #include "Remedy.h"
 #include "ShellWord.h"
@@ -23,10 +24,6 @@ std::string withoutLineFeed(std::string text) {
     text.pop_back();
   }
   return text;
-}
-
-bool isPrintable(char character) {
-  return character >= ' ' && character <= '~';
 }
 
 // An expression for the start of a text that can be quoted, or for all of it.
