@@ -67,7 +67,7 @@ complete -c velmo -n '__velmo_in queue' -l job -x -d 'only tasks of this job'
 complete -c velmo -n '__velmo_in queue' -l sub-job -x -d 'only tasks of this sub-job'
 complete -c velmo -n '__velmo_in queue' -l type -x -d 'only tasks of this type'
 complete -c velmo -n '__velmo_in queue' -l older-than -x -d 'only tasks older than this many seconds'
-complete -c velmo -n '__velmo_in queue' -l limit -x -d 'only so many tasks'
+complete -c velmo -n '__velmo_in queue' -l limit -x -d 'only the first tasks'
 complete -c velmo -n '__velmo_in queue' -l commands -d 'show the commands'
 complete -c velmo -n '__velmo_in queue show' -l json -d 'print JSON'
 complete -c velmo -n '__velmo_in queue show' -a '(velmo queue --json 2>/dev/null | __velmo_names)' -d task
