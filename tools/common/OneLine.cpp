@@ -32,7 +32,7 @@ std::size_t sizeFrom(unsigned char first) {
   return first < 0xe0 ? 2 : first < 0xf0 ? 3 : 4;
 }
 
-// Whether the shortest form of a character has this size, and it is no half of a pair.
+// Whether the encoding is the shortest one, and the character is not a surrogate.
 bool isProper(char32_t code, std::size_t size) {
   constexpr char32_t kSmallestOfThree = 0x800;
   constexpr char32_t kSmallestOfFour = 0x10000;

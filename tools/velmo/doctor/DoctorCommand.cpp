@@ -14,7 +14,7 @@ namespace velmo::cli {
 
 namespace {
 
-// A lock file that cannot be looked at is no proof.
+// A lock file that cannot be read does not prove that it is stale.
 LockVerdict judgeLockFile(const std::string& path) {
   try {
     const LockFile file(path);

@@ -97,7 +97,7 @@ bool isSelected(const std::string& directory, std::vector<std::string> names, Co
 }
 
 // Finds what is in a directory, or in the one to which a link leads. In the C locale a pattern
-// matches bytes that are no characters.
+// matches bytes that are not characters.
 std::string findIn(const std::string& directory, const std::string& rest) {
   return forPath("LC_ALL=C find ", directory + "/", rest);
 }

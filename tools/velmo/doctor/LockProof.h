@@ -40,7 +40,7 @@ struct LockVerdict {
 /// Decides whether a lock file is certainly stale. It is if it holds the number of a process that
 /// has ended, or of one that started at least 2 s after the file was last changed and has no
 /// library mapped; or if it is empty and no process has a library mapped that started earlier than
-/// 300 s after the file was last changed. Whatever is not known is no proof.
+/// 300 s after the file was last changed. A fact that is not known proves nothing.
 /// @param processes  all that run, without this one
 LockVerdict judge(const LockFacts& facts, const std::vector<RunningProcess>& processes);
 

@@ -19,7 +19,7 @@ Remedy moveFileAway(const client::Fault& fault, const Site& site);
 /// Makes lines that readers skip comments.
 Remedy commentSkippedLines(const client::Fault& fault, const Site& site);
 
-/// Makes every line of a name comments whose value is no number.
+/// Comments out each line whose value is not a number.
 Remedy commentLinesWithoutNumber(const client::Fault& fault, const Site& site);
 
 /// Appends a class to a file of priorities.

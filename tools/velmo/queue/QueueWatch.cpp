@@ -45,7 +45,7 @@ QueueWatch::QueueWatch(const std::string& directory, const QueueOptions& options
       m_session(session),
       m_queue(directory, filterOf(options)) {}
 
-// The signal that ends a watch is no failure.
+// A signal is the usual way to end a watch, so it is not a failure.
 void QueueWatch::run() {
   try {
     const bool isPage = !m_options.isJson && FullScreen::isPossible(m_session.out);
