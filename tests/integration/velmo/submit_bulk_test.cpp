@@ -277,7 +277,7 @@ TEST_F(SubmitBulkByMessageTest, ServiceThatAnswersWronglyPutsTwoLinesInDoubt) {
     EXPECT_EQ("echo 1\necho 2\n", textOf(file + ".in-doubt")) << fault;
     EXPECT_EQ(98U, linesOf(textOf(file)).size()) << fault;
     EXPECT_THAT(linesOf(result.output).back(),
-                HasSubstr("\tnot sent: the last two tasks are in doubt: "));
+                HasSubstr("\tnot sent: the last task is in doubt: "));
   }
 }
 

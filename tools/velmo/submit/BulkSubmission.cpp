@@ -12,8 +12,9 @@ namespace {
 
 constexpr const char* kOutOfMemory = "out of memory";
 
-// One may be the fault of its task. Each is to be looked up by hand.
-constexpr int kMostInDoubt = 2;
+// One may be the fault of its task, for example of its size. Each takes the whole timeout, or must
+// be looked up by hand.
+constexpr int kMostUnanswered = 2;
 
 std::string lineText(std::uint64_t number) {
   return "; line " + std::to_string(number);
@@ -103,13 +104,13 @@ LineOutcome BulkSubmission::attempt(const InputLine& line) {
   if (m_loss) {
     return outcome;
   }
-  if (outcome.status == Status::inDoubt) {
-    ++m_inDoubtInARow;
+  if (outcome.status == Status::inDoubt || outcome.status == Status::timedOut) {
+    ++m_unanswered;
   } else if (outcome.status == Status::ok || outcome.status == Status::refused) {
-    m_inDoubtInARow = 0;
+    m_unanswered = 0;
   }
   const bool isLost = outcome.status != Status::ok && m_context.sender.isLost();
-  if (isLost || m_inDoubtInARow >= kMostInDoubt) {
+  if (isLost || m_unanswered >= kMostUnanswered) {
     noteLoss(outcome);
   }
   return outcome;
@@ -140,10 +141,9 @@ void BulkSubmission::noteLoss(const LineOutcome& outcome) {
   const bool isInDoubt = outcome.status == Status::inDoubt;
   m_loss = LineOutcome{isInDoubt ? outcome.cause : outcome.status, "", "not sent"};
   try {
-    const char* tasks = m_inDoubtInARow >= kMostInDoubt ? "two tasks are" : "task is";
-    m_loss->message = isInDoubt ? std::string("not sent: the last ") + tasks +
-                                      " in doubt: " + std::string(reasonOf(outcome.message))
-                                : outcome.message;
+    m_loss->message =
+        isInDoubt ? "not sent: the last task is in doubt: " + std::string(reasonOf(outcome.message))
+                  : outcome.message;
   } catch (const std::bad_alloc&) {  // the short message remains
   }
 }

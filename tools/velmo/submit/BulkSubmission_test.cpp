@@ -198,20 +198,22 @@ TEST_F(BulkSubmissionTest, AfterALossTheOtherLinesFailWithTheSameStatusWithoutAn
   EXPECT_EQ(Status::notRunning, statusOf(result));
 }
 
-TEST_F(BulkSubmissionTest, AfterALossInDoubtTheOtherLinesAreNotInDoubt) {
-  run("11:lost\ntwo\n");
-  EXPECT_EQ("1\tin_doubt\tlost\n2\tunexpected_reply\tnot sent: the last task is in doubt: lost\n",
-            results());
-  EXPECT_EQ("two\n", failed());
-  EXPECT_EQ("11:lost\n", inDoubt());
+TEST_F(BulkSubmissionTest, AfterTwoTimeoutsInARowTheOtherLinesAreNotTried) {
+  run("4:slow\n4:slow\nthree\n");
+  EXPECT_EQ("1\ttimed_out\tslow\n2\ttimed_out\tslow\n3\ttimed_out\tslow\n", results());
+  EXPECT_EQ(2U, m_sender.tasks.size());
+}
+
+TEST_F(BulkSubmissionTest, LineThatIsRefusedBetweenTwoTimeoutsLetsTheRunGoOn) {
+  run("4:slow\n10:no\n4:slow\nfour\n");
+  EXPECT_EQ(4U, m_sender.tasks.size());
 }
 
 TEST_F(BulkSubmissionTest, AfterTwoLinesInDoubtTheOthersAreNotSent) {
   run("11:the task may be queued: x\n{\"command\": oops}\n11:the task may be queued: why\nfour\n");
   EXPECT_EQ(2U, m_sender.tasks.size());
-  EXPECT_THAT(results(),
-              testing::EndsWith("\n4\tunexpected_reply\tnot sent: the last two tasks are in "
-                                "doubt: why\n"));
+  EXPECT_THAT(results(), testing::EndsWith(
+                             "\n4\tunexpected_reply\tnot sent: the last task is in doubt: why\n"));
   EXPECT_EQ("{\"command\": oops}\nfour\n", failed());
 }
 

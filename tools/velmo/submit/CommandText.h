@@ -6,7 +6,7 @@
 
 namespace velmo::cli {
 
-/// The command line that stands for the words of a command.
+/// The words of a command as one command line.
 ///
 /// One word is the command line itself, unchanged. Several are quoted where the shell needs it, so
 /// that it reads the same words; a first word that a shell would take for an assignment or a

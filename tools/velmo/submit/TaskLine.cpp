@@ -144,10 +144,14 @@ class TaskReader : public json::json_sax_t {
 }  // namespace
 
 bool isJsonObject(std::string_view line) {
-  if (line.empty() || line.front() != '{') {
+  constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+  constexpr std::string_view kBlanks = " \t";
+  const bool isMarked = line.substr(0, kByteOrderMark.size()) == kByteOrderMark;
+  const std::size_t brace = line.find_first_not_of(kBlanks, isMarked ? kByteOrderMark.size() : 0);
+  if (brace == std::string_view::npos || line[brace] != '{') {
     return false;
   }
-  const std::size_t next = line.find_first_not_of(" \t", 1);
+  const std::size_t next = line.find_first_not_of(kBlanks, brace + 1);
   return next != std::string_view::npos && (line[next] == '"' || line[next] == '}');
 }
 

@@ -7,11 +7,12 @@
 
 namespace velmo::cli {
 
-/// Whether a line is a JSON object: it begins with "{" and, after blanks, a quotation mark or "}".
-/// Such a line is never run as a shell command, even if it is malformed.
+/// Whether a line is a JSON object: "{" and a quotation mark or "}" begin it, with or without
+/// blanks in front of each, and a byte order mark in front of all. Such a line is never run as a
+/// shell command, even if it is malformed.
 bool isJsonObject(std::string_view line);
 
-/// The task that a line stands for: its command, or in a JSON object any of the fields
+/// The task of a line: the line is its command, or a JSON object with any of the fields
 /// priority_class, command, type, adjustment, job, sub_job, information and relative_priority.
 /// @param line      without its line feed
 /// @param defaults  the fields that the line does not have

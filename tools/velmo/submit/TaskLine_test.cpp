@@ -64,16 +64,21 @@ TEST(TaskLineTest, EmptyObjectHasTheDefaults) {
 }
 
 TEST(TaskLineTest, BraceOfAShellIsNotJson) {
-  for (const char* line : {"{ echo; }", "{", "{ ", "{'a'", " {\"command\":\"x\"}", "{a,b}"}) {
+  for (const char* line : {"{ echo; }", "{", "{ ", "{'a'", "x {\"command\":\"x\"}", "{a,b}"}) {
     EXPECT_FALSE(isJsonObject(line)) << line;
     EXPECT_EQ(line, taskOf(line, {}).command);
   }
 }
 
 TEST(TaskLineTest, BraceAndQuotationMarkIsJson) {
-  for (const char* line : {"{\"", "{ \t\"", "{}", "{  } x"}) {
+  for (const char* line : {"{\"", "{ \t\"", "{}", "{  } x", " \t{\"", "\xef\xbb\xbf{\""}) {
     EXPECT_TRUE(isJsonObject(line)) << line;
   }
+}
+
+TEST(TaskLineTest, BlanksAndAByteOrderMarkInFrontOfAnObjectAreSkipped) {
+  EXPECT_EQ("x", taskOf(" \t{\"command\":\"x\"}", {}).command);
+  EXPECT_EQ("x", taskOf("\xef\xbb\xbf{\"command\":\"x\"}", {}).command);
 }
 
 TEST(TaskLineTest, MalformedJsonIsRefusedWithItsPlaceButWithoutItsText) {

@@ -4,13 +4,6 @@
 
 namespace velmo::cli {
 
-namespace {
-
-// One may be the fault of the task, for example of its size.
-constexpr int kMostTimeouts = 2;
-
-}  // namespace
-
 FileSender::FileSender(Installation installation, Timeout timeout, Durability durability)
     : m_installation(std::move(installation)), m_timeout(timeout), m_durability(durability) {}
 
@@ -33,14 +26,14 @@ std::string MessageSender::send(const Task& task) {
     connect(deadline);
   }
   try {
-    return exchange(task, deadline);
+    return m_connection->send(task, deadline);
   } catch (const Error& failure) {
     if (!isReused || failure.status() != Status::connectionLost) {
       throw;
     }
   }
   connect(deadline);
-  return exchange(task, deadline);
+  return m_connection->send(task, deadline);
 }
 
 bool MessageSender::isConnected() const {
@@ -55,22 +48,6 @@ void MessageSender::connect(Deadline deadline) {
     m_isLost = failure.status() != Status::stopped;
     throw;
   }
-}
-
-std::string MessageSender::exchange(const Task& task, Deadline deadline) {
-  try {
-    std::string name = m_connection->send(task, deadline);
-    m_timeouts = 0;
-    return name;
-  } catch (const Error& failure) {
-    noteFailure(failure);
-    throw;
-  }
-}
-
-void MessageSender::noteFailure(const Error& failure) {
-  m_timeouts = failure.cause() == Status::timedOut ? m_timeouts + 1 : 0;
-  m_isLost = m_timeouts >= kMostTimeouts;
 }
 
 }  // namespace velmo::cli

@@ -51,7 +51,7 @@ class FileSender : public TaskSender {
 /// next task opens another. A task that was certainly not sent because the service had ended the
 /// connection meanwhile is sent again over a new one.
 ///
-/// It is lost when no connection can be opened, and when two tasks in a row timed out.
+/// It is lost when no connection can be opened.
 class MessageSender : public TaskSender {
  public:
   MessageSender(Endpoint endpoint, Timeout timeout);
@@ -65,13 +65,10 @@ class MessageSender : public TaskSender {
  private:
   bool isConnected() const;
   void connect(Deadline deadline);
-  std::string exchange(const Task& task, Deadline deadline);
-  void noteFailure(const Error& failure);
 
   Endpoint m_endpoint;
   Timeout m_timeout;
   std::optional<Connection> m_connection;
-  int m_timeouts = 0;  // in a row
   bool m_isLost = false;
 };
 
