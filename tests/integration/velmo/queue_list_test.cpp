@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,6 +15,7 @@
 #include <filesystem>
 #include <string>
 
+#include "StandinProcess.h"
 #include "TaskInstallation.h"
 #include "TerminalProcess.h"
 #include "ToolProcess.h"
@@ -170,6 +173,30 @@ TEST_F(QueueListTest, QueueThatCannotBeReadIsReported) {
   EXPECT_EQ(2, result.status);
   EXPECT_THAT(result.errors, testing::StartsWith("velmo: "));
   EXPECT_THAT(result.errors, HasSubstr("VAR"));
+}
+
+TEST_F(QueueListTest, SignalEndsAListWhoseReaderDoesNotRead) {
+  for (int i = 0; i < 1500; ++i) {  // more than a pipe holds
+    put(name(50, i));
+  }
+  const std::string pipe = m_installation.directory.path("pipe");
+  ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+  const int reader = open(pipe.c_str(), O_RDWR | O_CLOEXEC);
+  const std::string tool = TOOL_PROGRAM;
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(reader, STDOUT_FILENO);
+    execl(tool.c_str(), tool.c_str(), "queue", "--json", nullptr);
+    _exit(99);
+  }
+  int held = 0;
+  ASSERT_TRUE(waitUntil([&] { return ioctl(reader, FIONREAD, &held) == 0 && held > 60000; }));
+  kill(child, SIGTERM);
+  int status = 0;
+  ASSERT_TRUE(waitUntil([&] { return waitpid(child, &status, WNOHANG) == child; }));
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(5, WEXITSTATUS(status));
+  close(reader);
 }
 
 TEST_F(QueueListTest, ReaderThatIsGoneEndsItQuietly) {

@@ -1,5 +1,9 @@
 #include "OutputLines.h"
 
+#include <limits.h>
+
+#include <algorithm>
+#include <atomic>
 #include <cstddef>
 
 #include "Failure.h"
@@ -19,11 +23,18 @@ void OutputLines::add(std::string_view text) {
   }
 }
 
+// In parts for which an output that is ready has room, so that no write waits and a signal is
+// noticed.
 void OutputLines::flush() {
-  if (m_session.interrupt.isRequested()) {
-    throw Failure(Status::stopped, "stopped by a signal");
+  const std::atomic<int>& stop = m_session.interrupt.flag();
+  std::string_view rest = m_text;
+  while (!rest.empty()) {
+    if (stop != 0 || !m_session.out.waitUntilWritable(stop)) {
+      throw Failure(Status::stopped, "stopped by a signal");
+    }
+    m_session.out.write(rest.substr(0, PIPE_BUF));
+    rest.remove_prefix(std::min<std::size_t>(rest.size(), PIPE_BUF));
   }
-  m_session.out.write(m_text);
   m_text.clear();
 }
 

@@ -8,7 +8,8 @@
 
 namespace velmo::cli {
 
-/// Collects lines for standard output and writes them in large pieces.
+/// Collects lines for standard output and writes them in large pieces. A signal ends a write for
+/// which the reader has no room.
 class OutputLines {
  public:
   explicit OutputLines(Session& session) : m_session(session) {}
