@@ -4,8 +4,13 @@
 #include <sys/types.h>
 
 #include <optional>
+#include <string>
+#include <vector>
 
 namespace velmo::test {
+
+/// Pointers to the texts, and a null pointer at the end, as exec takes them.
+std::vector<char*> pointersTo(std::vector<std::string>& texts);
 
 /// A program that a test has started. The destructor kills it if it still runs.
 class ChildProgram {

@@ -137,12 +137,7 @@ StandinProcess::~StandinProcess() {
 void StandinProcess::start(const std::vector<std::string>& arguments, mode_t umask) {
   std::vector<std::string> texts{STANDIN_PROGRAM};
   texts.insert(texts.end(), arguments.begin(), arguments.end());
-  std::vector<char*> pointers;
-  pointers.reserve(texts.size() + 1);
-  for (std::string& text : texts) {
-    pointers.push_back(text.data());
-  }
-  pointers.push_back(nullptr);
+  const std::vector<char*> pointers = pointersTo(texts);
   const pid_t child = fork();
   if (child == 0) {
     become(pointers, m_directory.path(), umask);

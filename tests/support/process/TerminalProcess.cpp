@@ -15,6 +15,8 @@
 #include <chrono>
 #include <stdexcept>
 
+#include "ChildProgram.h"
+
 namespace velmo::test {
 
 namespace {
@@ -25,26 +27,18 @@ constexpr std::chrono::seconds kLimit{30};
 constexpr int kPauseMilliseconds = 5;
 
 // Runs in the child, between fork and exec.
-[[noreturn]] void run(int terminal, std::vector<char*>& arguments, std::vector<char*>& variables) {
+[[noreturn]] void run(int terminal, const std::vector<char*>& arguments,
+                      std::vector<std::string>& variables) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   login_tty(terminal);
   unsetenv("NO_COLOR");
   unsetenv("COLUMNS");
   setenv("TERM", "xterm", 1);
-  for (char* variable : variables) {
-    putenv(variable);
+  for (std::string& variable : variables) {
+    putenv(variable.data());
   }
   execv(arguments[0], arguments.data());
   _exit(99);
-}
-
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-  std::vector<char*> pointers;
-  pointers.reserve(texts.size() + 1);
-  for (std::string& text : texts) {
-    pointers.push_back(text.data());
-  }
-  return pointers;
 }
 
 }  // namespace
@@ -60,12 +54,10 @@ TerminalProcess::TerminalProcess(const std::vector<std::string>& arguments, unsi
   std::vector<std::string> texts{TOOL_PROGRAM};
   texts.insert(texts.end(), arguments.begin(), arguments.end());
   std::vector<std::string> given = variables;
-  std::vector<char*> pointers = pointersTo(texts);
-  pointers.push_back(nullptr);
-  std::vector<char*> environment = pointersTo(given);
+  const std::vector<char*> pointers = pointersTo(texts);
   m_pid = fork();
   if (m_pid == 0) {
-    run(m_slave, pointers, environment);
+    run(m_slave, pointers, given);
   }
   fcntl(m_slave, F_SETFD, FD_CLOEXEC);
 }

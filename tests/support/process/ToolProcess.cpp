@@ -50,12 +50,7 @@ void become(int descriptor, int standard) {
 ToolProcess::ToolProcess(const std::vector<std::string>& arguments, const fs::path& input) {
   std::vector<std::string> texts{TOOL_PROGRAM};
   texts.insert(texts.end(), arguments.begin(), arguments.end());
-  std::vector<char*> pointers;
-  pointers.reserve(texts.size() + 1);
-  for (std::string& text : texts) {
-    pointers.push_back(text.data());
-  }
-  pointers.push_back(nullptr);
+  const std::vector<char*> pointers = pointersTo(texts);
   const pid_t child = fork();
   if (child == 0) {
     run(pointers, m_directory.path(), input);

@@ -12,7 +12,7 @@ namespace {
 constexpr std::size_t kWidth = 80;
 constexpr std::size_t kLongestLabel = 26;  // a longer one has a line for itself
 
-// A label and what it stands for.
+// A label and its text.
 using Entry = std::pair<std::string, std::string>;
 
 std::string labelOf(const CLI::Option& option) {

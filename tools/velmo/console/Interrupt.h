@@ -5,9 +5,9 @@
 
 namespace velmo::cli {
 
-/// The wish of the user to stop: SIGINT, SIGTERM or SIGHUP. While the object exists, the first of
-/// them sets a flag and interrupts a wait for input; the second ends the process. A signal that
-/// is ignored stays so.
+/// Whether the user wants to stop: SIGINT, SIGTERM or SIGHUP arrived. While the object exists, the
+/// first of them sets a flag and interrupts a wait for input; the second ends the process. A signal
+/// that is ignored stays so.
 class Interrupt {
  public:
   Interrupt();

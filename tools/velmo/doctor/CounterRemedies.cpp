@@ -52,10 +52,10 @@ Remedy writeJobCounter(const Fault& fault, const Site& site) {
   if (isOtherThanFile(fault.subject)) {
     command = *moveAway(fault.subject).command + " && " + command;
   }
-  return {command, largest ? fmt::format("{} is above every job number in sight; if jobs that have "
+  return {command, largest ? fmt::format("{} is above every job number found; if jobs that have "
                                          "ended had larger ones, write a larger one",
                                          number)
-                           : "no job number is in sight; if the service's logs have one, write a "
+                           : "no job number was found; if the service's logs have one, write a "
                              "larger one, so that none is issued twice"};
 }
 

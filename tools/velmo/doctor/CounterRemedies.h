@@ -7,7 +7,7 @@
 
 namespace velmo::cli {
 
-/// Writes a number above every job number in sight, into a file that is new unless there is a
+/// Writes a number above every job number found, into a file that is new unless there is a
 /// regular one.
 Remedy writeJobCounter(const client::Fault& fault, const Site& site);
 

@@ -8,7 +8,7 @@
 
 namespace velmo::cli {
 
-/// The directory that a variable probably stands for. Installations often have the directories
+/// The probable value of a variable, a directory. Installations often have the directories
 /// "conf", "home", "var", "tmp", "data" and "lock" beside each other: where another variable names
 /// one of them, the rest are looked for in the same directory.
 /// @return nothing if no such directory exists, or for a key

@@ -19,7 +19,7 @@ std::optional<int> jobNumberIn(std::string_view identifier);
 /// The largest number in a text that a job can have, such as 17 of "17x"; nothing if it has none.
 std::optional<int> numberIn(std::string_view text);
 
-/// The largest job number in sight: of tasks in the queue and in TMP, in the job counter however
+/// The largest job number found: of tasks in the queue and in TMP, in the job counter however
 /// damaged it is, and in a copy of it.
 std::optional<int> largestJobNumber(const client::Settings& settings);
 

@@ -49,7 +49,7 @@ std::string suspicion(const RunningProcess& process, const LockFacts& facts) {
   return {};
 }
 
-// Of the processes to which the condition applies.
+// The first suspicion against a process for which the condition holds.
 template <typename Condition>
 std::string firstSuspicion(const std::vector<RunningProcess>& processes, const LockFacts& facts,
                            Condition condition) {

@@ -36,7 +36,7 @@ std::vector<NumberedLine> linesWith(const std::string& path, Condition condition
   return lines;
 }
 
-// Of the names whose value in this file counts, those without a number.
+// The names without a number whose value in this file counts.
 std::set<std::string> namesWithoutNumber(const client::PriorityTable& table,
                                          const std::string& path) {
   std::set<std::string> names;

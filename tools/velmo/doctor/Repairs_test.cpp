@@ -312,7 +312,7 @@ TEST_F(RepairsTest, WithoutAJobNumberInSightTheCounterBecomesOne) {
   const Fault fault{Problem::JobCounterNotANumber, path("data/velmo/jobid")};
   EXPECT_EQ("printf '%s\\n' 1 > '" + path("data/velmo/jobid") + "'", command(fault));
   EXPECT_EQ(
-      "no job number is in sight; if the service's logs have one, write a larger one, so that none "
+      "no job number was found; if the service's logs have one, write a larger one, so that none "
       "is issued twice",
       advice(fault));
 }

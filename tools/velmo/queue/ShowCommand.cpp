@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::size_t kMostOnTerminal = 4000;
 
-// A label and what it stands for.
+// A label and its text.
 using Field = std::pair<std::string, std::string>;
 
 std::string bytes(std::size_t count) {
