@@ -412,7 +412,7 @@ TEST_P(DoctorRepairsTest, FaultIsNamedAndItsRepairEndsIt) {
   EXPECT_NE("", faults[0]["fault"]);
   EXPECT_TRUE(faults[0]["consequence"].is_string());
   // Where processes are hidden, no lock file is certainly stale.
-  const bool isHidden = faults[0]["check"] == "job_lock" && !seesEveryUserOf(scene.path("lock"));
+  const bool isHidden = faults[0]["check"] == "job_lock" && !seesEveryProcess();
   if (GetParam().advice != kByCommand || isHidden) {
     EXPECT_TRUE(faults[0]["repair"].is_null());
     EXPECT_EQ(isHidden ? kHiddenAdvice : filled(GetParam().advice, scene), faults[0]["advice"]);
@@ -483,6 +483,15 @@ TEST_F(DoctorRepairTest, FileThatWasEditedInTheMeantimeKeepsItsLines) {
   EXPECT_EQ("Normal=5\nLow=9\nUrgent=5\n", readFile(scene.path("home/priorities.cfg")));
 }
 
+TEST_F(DoctorRepairTest, IdentityThatIsNotUtf8IsReplacedWholeInAUtf8Locale) {
+  scene.place.environment.set("LC_ALL", "C.UTF-8");
+  scene.place.writeServerIdentity(
+      "SELF_SERVER_ID=a/b\xff"
+      "c/d\n");
+  repair();
+  EXPECT_EQ("SELF_SERVER_ID=abcd\n", readFile(scene.path("conf/serverid.cfg")));
+}
+
 TEST_F(DoctorRepairTest, IdentityKeepsWhatIsUsable) {
   scene.place.writeServerIdentity("# mine\nSELF_SERVER_ID = no/de 7\n");
   repair();
@@ -543,6 +552,18 @@ TEST_F(DoctorPermissionsTest, OwnerPermitsReadingTheJobCounter) {
   scene.place.writeJobCounter("7");
   scene.place.directory.setMode("data/velmo/jobid", 0200);
   expectRepair("job_counter", "chmod u+rw '" + scene.path("data/velmo/jobid") + "'");
+}
+
+TEST_F(DoctorPermissionsTest, DirectoryThatCannotBeCreatedIsOnlyAdvised) {
+  fs::remove(scene.path("lock"));
+  scene.place.directory.setMode("", 0500);
+  const std::optional<Json> fault = faultOf("lock_directory");
+  scene.place.directory.setMode("", 0700);
+  ASSERT_TRUE(fault);
+  EXPECT_TRUE((*fault)["repair"].is_null());
+  EXPECT_EQ("create \"" + scene.path("lock") + "\" as a user who may write to \"" +
+                scene.path("lock").substr(0, scene.path("lock").rfind('/')) + "\"",
+            (*fault)["advice"]);
 }
 
 TEST_F(DoctorPermissionsTest, ObstacleOfAnotherUserIsNamed) {

@@ -22,7 +22,7 @@ using client::Fault;
 using client::Problem;
 using client::Settings;
 
-// What is in the place of a file and is not one; for example a pipe, which blocks its writers.
+// Whether a path is something other than a file; for example a pipe, which blocks its writers.
 bool isOtherThanFile(const std::string& path) {
   struct stat status {};
   return lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
@@ -36,7 +36,7 @@ std::string lookAtSemaphore(const std::string& key) {
 
 }  // namespace
 
-// The counter holds the last number that was issued, and nothing else tells which numbers were.
+// The counter holds the last number that was issued, and no other file records them.
 Remedy writeJobCounter(const Fault& fault, const Site& site) {
   const Settings& settings = site.installation.settings;
   if (!client::directoryOf(settings.var).isOk() ||
@@ -48,6 +48,9 @@ Remedy writeJobCounter(const Fault& fault, const Site& site) {
   std::string command = forPath(fmt::format("printf '%s\\n' {} > ", number), fault.subject);
   if (number >= kLastJobNumber || command.empty()) {
     return onlyAdvice("write the number of the last job into it");
+  }
+  if (!exists(fault.subject) || isOtherThanFile(fault.subject)) {
+    command += ownedAsParent(fault.subject);
   }
   if (isOtherThanFile(fault.subject)) {
     command = *moveAway(fault.subject).command + " && " + command;
@@ -91,11 +94,11 @@ Remedy restartService(const Fault&, const Site&) {
 }
 
 Remedy waitForSemaphore(const Fault& fault, const Site&) {
-  // The word of describeLastTaker().
+  // describeLastTaker() writes this text.
   const bool hasEnded = fault.detail.find("has ended") != std::string::npos;
   return onlyAdvice(hasEnded ? "restart the service: only it sets the semaphore to 1 again"
                              : "wait, or end the process that took it: the system then releases "
-                               "the semaphore; if it stays so, restart the service",
+                               "the semaphore; if it stays locked, restart the service",
                     lookAtSemaphore(fault.subject));
 }
 

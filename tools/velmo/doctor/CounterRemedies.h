@@ -7,8 +7,8 @@
 
 namespace velmo::cli {
 
-/// Writes a number above every job number found, into a file that is new unless there is a
-/// regular one.
+/// Writes a number above every job number found into the counter file. If the path is not a regular
+/// file, it is renamed first.
 Remedy writeJobCounter(const client::Fault& fault, const Site& site);
 
 /// Permits reading the job counter, or replaces what is not a file.
@@ -35,7 +35,7 @@ Remedy useOtherKey(const client::Fault& fault, const Site& site);
 /// Advice for a System V object of another user.
 Remedy useOtherUser(const client::Fault& fault, const Site& site);
 
-/// Switches the removal of System V objects at logout off.
+/// Disables the removal of System V objects at logout.
 Remedy keepAtLogout(const client::Fault& fault, const Site& site);
 
 }  // namespace velmo::cli

@@ -77,7 +77,11 @@ Remedy ownTmp(const Fault&, const Site& site) {
     return onlyAdvice(
         "set TMP to a directory on the file system of the queue, but not to the queue");
   }
-  remedy.command = forPath("mkdir -p ", place, " && " + *remedy.command);
+  const Remedy creation = makeDirectory(place);
+  if (!creation.command) {
+    return creation;
+  }
+  remedy.command = *creation.command + " && " + *remedy.command;
   return remedy;
 }
 
@@ -136,7 +140,8 @@ Remedy createDirectory(const Fault& fault, const Site& site) {
                                          : onlyAdvice("create it, or correct " + fault.subject);
 }
 
-// A file inside of the installation can be moved. What a wrong variable names must stay.
+// A file inside the installation may be moved. If the variable itself is wrong, what it names must
+// stay.
 Remedy replaceByDirectory(const Fault& fault, const Site& site) {
   const Place& place = *placeOf(fault.subject);
   if (*place.subdirectory == '\0') {
@@ -145,7 +150,7 @@ Remedy replaceByDirectory(const Fault& fault, const Site& site) {
                                            : onlyAdvice("set " + fault.subject + " to a directory");
   }
   Remedy remedy = moveAway(fault.detail);
-  const std::string creation = forPath(" && mkdir ", fault.detail);
+  const std::string creation = forPath(" && mkdir ", fault.detail, ownedAsParent(fault.detail));
   if (remedy.command) {
     *remedy.command += creation;
   }
@@ -164,7 +169,7 @@ Remedy permitDirectory(const Fault& fault, const Site&) {
 // A directory like /tmp must stay open to all.
 Remedy closeDirectory(const Fault& fault, const Site& site) {
   if (!isSticky(fault.detail)) {
-    return forbid(fault.detail, "o-w");
+    return closeToOthers(fault.detail);
   }
   return fault.subject == "TMP" ? ownTmp(fault, site)
                                 : onlyAdvice("set " + fault.subject +
@@ -173,7 +178,7 @@ Remedy closeDirectory(const Fault& fault, const Site& site) {
 
 // --- files ---
 
-// The names that the finding counts, which are those that the check of the library takes.
+// The same names that the library's check counts.
 Remedy deleteLeftovers(const Fault& fault, const Site&) {
   return deleteTaskFiles(fault.subject, client::leftoversIn(fault.subject));
 }

@@ -23,7 +23,7 @@ Remedy replaceByDirectory(const client::Fault& fault, const Site& site);
 /// Permits the owner to use the directory.
 Remedy permitDirectory(const client::Fault& fault, const Site& site);
 
-/// Takes the permission to write away from all users.
+/// Removes write permission for others.
 Remedy closeDirectory(const client::Fault& fault, const Site& site);
 
 /// Sets TMP to a directory of the installation, on the file system of the queue.

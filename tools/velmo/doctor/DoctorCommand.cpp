@@ -45,7 +45,7 @@ void putFirst(std::vector<Finding>& findings, const Failure& refusal, const std:
 DoctorCommand::DoctorCommand(CLI::App& parent)
     : Command(parent, "doctor",
               "Looks for everything that keeps tasks from being submitted or run: what was looked "
-              "at, what is wrong, its consequence, and the command that repairs it. Changes "
+              "at, what is wrong, its consequence, and how to repair it. Changes "
               "nothing, except with --break-lock.",
               {"velmo doctor [--json] [--break-lock] [--connect [--modules FILE]]"}) {
   app().add_flag("--json", m_isJson, "print one object a line");

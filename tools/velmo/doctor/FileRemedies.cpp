@@ -37,6 +37,16 @@ std::string lockedParent(const std::string& path) {
   return {};
 }
 
+// The nearest directory above a path that exists.
+std::string existingParent(const std::string& path) {
+  std::string parent = path;
+  do {
+    const std::size_t slash = parent.rfind('/');
+    parent = slash == 0 || slash == std::string::npos ? "/" : parent.substr(0, slash);
+  } while (parent != "/" && !statusOf(parent));
+  return parent;
+}
+
 std::string ownedBy(uid_t user) {
   return fmt::format("it belongs to the user with the number {}", user);
 }
@@ -147,17 +157,34 @@ Remedy permit(const std::string& path, const std::string& mode) {
           forPath("ls -ld ", target)};
 }
 
-Remedy forbid(const std::string& path, const std::string& mode) {
-  Remedy remedy = withCommand(forPath("chmod " + mode + " ", path));
+Remedy closeToOthers(const std::string& path) {
+  const std::string need = "the programs and the service need to be its owner, or in its group";
   const std::optional<struct stat> status = statusOf(path);
   if (status && geteuid() != 0 && status->st_uid != geteuid()) {
-    remedy.advice = ownedBy(status->st_uid) + ": run the command as this user, or as root";
+    return onlyAdvice(ownedBy(status->st_uid) + ", who or root can close it: chmod o-w; " + need,
+                      forPath("ls -ld ", path));
   }
+  Remedy remedy = withCommand(forPath("chmod o-w ", path));
+  remedy.advice = remedy.command ? need : remedy.advice;
   return remedy;
 }
 
 Remedy makeDirectory(const std::string& path) {
-  return withCommand(forPath("mkdir -p ", path));
+  const std::string parent = existingParent(path);
+  if (faccessat(AT_FDCWD, parent.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
+    return onlyAdvice("create \"" + path + "\" as a user who may write to \"" + parent + "\"",
+                      forPath("ls -ld ", parent));
+  }
+  return withCommand(forPath("mkdir -p ", path, ownedAsParent(path)));
+}
+
+std::string ownedAsParent(const std::string& path) {
+  const std::string parent = existingParent(path);
+  const std::optional<struct stat> status = statusOf(parent);
+  if (geteuid() != 0 || !status || status->st_uid == 0) {
+    return {};
+  }
+  return forPath(" && chown --reference=", parent) + forPath(" ", path);
 }
 
 Remedy deleteTaskFiles(const std::string& directory, std::vector<std::string> names) {
@@ -165,10 +192,12 @@ Remedy deleteTaskFiles(const std::string& directory, std::vector<std::string> na
   const auto isOldTask = [&](const std::string& name) {
     return isLikeTask(name) && isOldFile(directory + "/" + name);
   };
+  const std::string advice = "they hold commands that never ran: read them before you delete them";
   if (pathsIn(directory, names, command.size()).rest > 0 &&
       isSelected(directory, names, isOldTask)) {
-    return withCommand(findIn(directory, " -maxdepth 1 -type f -mmin +1 -name '" +
-                                             std::string(kTaskPattern) + "' -exec rm -f {} +"));
+    return {findIn(directory, " -maxdepth 1 -type f -mmin +1 -name '" + std::string(kTaskPattern) +
+                                  "' -exec rm -f {} +"),
+            advice};
   }
   names.erase(std::remove_if(names.begin(), names.end(),
                              [&](const std::string& name) {
@@ -176,8 +205,10 @@ Remedy deleteTaskFiles(const std::string& directory, std::vector<std::string> na
                              }),
               names.end());
   const PathWords paths = pathsIn(directory, names, command.size());
-  return paths.words.empty() ? Remedy{{}, "move them elsewhere: they are not files"}
-                             : Remedy{command + paths.words, remaining(paths.rest)};
+  return paths.words.empty()
+             ? Remedy{{}, "move them elsewhere: they are not files"}
+             : Remedy{command + paths.words,
+                      paths.rest > 0 ? advice + "; " + remaining(paths.rest) : advice};
 }
 
 Remedy moveOutOfQueue(const std::string& queue, std::vector<std::string> names) {

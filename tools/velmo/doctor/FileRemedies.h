@@ -8,16 +8,17 @@
 
 namespace velmo::cli {
 
-/// A name beside a path that nothing has: the path and the suffix, with a number if necessary.
+/// A path that does not exist yet: the path plus the suffix, and a number if needed.
 std::string freshName(const std::string& path, const std::string& suffix);
 
-/// Whether anything has the path, such as a symbolic link that leads nowhere.
+/// Whether the path exists. A broken symbolic link counts.
 bool exists(const std::string& path);
 
 /// Whether a path names a directory, and not a symbolic link to one.
 bool isDirectoryItself(const std::string& path);
 
-/// Commands for a shell: the words before and behind each path.
+/// A shell command: the text before the path, the quoted path, the text behind it. Empty if the
+/// path cannot be quoted.
 std::string forPath(const std::string& before, const std::string& path,
                     const std::string& behind = {});
 
@@ -29,12 +30,16 @@ Remedy moveAway(const std::string& path);
 /// @param mode  for chmod, such as "u+r"
 Remedy permit(const std::string& path, const std::string& mode);
 
-/// Takes a permission away.
-/// @param mode  for chmod, such as "o-w"
-Remedy forbid(const std::string& path, const std::string& mode);
+/// Removes write permission for others. Only the owner of a directory and root may do that.
+Remedy closeToOthers(const std::string& path);
 
-/// Creates a directory with its parents.
+/// Creates a directory with its parents, if this user may.
 Remedy makeDirectory(const std::string& path);
+
+/// What to append to a command that creates a path, so that root does not leave a file that the
+/// service cannot use: gives it the owner of the directory that it is in. Empty if that is not
+/// needed.
+std::string ownedAsParent(const std::string& path);
 
 /// Deletes files in a directory. If not all names fit into a line of a terminal, the command has a
 /// pattern that matches exactly these, or else only the first names.

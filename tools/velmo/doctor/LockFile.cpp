@@ -23,7 +23,8 @@ namespace velmo::cli {
 namespace {
 
 // The file systems that only one machine uses: ext2 to ext4, XFS, Btrfs, tmpfs, overlay, F2FS, ZFS,
-// JFS, ReiserFS, bcachefs, ramfs. Deliberate: what is not named here counts as shared.
+// JFS, ReiserFS, bcachefs, ramfs. Deliberate: file systems not listed here count as
+// shared.
 constexpr std::array<unsigned long, 11> kLocalFileSystems{
     0xEF53,     0x58465342, 0x9123683E, 0x01021994, 0x794C7630, 0xF2F52010,
     0x2FC12FC1, 0x3153464A, 0x52654973, 0xCA451A4E, 0x858458F6};
@@ -34,20 +35,6 @@ std::string quoted(const std::string& path) {
 
 [[noreturn]] void fail(const std::string& what) {
   throw Failure(Status::systemError, tools::systemError(what).what());
-}
-
-// Whether a file is in the own root of a container, where no process outside of it works: on the
-// overlay that is mounted as root. Deliberate: the device of the directory decides. That of a file
-// can differ there.
-bool isInOwnRoot(const std::string& path) {
-  constexpr unsigned long kOverlay = 0x794C7630;
-  const std::string directory = path.substr(0, path.rfind('/') + 1);
-  struct statfs system {};
-  struct stat root {};
-  struct stat status {};
-  return statfs("/", &system) == 0 && static_cast<unsigned long>(system.f_type) == kOverlay &&
-         stat("/", &root) == 0 && stat(directory.c_str(), &status) == 0 &&
-         root.st_dev == status.st_dev;
 }
 
 }  // namespace
@@ -95,9 +82,8 @@ LockVerdict LockFile::verdict(const Processes& processes) const {
   LockFacts facts;
   facts.isRegular = S_ISREG(m_status.st_mode);
   facts.isLocal = facts.isRegular && isLocal();
-  // A container sees only its own processes.
-  facts.isAllVisible =
-      processes.isComplete() && (processes.isWholeMachine() || isInOwnRoot(m_path));
+  // A container sees only its own processes, and cannot know who else uses its files.
+  facts.isAllVisible = processes.isComplete() && processes.isWholeMachine();
   facts.contents = m_contents;
   facts.modified = m_status.st_mtime;
   const pid_t maker = client::processIdIn(m_contents);
@@ -113,7 +99,7 @@ bool LockFile::isSame(const std::string& path) const {
 
 void LockFile::remove() const {
   if (!isSame(m_path)) {
-    throw Failure(Status::timedOut, name() + " is another one by now: nothing was done");
+    throw Failure(Status::timedOut, name() + " has been replaced meanwhile: nothing was deleted");
   }
   takeAway();
 }

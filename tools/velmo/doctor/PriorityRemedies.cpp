@@ -97,7 +97,7 @@ Remedy commentSkippedLines(const Fault& fault, const Site&) {
                       "or write NAME=NUMBER into these lines" + furtherLines(edits.rest)};
 }
 
-// All values of such a name: without the last, which counts, one in front of it would count.
+// Every line of such a name: if only the last were removed, an earlier one would count.
 Remedy commentLinesWithoutNumber(const Fault& fault, const Site& site) {
   const std::set<std::string> names =
       namesWithoutNumber(site.installation.priorities, fault.subject);

@@ -13,7 +13,7 @@ Remedy nameFiles(const client::Fault& fault, const Site& site);
 /// Permits the owner to read the file.
 Remedy permitFile(const client::Fault& fault, const Site& site);
 
-/// Renames what is in the place of a file.
+/// Renames whatever is at the file's path.
 Remedy moveFileAway(const client::Fault& fault, const Site& site);
 
 /// Makes lines that readers skip comments.
@@ -25,7 +25,7 @@ Remedy commentLinesWithoutNumber(const client::Fault& fault, const Site& site);
 /// Appends a class to a file of priorities.
 Remedy addClass(const client::Fault& fault, const Site& site);
 
-/// Removes what a server's identity cannot have.
+/// Removes characters that are not allowed in a server's identity.
 Remedy correctIdentity(const client::Fault& fault, const Site& site);
 
 }  // namespace velmo::cli

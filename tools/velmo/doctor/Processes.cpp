@@ -167,7 +167,7 @@ RunningProcess read(const std::string& directory, pid_t id, std::optional<std::t
   }
   process.isElsewhere = namespacesOf(directory) > 1;
   readMaps(directory, process);
-  // Other threads of a process whose first thread has ended have the maps that it shows no more.
+  // If the first thread has ended, its maps are empty although other threads still use them.
   if (stat && stat->state == 'Z' && stat->threads > 1) {
     process.isReadable = false;
   }

@@ -54,7 +54,7 @@ std::optional<std::vector<NumberedLine>> propertyLines(const std::string& path) 
   client::LinePieces pieces(file.descriptor, brix::imutils::kPropertyLineSize);
   std::vector<NumberedLine> lines;
   std::size_t bytes = 0;
-  bool isComplete = true;  // of a line without its line feed, which a NUL may hide, more may come
+  bool isComplete = true;  // without a line feed the line may go on, for example behind a NUL
   std::size_t number = 0;
   while (char* piece = pieces.next()) {
     const std::string text = piece;
@@ -76,7 +76,8 @@ std::optional<std::vector<NumberedLine>> propertyLines(const std::string& path) 
 
 LineEdits editLines(const std::string& path, const std::vector<NumberedLine>& lines,
                     const std::string& edit) {
-  const std::string program = "sed -i --follow-symlinks ";
+  // In the C locale an expression also matches bytes that are not characters.
+  const std::string program = "LC_ALL=C sed -i --follow-symlinks ";
   std::size_t bytes = forPath(program + "'' ", path).size();
   std::string script;
   std::size_t count = 0;

@@ -71,21 +71,21 @@ std::string edited(const std::string& text) {
 }
 
 TEST_F(PropertyLinesTest, CommandNamesEachLineAndItsText) {
-  EXPECT_EQ("sed -i --follow-symlinks '3{/^c d$/s/^/#/};7{/^$/s/^/#/}' '/x/a b'",
+  EXPECT_EQ("LC_ALL=C sed -i --follow-symlinks '3{/^c d$/s/^/#/};7{/^$/s/^/#/}' '/x/a b'",
             editLines("/x/a b", {{3, "", "", "c d"}, {7, "", "", ""}}, "s/^/#/").command);
   EXPECT_EQ("", editLines("/x", {}, "s/^/#/").command);
 }
 
 TEST_F(PropertyLinesTest, SpecialCharactersOfATextAreQuoted) {
-  EXPECT_EQ("sed -i --follow-symlinks '3{/^a\\.\\*\\[b\\]\\^\\$\\/\\\\+{$/s/^/#/}' '/x'",
+  EXPECT_EQ("LC_ALL=C sed -i --follow-symlinks '3{/^a\\.\\*\\[b\\]\\^\\$\\/\\\\+{$/s/^/#/}' '/x'",
             edited("a.*[b]^$/\\+{"));
-  EXPECT_EQ("sed -i --follow-symlinks '3{/^it'\\''s$/s/^/#/}' '/x'", edited("it's"));
+  EXPECT_EQ("LC_ALL=C sed -i --follow-symlinks '3{/^it'\\''s$/s/^/#/}' '/x'", edited("it's"));
 }
 
 TEST_F(PropertyLinesTest, OfATextWithOtherBytesTheStartDecides) {
-  EXPECT_EQ("sed -i --follow-symlinks '3{/^a/s/^/#/}' '/x'", edited("a\tb"));
-  EXPECT_EQ("sed -i --follow-symlinks '3{/^/s/^/#/}' '/x'", edited("\xff"));
-  EXPECT_EQ("sed -i --follow-symlinks '3{/^" + std::string(80, 'a') + "/s/^/#/}' '/x'",
+  EXPECT_EQ("LC_ALL=C sed -i --follow-symlinks '3{/^a/s/^/#/}' '/x'", edited("a\tb"));
+  EXPECT_EQ("LC_ALL=C sed -i --follow-symlinks '3{/^/s/^/#/}' '/x'", edited("\xff"));
+  EXPECT_EQ("LC_ALL=C sed -i --follow-symlinks '3{/^" + std::string(80, 'a') + "/s/^/#/}' '/x'",
             edited(std::string(81, 'a')));
 }
 

@@ -19,7 +19,7 @@ Remedy onlyAdvice(std::string advice, std::string look = {});
 /// Sets a variable.
 Remedy exported(const std::string& variable, const std::string& value);
 
-/// How many bytes a terminal takes in a line.
+/// The longest line that can be pasted into a terminal, in bytes.
 constexpr std::size_t kLongestCommand = 4000;
 
 }  // namespace velmo::cli

@@ -30,7 +30,7 @@ struct Row {
 
 constexpr const char* kNoMessage = "no task can be submitted by message";
 constexpr const char* kUnknownClasses =
-    "no task can be submitted whose priority class may be in it";
+    "tasks whose priority class may be in it cannot be submitted";
 constexpr const char* kLossOfVariable = nullptr;
 constexpr std::optional<Check> kOfSubject = std::nullopt;
 
@@ -117,7 +117,7 @@ Check checkOfFile(const std::string& path, const Settings& settings) {
                                                               : Check::ConfPriorities;
 }
 
-// If the number of the maker has another process now, the library takes that for the maker.
+// If the process number was reused, the library reports the new process as the maker.
 Fault withoutContradiction(Fault fault, const Site& site) {
   const std::string running = ", which is running";
   const std::size_t at = fault.detail.rfind(running);

@@ -300,9 +300,10 @@ TEST_F(RepairsTest, EveryValueOfANameWithoutANumberBecomesAComment) {
   place.writeHomePriorities("a=x\n");
   place.writeConfPriorities("b=1\na=\nb=y\n");
   open();
-  EXPECT_EQ("sed -i --follow-symlinks '1{/^b=1$/s/^/#/};2{/^a=$/s/^/#/};3{/^b=y$/s/^/#/}' '" +
-                path("conf/priorities.cfg") + "'",
-            command({Problem::PrioritiesWithoutNumber, path("conf/priorities.cfg"), "a, b"}));
+  EXPECT_EQ(
+      "LC_ALL=C sed -i --follow-symlinks '1{/^b=1$/s/^/#/};2{/^a=$/s/^/#/};3{/^b=y$/s/^/#/}' '" +
+          path("conf/priorities.cfg") + "'",
+      command({Problem::PrioritiesWithoutNumber, path("conf/priorities.cfg"), "a, b"}));
   EXPECT_EQ("none", command({Problem::PrioritiesWithoutNumber, path("home/priorities.cfg"), "a"}));
 }
 
@@ -382,7 +383,7 @@ TEST_F(RepairsTest, SemaphoreOfAProcessThatEndedNeedsARestart) {
             advice({Problem::SemaphoreTimedOut, "1", "process 7, which has ended, took it last"}));
   EXPECT_EQ(
       "wait, or end the process that took it: the system then releases the semaphore; if it stays "
-      "so, restart the service",
+      "locked, restart the service",
       advice({Problem::SemaphoreTimedOut, "1", "process 7 took it last"}));
 }
 

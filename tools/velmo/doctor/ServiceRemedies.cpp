@@ -26,8 +26,10 @@ Remedy nameModules(const Fault& fault, const Site& site) {
   if (fault.systemError == EACCES) {
     return permit(absolutePath(fault.subject), "u+r");
   }
-  const std::string file = site.installation.settings.conf.value + "/modules.xml";
-  if (file.front() == '/' && file != fault.subject && access(file.c_str(), R_OK) == 0) {
+  const std::string& directory = site.installation.settings.conf.value;
+  const std::string file = directory + "/modules.xml";
+  if (!directory.empty() && file.front() == '/' && file != fault.subject &&
+      access(file.c_str(), R_OK) == 0) {
     return exported("VELMO_MODULES_XML", file);
   }
   return onlyAdvice(
@@ -39,7 +41,7 @@ Remedy correctModules(const Fault&, const Site&) {
 }
 
 Remedy lookForListener(const Fault& fault, const Site&) {
-  return onlyAdvice("start the service; look on its machine whether it listens",
+  return onlyAdvice("start the service; check on its machine that it listens",
                     "ss -ltn 'sport = :" + portIn(fault.subject) + "'");
 }
 

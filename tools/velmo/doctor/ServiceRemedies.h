@@ -22,7 +22,7 @@ Remedy lookForOther(const client::Fault& fault, const Site& site);
 /// Advice for a host without an address.
 Remedy correctHost(const client::Fault& fault, const Site& site);
 
-/// Advice for what may not happen again.
+/// Advice for temporary failures.
 Remedy tryAgain(const client::Fault& fault, const Site& site);
 
 }  // namespace velmo::cli
