@@ -146,6 +146,16 @@ TEST_F(SubmitBulkTest, TimeoutIsWaitedForOnce) {
   EXPECT_EQ(1000U, linesOf(result.output).size());
 }
 
+TEST_F(SubmitBulkTest, EmptyFilesOfARunThatWasKilledAreReplaced) {
+  m_directory.writeFile("failed", "");
+  m_directory.writeFile("failed.in-doubt", "");
+  const ToolResult result =
+      submit("true\n{\"x\n", {"-p", "Normal", "-j", "J5", "--failed", m_failed});
+  EXPECT_EQ(1, result.status);
+  EXPECT_EQ("{\"x\n", textOf(m_failed));
+  EXPECT_FALSE(fs::exists(m_failed + ".in-doubt"));
+}
+
 TEST_F(SubmitBulkTest, FailedFileThatIsTheInputIsRefusedAndUnchanged) {
   const std::string input = m_directory.writeFile("input", "one\n");
   ToolProcess process({"submit", "--stdin", "-p", "Normal", "--failed", input}, input);

@@ -105,8 +105,9 @@ TEST_F(SubmitSignalsTest, LinesThatWereNotSubmittedAreKeptToTheEndOfTheInput) {
   const ToolResult result = m_process->wait();
   EXPECT_EQ(5, result.status);
   EXPECT_EQ("partial\n\nthree", textOf(m_failed));
-  EXPECT_THAT(result.errors, StartsWith("velmo: stopping; lines that were not submitted are kept "
-                                        "(a second signal ends this)\nvelmo: 1 line: 1 queued, "));
+  EXPECT_THAT(result.errors,
+              StartsWith("velmo: stopping; the rest of the input is kept with the failed "
+                         "lines (a signal ends this)\nvelmo: 1 line: 1 queued, "));
 }
 
 TEST_F(SubmitSignalsTest, SecondSignalLeavesWholeLines) {

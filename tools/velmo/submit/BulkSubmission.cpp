@@ -12,8 +12,8 @@ namespace {
 
 constexpr const char* kOutOfMemory = "out of memory";
 
-// One may be the fault of its task, for example of its size. Each takes the whole timeout, or must
-// be looked up by hand.
+// A single one may be caused by the task itself, for example by its size. Each costs a timeout, or
+// a look by hand.
 constexpr int kMostUnanswered = 2;
 
 std::string lineText(std::uint64_t number) {
@@ -186,7 +186,7 @@ bool BulkSubmission::report(const InputLine& line, const LineOutcome& outcome) {
   return false;
 }
 
-// Names the task, which nothing else does then.
+// Names the task, because its result line was lost.
 void BulkSubmission::noteLostResult(const InputLine& line, const LineOutcome& outcome,
                                     Status status, const std::string& why) {
   if (outcome.status == Status::ok) {
@@ -223,9 +223,7 @@ void BulkSubmission::keepRest(const InputLine* line) {
     fail(status, why + "; the lines from " + std::to_string(first) + " on are in no file");
   };
   try {
-    if (m_context.stop != 0) {
-      announceStop();
-    }
+    announceStop();
     if (line != nullptr) {
       files.keepFailed(*line, m_context.input);
     }
@@ -250,14 +248,15 @@ void BulkSubmission::announceStop() {
   m_context.progress.clear();
   try {
     m_context.messages.writeLine(
-        "velmo: stopping; lines that were not submitted are kept (a second signal ends this)");
+        "velmo: stopping; the rest of the input is kept with the failed lines (a signal ends "
+        "this)");
   } catch (const OutputClosed&) {
   } catch (const Failure&) {
   } catch (const std::bad_alloc&) {
   }
 }
 
-// The first status counts. A text that continues the last one replaces it.
+// The first status counts. A text that begins with the last one replaces it.
 void BulkSubmission::fail(Status status, const std::string& text) {
   m_result.failure = m_result.failure == Status::ok ? status : m_result.failure;
   std::vector<std::string>& texts = m_result.failureTexts;

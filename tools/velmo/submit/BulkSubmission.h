@@ -62,7 +62,7 @@ class BulkSubmission {
   const Task& m_defaults;
   bool m_isJson;
   bool m_isStopAnnounced = false;
-  int m_unanswered = 0;  // tasks in a row that are in doubt or have timed out
+  int m_unanswered = 0;  // tasks in doubt or timed out since the last answered one
   BulkResult m_result;
   std::optional<LineOutcome> m_loss;  // the outcome of every later line
 };

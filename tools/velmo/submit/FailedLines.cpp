@@ -31,6 +31,11 @@ bool isSameFile(const std::string& path, int descriptor) {
   throw Failure(Status::invalidArgument, "\"" + tools::oneLine(path) + "\" " + why);
 }
 
+bool exists(const std::string& path) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0;
+}
+
 // Removes an empty file that a run which was killed has left. A run that goes on locks its file.
 bool removeLeftover(const std::string& path) {
   const tools::FileDescriptor file(
@@ -41,14 +46,16 @@ bool removeLeftover(const std::string& path) {
          status.st_size == 0 && unlink(path.c_str()) == 0;
 }
 
-// The path, once the file of lines in doubt has been found unused.
+// The path, once both files have been found unused.
 const std::string& checked(const std::string& path, int input) {
   if (isSameFile(path, input)) {
     refuse(path, "is the file that the lines come from");
   }
+  if (exists(path) && !removeLeftover(path)) {
+    return path;  // which is then refused: another run may be using both files
+  }
   const std::string inDoubt = inDoubtPathFor(path);
-  struct stat status {};
-  if (lstat(inDoubt.c_str(), &status) == 0 && !removeLeftover(inDoubt)) {
+  if (exists(inDoubt) && !removeLeftover(inDoubt)) {
     refuse(inDoubt, "exists already; move it away once you know whether its lines are queued");
   }
   return path;

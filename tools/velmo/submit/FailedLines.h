@@ -32,8 +32,8 @@ class FailedLines {
   /// @throws Failure, std::bad_alloc  as keepFailed() does, for the other file
   void keepInDoubt(const InputLine& line, InputLines& lines);
 
-  /// Keeps everything that has not been read, to the end of the input. The end of a line of which
-  /// keepFailed() has thrown is left out.
+  /// Keeps everything that has not been read, to the end of the input. If keepFailed() threw within
+  /// a line, the rest of that line is skipped.
   /// @return whether there was anything
   /// @throws Failure, std::bad_alloc  as keepFailed(). The file then has the whole lines that were
   ///                                  read and could be written

@@ -30,7 +30,7 @@ class LineFile {
   ///                  if that is possible, and is broken
   void append(std::string_view bytes);
 
-  /// Makes a last line whole that has no line feed.
+  /// Treats the last line as whole although it has no line feed.
   void endLine() {
     m_wholeLines = m_size;
   }

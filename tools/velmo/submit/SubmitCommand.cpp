@@ -88,7 +88,7 @@ Status SubmitCommand::submitOne(const Task& task, Session& session) const {
   return Status::ok;
 }
 
-// The task is queued: neither may the exit status deny it, nor its name be lost.
+// The task is queued: the exit status must not deny it, and its name must be printed.
 void SubmitCommand::printName(const std::string& name, Session& session) const {
   try {
     session.out.write(m_options.isJson() ? jsonLine(fieldsOfName(name))
@@ -107,7 +107,7 @@ Status SubmitCommand::reportFailure(const Error& failure, const std::string& nam
   const bool isInDoubt = failure.status() == Status::inDoubt;
   session.err.tell(std::string("velmo: ") + (isInDoubt ? "" : "not queued: ") + failure.what() +
                    "\n");
-  if (m_options.isJson()) {  // the exit status tells it, too
+  if (m_options.isJson()) {  // the exit status reports it, too
     session.out.tell(jsonLine({{"name", name.empty() ? Json() : Json(name)},
                                {"status", wordOf(failure.status())},
                                {"message", failure.what()}}));
