@@ -151,5 +151,10 @@ offers 'velmo job --dir My' 'compopt -o dirnames;;'
 offers 'velmo submit -p Normal cat /etc/pass' 'compopt -o default;;'
 offers 'velmo submit --class = Normal -- ' 'compopt -o default;;'
 offers 'velmo submit -p Normal --dur' '--durable;'
+offers 'velmo submit --to host : 80 --dur' '--durable;'
+offers 'velmo submit --to = host : 80 --dur' '--durable;'
+offers 'velmo submit --information = a = b --dur' '--durable;'
+offers 'velmo submit --child-of 3 x --dur' '--durable;'
+offers 'velmo queue --json s' ';'
 
 [ ! -e "$directory/failed" ]

@@ -12,7 +12,8 @@ _velmo_words() {
       ;;
     job) printf '%s\n' --dir --user --name --priority --durable --timeout --json ;;
     queue)
-      printf '%s\n' show cancel --json --watch --job --sub-job --type --older-than --limit --commands
+      [ "$COMP_CWORD" -gt 2 ] || printf '%s\n' show cancel
+      printf '%s\n' --json --watch --job --sub-job --type --older-than --limit --commands
       ;;
     'queue show' | 'queue cancel' | priorities) printf '%s\n' --json ;;
     service) printf '%s\n' --modules --json ;;
@@ -61,7 +62,15 @@ _velmo_is_in_submitted() {
       -[pdtjsir] | --class | --adjustment | --type | --job | --sub-job | --information | \
         --relative-priority | --child-of | --timeout | --to | --modules | --failed)
         i=$((i + 1))
+        # The shell splits "--to=host:80" at each = and :.
         if [ "${COMP_WORDS[i]}" = = ]; then
+          i=$((i + 1))
+        fi
+        while [[ ${COMP_WORDS[i + 1]-} == [:=] ]]; do
+          i=$((i + 2))
+        done
+        # The suffix. The command is behind -- then.
+        if [ "${COMP_WORDS[i - 1]}" = --child-of ] && [[ ${COMP_WORDS[i + 1]-} == [!-]* ]]; then
           i=$((i + 1))
         fi
         ;;
