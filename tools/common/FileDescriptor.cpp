@@ -32,7 +32,7 @@ namespace {
 
 // Whether a write that failed may succeed the next time. Waits until the descriptor takes more.
 bool mayWriteAgain(int descriptor) {
-  if (errno == EAGAIN) {  // what others share with it was made non-blocking
+  if (errno == EAGAIN) {  // a process that shares it has made it non-blocking
     pollfd entry{descriptor, POLLOUT, 0};
     return poll(&entry, 1, -1) >= 0 || errno == EINTR;
   }

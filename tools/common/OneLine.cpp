@@ -12,7 +12,7 @@ bool isPrintableAscii(char character) {
   return character >= ' ' && character <= '~';
 }
 
-// Terminals obey those beyond ASCII too.
+// Terminals also obey U+0080 to U+009F.
 bool isControl(char32_t code) {
   return code < 0x20 || (code >= 0x7f && code < 0xa0);
 }

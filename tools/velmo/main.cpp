@@ -36,7 +36,7 @@ int run(int argc, char** argv, velmo::cli::Session& session) {
   }
 }
 
-// As the programs of a pipeline end whose reader has ended.
+// Ends as a program of a pipeline does when its reader is gone.
 [[noreturn]] void endAsByPipe() {
   signal(SIGPIPE, SIG_DFL);
   raise(SIGPIPE);
@@ -57,7 +57,7 @@ void fillStandardStreams() {
 
 int main(int argc, char** argv) {
   fillStandardStreams();
-  // A reader that is gone, or a limit of file sizes, ends nothing half-way.
+  // Neither a reader that is gone nor a limit of file sizes may end the program in mid-work.
   signal(SIGPIPE, SIG_IGN);
   signal(SIGXFSZ, SIG_IGN);
   velmo::cli::Session session;

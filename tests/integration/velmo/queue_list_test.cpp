@@ -266,6 +266,7 @@ TEST_F(QueueListTest, NoLineIsLongerThanTheTerminal) {
     for (const char* option : {"--commands", "--type=sh"}) {
       TerminalProcess process({"queue", option}, width, 24, {"NO_COLOR=1"});
       EXPECT_EQ(0, process.wait());
+      EXPECT_EQ(4, std::count(process.output().begin(), process.output().end(), '\n'));
       EXPECT_LE(longestLineOf(process.output()), width) << process.output();
     }
   }

@@ -7,7 +7,7 @@ namespace velmo::cli {
 
 /// Whether the user wants to stop: SIGINT, SIGTERM or SIGHUP arrived. While the object exists, the
 /// first of them sets a flag and interrupts a wait for input; the second ends the process. A signal
-/// that is ignored stays so.
+/// that was ignored stays ignored.
 class Interrupt {
  public:
   Interrupt();

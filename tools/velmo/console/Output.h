@@ -28,7 +28,7 @@ class Output {
   /// The same, with a line feed behind the text.
   void writeLine(std::string_view text);
 
-  /// Writes a text on which nothing depends: a failure is ignored.
+  /// Writes a text, and ignores a failure.
   void tell(std::string_view text) noexcept;
 
   /// Waits until a text of a few thousand bytes can be written without waiting, or will fail.

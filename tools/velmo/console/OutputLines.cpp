@@ -23,8 +23,7 @@ void OutputLines::add(std::string_view text) {
   }
 }
 
-// In parts for which an output that is ready has room, so that no write waits and a signal is
-// noticed.
+// In pieces that a ready output accepts without blocking, so that a signal is noticed.
 void OutputLines::flush() {
   const std::atomic<int>& stop = m_session.interrupt.flag();
   std::string_view rest = m_text;

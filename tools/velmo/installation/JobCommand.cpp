@@ -65,7 +65,7 @@ JobCommand::JobCommand(CLI::App& parent)
   app()
       .add_option("--priority", m_ifNew.priority, "the priority of a new job; default 0")
       ->type_name("P");
-  app().add_flag("--durable", m_isDurable, "return when a new job survives a power cut");
+  app().add_flag("--durable", m_isDurable, "return only when a new job would survive a power cut");
   app()
       .add_option("--timeout", m_timeout, "seconds to wait at most; default 30; 0 does not wait")
       ->type_name("S");

@@ -47,7 +47,7 @@ void QueueCommand::declareOptions() {
       ->type_name("N")
       ->excludes(watch);
   app().add_flag("--commands", m_options.hasCommands,
-                 "also show each command, which opens each file");
+                 "also show each task's command; opens every file");
 }
 
 void QueueCommand::checkOptions() {
