@@ -11,6 +11,7 @@
 #include "IMMemSemaphore.h"
 #include "IMSemaphore.h"
 #include "JobCounter.h"
+#include "Joined.h"
 #include "PriorityMap.h"
 #include "QueueFile.h"
 #include "SubmissionEnvironment.h"
@@ -25,6 +26,7 @@ using brix::imutils::CancellationGuard;
 using brix::imutils::IMException;
 using brix::imutils::IMMemSemaphore;
 using brix::imutils::IMSemaphore;
+using brix::imutils::joined;
 using brix::velmo::directoryFromEnvironment;
 using brix::velmo::Failure;
 using brix::velmo::JobCounter;
@@ -175,14 +177,15 @@ std::string CreateTaskFile::getFileName(TaskFileDescriptor& descriptor) const {
   const auto priority =
       g_priorities.effectivePriority(descriptor.priorityType, descriptor.deltaType);
   logged(priority.failure);
-  const std::string created = brix::velmo::currentTimestamp();
-  const std::string jobId = givenOrNewJobId(*this, descriptor.jobId);
-  const int taskId = generateTaskID();
-  if (taskId < 0) {
-    return {};
-  }
-  return brix::velmo::formatTaskFileName({priority.number, created, jobId, descriptor.subJobId,
-                                          taskId, descriptor.relPriority, descriptor.commandType});
+  // Evaluated in this order. The time is that of the call, not of the end of a wait for a lock.
+  const brix::velmo::TaskFileName name{priority.number,
+                                       brix::velmo::currentTimestamp(),
+                                       givenOrNewJobId(*this, descriptor.jobId),
+                                       descriptor.subJobId,
+                                       generateTaskID(),
+                                       descriptor.relPriority,
+                                       descriptor.commandType};
+  return name.taskId < 0 ? std::string() : brix::velmo::formatTaskFileName(name);
 }
 
 // cppcheck-suppress constParameter  // the signature is the interface
@@ -190,11 +193,10 @@ std::string CreateTaskFile::getTaskContents(TaskFileDescriptor& descriptor) cons
   if (descriptor.command == nullptr) {
     return {};
   }
-  std::string contents = descriptor.command + std::string("\n");
-  if (descriptor.jobInfo != nullptr) {
-    contents += descriptor.jobInfo + std::string("\n");
+  if (descriptor.jobInfo == nullptr) {
+    return joined({descriptor.command, "\n"});
   }
-  return contents;
+  return joined({descriptor.command, "\n", descriptor.jobInfo, "\n"});
 }
 
 int CreateTaskFile::createFile(TaskFileDescriptor& descriptor) {
@@ -211,8 +213,8 @@ int CreateTaskFile::createFile(TaskFileDescriptor& descriptor) {
   if (name.empty()) {
     return -1;
   }
-  const std::string queue = directoryFromEnvironment("VAR") + "/taskqueue";
-  const brix::velmo::QueueFile file(directoryFromEnvironment("TMP"), queue, name);
+  const char* const baseDirectory = directoryFromEnvironment("VAR");
+  const brix::velmo::QueueFile file(directoryFromEnvironment("TMP"), baseDirectory, name);
   if (logged(file.write(getTaskContents(descriptor))) || logged(file.move())) {
     return 1;
   }

@@ -2,8 +2,11 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdio>
+#include <cstddef>
+#include <cstring>
+#include <string_view>
 
 namespace brix::imutils {
 
@@ -13,9 +16,19 @@ constexpr int kMode = 0660;
 
 }  // namespace
 
+// The array is not cleared first: each path costs less than clearing 4096 bytes.
 LockPath lockPath(const std::string& directory, const std::string& name) {
-  LockPath path{};
-  std::snprintf(path.data(), path.size(), "%s/semaphore_%s", directory.c_str(), name.c_str());
+  LockPath path;
+  char* end = path.data();
+  for (const std::string_view part :
+       {std::string_view(directory.c_str()), std::string_view("/semaphore_"),
+        std::string_view(name.c_str())}) {
+    const auto room = static_cast<std::size_t>(&path.back() - end);
+    const std::size_t size = std::min(part.size(), room);
+    std::memcpy(end, part.data(), size);
+    end += size;
+  }
+  *end = '\0';
   return path;
 }
 

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <string>
 
 #include "TemporaryDirectory.h"
@@ -19,6 +20,16 @@ using velmo::test::TemporaryDirectory;
 TEST(LockAttemptTest, LockFileIsSemaphoreAndTheName) {
   EXPECT_STREQ("/d/semaphore_x", lockPath("/d", "x").data());
   EXPECT_STREQ("/semaphore_", lockPath("", "").data());
+}
+
+TEST(LockAttemptTest, NulEndsTheDirectoryAndTheName) {
+  EXPECT_STREQ("/d/semaphore_x", lockPath(std::string("/d\0/e", 5), std::string("x\0y", 3)).data());
+}
+
+TEST(LockAttemptTest, PathIsCutOneByteBeyondWhatThePlatformAccepts) {
+  const std::string name(PATH_MAX, 'x');
+  EXPECT_EQ(("/d/semaphore_" + name).substr(0, PATH_MAX), lockPath("/d", name).data());
+  EXPECT_EQ(std::string(PATH_MAX, 'd'), lockPath(std::string(2 * PATH_MAX, 'd'), "x").data());
 }
 
 TEST(LockAttemptTest, FirstAttemptHasADescriptorAndTheSecondEexist) {

@@ -1,5 +1,6 @@
 #include "ScanInt.h"
 
+#include <cstddef>
 #include <cstdlib>
 #include <limits>
 
@@ -30,9 +31,30 @@ long withSign(long negative, bool isNegative) {
   return negative == Limits::min() ? Limits::max() : -negative;
 }
 
+// A number of at most this many digits fits into a long.
+constexpr std::ptrdiff_t kMostDigits = 18;
+
+// The usual number, a sign and a few digits, without the cost of strtol.
+std::optional<long> scanUsual(const char* text) {
+  const bool isNegative = *text == '-';
+  const char* const start = isNegative ? text + 1 : text;
+  const char* end = start;
+  unsigned long value = 0;
+  for (; isDigit(*end); ++end) {
+    value = value * 10 + static_cast<unsigned long>(*end - '0');  // may wrap beyond kMostDigits
+  }
+  if (end == start || end - start > kMostDigits) {
+    return std::nullopt;
+  }
+  return isNegative ? -static_cast<long>(value) : static_cast<long>(value);
+}
+
 }  // namespace
 
 std::optional<int> scanInt(const char* text) {
+  if (const std::optional<long> usual = scanUsual(text)) {
+    return static_cast<int>(*usual);
+  }
   char* end = nullptr;
   const long value = std::strtol(text, &end, 10);
   if (end == text) {

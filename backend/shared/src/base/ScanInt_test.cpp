@@ -5,7 +5,9 @@
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -38,6 +40,10 @@ const std::vector<Case>& cases() {
       {"9223372036854775808", -1, "beyond a long: the largest long, cut"},
       {"99999999999999999999999999", -1, "far beyond a long"},
       {"9223372036854775806", -2, "one below the largest long, cut"},
+      {"999999999999999999", -1486618625, "18 digits, cut"},
+      {"1000000000000000000", -1486618624, "19 digits, cut"},
+      {"-999999999999999999", 1486618625, "18 digits and a sign, cut"},
+      {"000000000000000000000000000042", 42, "more zeros than a long has digits"},
       {"-9223372036854775808", 0, "smallest long, cut"},
       {"-9223372036854775807", 1, "one above the smallest long, cut"},
       {"-9223372036854775809", 0, "below a long: the smallest long, cut"},
@@ -102,6 +108,20 @@ TEST(ScanIntTest, DirectoryReadAsAFileHoldsNoNumber) {
   const std::unique_ptr<FILE, int (*)(FILE*)> directory(std::fopen("/", "rb"), std::fclose);
   ASSERT_NE(nullptr, directory);
   EXPECT_EQ(std::nullopt, scanInt(directory.get()));
+}
+
+TEST(ScanIntTest, AnyTextIsWhatThePlatformsScanfMakesOfIt) {
+  constexpr std::string_view kCharacters = "0123456789012345678901234567890123456789-+ \tx";
+  std::mt19937 random(20261122);
+  for (int i = 0; i < 200000; ++i) {
+    std::string text(random() % 24, ' ');
+    for (char& character : text) {
+      character = kCharacters[random() % kCharacters.size()];
+    }
+    int number = 0;
+    const bool isScanned = std::sscanf(text.c_str(), "%d", &number) == 1;
+    ASSERT_EQ(isScanned ? std::optional(number) : std::nullopt, scanInt(text.c_str())) << text;
+  }
 }
 
 }  // namespace

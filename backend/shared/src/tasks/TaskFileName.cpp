@@ -1,24 +1,26 @@
 #include "TaskFileName.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cstddef>
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <system_error>
+
+#include "DecimalText.h"
+#include "Joined.h"
 
 namespace brix::velmo {
 
 namespace {
 
+using imutils::DecimalText;
+using imutils::joined;
+
 constexpr std::size_t kTimestampDigits = 14;
 
-std::string fourDigits(int number) {
-  std::array<char, 16> text{};
-  std::snprintf(text.data(), text.size(), "%04d", number);
-  return text.data();
+DecimalText fourDigits(int number) {
+  return DecimalText(number, 4);
 }
 
 std::optional<int> parseNumber(std::string_view text) {
@@ -34,12 +36,13 @@ std::optional<int> parseNumber(std::string_view text) {
 // Takes a number only as fourDigits() writes it: any other text for it would be another name.
 std::optional<int> parseFourDigits(std::string_view text) {
   const std::optional<int> number = parseNumber(text);
-  return number && fourDigits(*number) == text ? number : std::nullopt;
+  return number && std::string_view(fourDigits(*number)) == text ? number : std::nullopt;
 }
 
 std::optional<int> parseTaskId(std::string_view text) {
   const std::optional<int> number = parseNumber(text);
-  return number && *number >= 0 && std::to_string(*number) == text ? number : std::nullopt;
+  return number && *number >= 0 && std::string_view(DecimalText(*number)) == text ? number
+                                                                                  : std::nullopt;
 }
 
 bool isWithin(std::string_view digits, int least, int greatest) {
@@ -98,9 +101,9 @@ bool parseTail(std::string_view text, TaskFileName& name) {
 }  // namespace
 
 std::string formatTaskFileName(const TaskFileName& name) {
-  return fourDigits(name.priority) + "." + name.created + "." + name.jobId + ".S" + name.subJobId +
-         ".T" + name.created + "-" + std::to_string(name.taskId) + ".R" +
-         fourDigits(name.relativePriority) + "." + name.commandType;
+  return joined({fourDigits(name.priority), ".", name.created, ".", name.jobId, ".S", name.subJobId,
+                 ".T", name.created, "-", DecimalText(name.taskId), ".R",
+                 fourDigits(name.relativePriority), ".", name.commandType});
 }
 
 // The second occurrence of the time marks the end of the identifiers, whatever they contain.
@@ -133,10 +136,12 @@ std::string currentTimestamp() {
   if (localtime_r(&now, &local) == nullptr) {
     local = tm{};  // a year beyond the calendar leaves it partly written
   }
-  std::array<char, 64> text{};
-  std::snprintf(text.data(), text.size(), "%04ld%02d%02d%02d%02d%02d", local.tm_year + 1900L,
-                local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
-  return text.data();
+  // The digits behind the year as one number. The year may have any number of digits.
+  long sinceYear = local.tm_mon + 1;
+  for (const int part : {local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec}) {
+    sinceYear = sinceYear * 100 + part;
+  }
+  return joined({DecimalText(local.tm_year + 1900L, 4), DecimalText(sinceYear, 10)});
 }
 
 std::optional<std::string> childSubJobId(const std::string& parent, const char* childSuffix) {

@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <climits>
+#include <cstdio>
 #include <ctime>
 #include <limits>
 #include <optional>
+#include <random>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -69,6 +72,28 @@ TEST(TaskFileNameTest, LongTextsAreNotCut) {
   const std::string text(3000, 'x');
   EXPECT_EQ("0050.20250303140509." + text + ".S" + text + ".T20250303140509-1.R0000." + text,
             formatTaskFileName({50, "20250303140509", text, text, 1, 0, text}));
+}
+
+TEST(TaskFileNameTest, AnyNameIsWhatPrintfWrites) {
+  std::mt19937 random(20261122);
+  const auto text = [&random] {
+    return std::string(random() % 40, static_cast<char>(1 + random() % 255));
+  };
+  for (int i = 0; i < 20000; ++i) {
+    const TaskFileName name{static_cast<int>(random()) >> (random() % 32),
+                            text(),
+                            text(),
+                            text(),
+                            static_cast<int>(random()) >> (random() % 32),
+                            static_cast<int>(random()) >> (random() % 32),
+                            text()};
+    std::array<char, 512> expected{};
+    std::snprintf(expected.data(), expected.size(), "%04d.%s.%s.S%s.T%s-%d.R%04d.%s", name.priority,
+                  name.created.c_str(), name.jobId.c_str(), name.subJobId.c_str(),
+                  name.created.c_str(), name.taskId, name.relativePriority,
+                  name.commandType.c_str());
+    ASSERT_STREQ(expected.data(), formatTaskFileName(name).c_str());
+  }
 }
 
 // --- parseTaskFileName ---

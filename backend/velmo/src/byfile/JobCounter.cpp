@@ -4,10 +4,13 @@
 
 #include "IMException.h"
 #include "IMProperties.h"
+#include "Joined.h"
 #include "Numbering.h"
 #include "ScanInt.h"
 
 namespace brix::velmo {
+
+using imutils::joined;
 
 JobCounter::Reader::Reader(const JobCounter& counter) : m_file(counter.m_file.c_str()) {}
 
@@ -22,8 +25,9 @@ JobCounter::Next JobCounter::Reader::next() const {
   return {followingJobNumber(*last), std::nullopt};
 }
 
-JobCounter::JobCounter(const std::string& dataDirectory)
-    : m_file(dataDirectory + "/velmo/jobid"), m_newCopy(dataDirectory + "/velmo/jobid_tmp") {}
+JobCounter::JobCounter(std::string_view dataDirectory)
+    : m_file(joined({dataDirectory, "/velmo/jobid"})),
+      m_newCopy(joined({dataDirectory, "/velmo/jobid_tmp"})) {}
 
 Outcome JobCounter::save(int number) const {
   if (const auto error = imutils::writeWholeFile(m_newCopy, std::to_string(number))) {
@@ -35,10 +39,10 @@ Outcome JobCounter::save(int number) const {
   return std::nullopt;
 }
 
-ServerIdentity readServerIdentity(const std::string& confDirectory) {
+ServerIdentity readServerIdentity(std::string_view confDirectory) {
   try {
     imutils::IMProperties server;
-    server.load((confDirectory + "/serverid.cfg").c_str());
+    server.load(joined({confDirectory, "/serverid.cfg"}).c_str());
     if (const char* identity = server.getProperty("SELF_SERVER_ID")) {
       return {identity, std::nullopt};
     }

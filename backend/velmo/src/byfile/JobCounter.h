@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "Failure.h"
 #include "StdioFile.h"
@@ -33,7 +34,7 @@ class JobCounter {
   };
 
   /// Forms both paths at once: the new copy never replaces the counter of another directory.
-  explicit JobCounter(const std::string& dataDirectory);
+  explicit JobCounter(std::string_view dataDirectory);
 
   /// The counter file.
   const std::string& file() const {
@@ -58,7 +59,7 @@ struct ServerIdentity {
 
 /// Reads SELF_SERVER_ID from the file "serverid.cfg" in a directory. A missing file is not a
 /// failure.
-ServerIdentity readServerIdentity(const std::string& confDirectory);
+ServerIdentity readServerIdentity(std::string_view confDirectory);
 
 }  // namespace brix::velmo
 

@@ -50,7 +50,7 @@ class JobCounterTest : public testing::Test {
 
   const TemporaryDirectory directory;
   const FakeScope fakes;
-  const JobCounter counter{directory.path()};
+  const JobCounter counter{directory.path().native()};
   const std::string copy = directory.path("velmo/jobid_tmp");
 };
 
@@ -203,7 +203,7 @@ class ServerIdentityTest : public testing::Test {
  protected:
   ServerIdentity read(const std::string& contents) const {
     directory.writeFile("serverid.cfg", contents);
-    return readServerIdentity(directory.path());
+    return readServerIdentity(directory.path().native());
   }
 
   const TemporaryDirectory directory;

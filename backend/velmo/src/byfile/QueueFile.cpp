@@ -2,10 +2,14 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
+#include <utility>
 
+#include "Joined.h"
 #include "StdioFile.h"
 
 namespace brix::velmo {
@@ -13,24 +17,32 @@ namespace brix::velmo {
 // Deliberate: a pair of percent signs becomes one, as if the contents were a printf format without
 // arguments; callers double their percent signs for it. Any other percent sign stays ("date +%s" is
 // an ordinary command), and no missing argument is ever read.
-std::string foldPercentSigns(const std::string& contents) {
-  std::string text;
-  text.reserve(contents.size());
-  for (std::size_t i = 0; i < contents.size(); ++i) {
-    text += contents[i];
-    if (contents[i] == '%' && i + 1 < contents.size() && contents[i + 1] == '%') {
-      ++i;
-    }
+std::string foldPercentSigns(std::string contents) {
+  constexpr std::string_view kPair = "%%";
+  std::size_t pair = contents.find(kPair);
+  if (pair == std::string::npos) {
+    return contents;
   }
-  return text;
+  std::size_t end = pair;  // of the folded text
+  while (pair != std::string::npos) {
+    const std::size_t next = contents.find(kPair, pair + kPair.size());
+    const std::size_t size = std::min(next, contents.size()) - (pair + 1);
+    std::memmove(&contents[end], &contents[pair + 1], size);
+    end += size;
+    pair = next;
+  }
+  contents.resize(end);
+  return contents;
 }
 
-QueueFile::QueueFile(const std::string& temporaryDirectory, const std::string& queueDirectory,
-                     const std::string& name)
-    : m_temporaryFile(temporaryDirectory + "/" + name), m_queueFile(queueDirectory + "/" + name) {}
+QueueFile::QueueFile(std::string_view temporaryDirectory, std::string_view baseDirectory,
+                     std::string_view name)
+    : m_temporaryFile(imutils::joined({temporaryDirectory, "/", name})),
+      m_queueFile(imutils::joined({baseDirectory, "/taskqueue/", name})) {}
 
-Outcome QueueFile::write(const std::string& contents) const {
-  if (const auto error = imutils::writeWholeFile(m_temporaryFile, foldPercentSigns(contents))) {
+Outcome QueueFile::write(std::string contents) const {
+  const std::string text = foldPercentSigns(std::move(contents));
+  if (const auto error = imutils::writeWholeFile(m_temporaryFile, text)) {
     return Failure{Step::WriteTemporaryFile, m_temporaryFile, *error};
   }
   return std::nullopt;

@@ -2,6 +2,7 @@
 #define VELMO_QUEUEFILE_H
 
 #include <string>
+#include <string_view>
 
 #include "Failure.h"
 
@@ -9,21 +10,21 @@ namespace brix::velmo {
 
 /// `contents` with each pair of percent signs folded into one, as printf would write it. Any other
 /// percent sign stays.
-std::string foldPercentSigns(const std::string& contents);
+std::string foldPercentSigns(std::string contents);
 
 /// A task file on its way into the queue: written aside, then moved, so that the service never sees
 /// a part of it.
 class QueueFile {
  public:
-  /// @param temporaryDirectory  on the same file system as the queue
-  /// @param queueDirectory      the directory that the service watches
+  /// @param temporaryDirectory  TMP: on the same file system as the queue
+  /// @param baseDirectory       VAR: the service watches its directory "taskqueue"
   /// @param name                name of the file in both
-  QueueFile(const std::string& temporaryDirectory, const std::string& queueDirectory,
-            const std::string& name);
+  QueueFile(std::string_view temporaryDirectory, std::string_view baseDirectory,
+            std::string_view name);
 
   /// Writes the temporary file, with pairs of percent signs folded. A file that cannot be written
   /// whole is removed.
-  Outcome write(const std::string& contents) const;
+  Outcome write(std::string contents) const;
 
   /// Moves the temporary file into the queue, unless the queue has a file of that name. After a
   /// failure the temporary file stays.

@@ -68,14 +68,14 @@ class QueueFileTest : public testing::Test {
  protected:
   QueueFileTest() {
     directory.makeDirectory("tmp");
-    directory.makeDirectory("queue");
+    directory.makeDirectory("taskqueue");
   }
 
   const TemporaryDirectory directory;
   const FakeScope fakes;
   const std::string temporary = directory.path("tmp/name");
-  const std::string queued = directory.path("queue/name");
-  const QueueFile file{directory.path("tmp"), directory.path("queue"), "name"};
+  const std::string queued = directory.path("taskqueue/name");
+  const QueueFile file{directory.path("tmp"), directory.path().native(), "name"};
 };
 
 TEST_F(QueueFileTest, IsWrittenAsideWithPairsOfPercentSignsFolded) {
@@ -108,13 +108,13 @@ TEST_F(QueueFileTest, DirectoryInPlaceOfTheTemporaryFileIsAFailureAndStays) {
 
 TEST_F(QueueFileTest, NameThatIsTooLongForTheFileSystemIsAFailureThatNamesItWhole) {
   const std::string name(3000, 'n');
-  const QueueFile longFile(directory.path("tmp"), directory.path("queue"), name);
+  const QueueFile longFile(directory.path("tmp"), directory.path().native(), name);
   EXPECT_THAT(longFile.write("x"),
               isFailure(Step::WriteTemporaryFile, directory.path("tmp/" + name), ENAMETOOLONG));
 }
 
 TEST_F(QueueFileTest, SlashInANameLeadsIntoAMissingDirectory) {
-  const QueueFile nested(directory.path("tmp"), directory.path("queue"), "a/b");
+  const QueueFile nested(directory.path("tmp"), directory.path().native(), "a/b");
   EXPECT_THAT(nested.write("x"),
               isFailure(Step::WriteTemporaryFile, directory.path("tmp/a/b"), ENOENT));
 }
@@ -183,7 +183,7 @@ TEST_F(QueueFileTest, MoveLooksForTheNameInTheQueueAndRenames) {
 }
 
 TEST_F(QueueFileTest, NameThatTheQueueHasIsAFailureAndBothFilesStay) {
-  directory.writeFile("queue/name", "first\n");
+  directory.writeFile("taskqueue/name", "first\n");
   EXPECT_EQ(std::nullopt, file.write("second\n"));
   EXPECT_THAT(file.move(), isFailure(Step::FindFreeName, queued, EEXIST));
   EXPECT_EQ("first\n", readFile(queued));
@@ -193,7 +193,7 @@ TEST_F(QueueFileTest, NameThatTheQueueHasIsAFailureAndBothFilesStay) {
 TEST_F(QueueFileTest, FileThatArrivesBetweenTestAndMoveIsReplaced) {
   platform().access.setFake([this](const char* path, int mode) {
     const int result = platform().access.real(path, mode);
-    directory.writeFile("queue/name", "in between\n");
+    directory.writeFile("taskqueue/name", "in between\n");
     return result;
   });
   EXPECT_EQ(std::nullopt, file.write("true\n"));
@@ -202,7 +202,7 @@ TEST_F(QueueFileTest, FileThatArrivesBetweenTestAndMoveIsReplaced) {
 }
 
 TEST_F(QueueFileTest, MissingQueueIsAFailureAndTheTemporaryFileStays) {
-  std::filesystem::remove(directory.path("queue"));
+  std::filesystem::remove(directory.path("taskqueue"));
   EXPECT_EQ(std::nullopt, file.write("true\n"));
   EXPECT_THAT(file.move(), isFailure(Step::MoveIntoQueue, temporary, ENOENT, queued));
   EXPECT_EQ("true\n", readFile(temporary));

@@ -13,7 +13,7 @@ namespace brix::velmo {
 // Deliberate: an unset variable yields the text that printf writes for a null one. The call then
 // fails as it does for a missing directory, and the log line with the path shows administrators
 // which variable is not set.
-std::string directoryFromEnvironment(const char* variable) {
+const char* directoryFromEnvironment(const char* variable) {
   const char* directory = std::getenv(variable);
   return directory != nullptr ? directory : "(null)";
 }

@@ -7,8 +7,9 @@
 
 namespace brix::velmo {
 
-/// The directory that a variable names; "(null)" if the variable is not set.
-std::string directoryFromEnvironment(const char* variable);
+/// The directory that a variable names; "(null)" if the variable is not set. Never null. The text
+/// belongs to the environment.
+const char* directoryFromEnvironment(const char* variable);
 
 /// The file "priorities.cfg" in the directory that a variable names.
 /// @throws std::logic_error  "basic_string::_M_construct null not valid", if it is not set

@@ -23,21 +23,21 @@ class SubmissionEnvironmentTest : public testing::Test {
 
 TEST_F(SubmissionEnvironmentTest, DirectoryIsTheTextOfTheVariable) {
   environment.set("VAR", "/a b/");
-  EXPECT_EQ("/a b/", directoryFromEnvironment("VAR"));
+  EXPECT_STREQ("/a b/", directoryFromEnvironment("VAR"));
   environment.set("VAR", "");
-  EXPECT_EQ("", directoryFromEnvironment("VAR"));
+  EXPECT_STREQ("", directoryFromEnvironment("VAR"));
 }
 
 TEST_F(SubmissionEnvironmentTest, DirectoryOfAnUnsetVariableIsTheTextOfANullOne) {
   environment.unset("VAR");
-  EXPECT_EQ("(null)", directoryFromEnvironment("VAR"));
+  EXPECT_STREQ("(null)", directoryFromEnvironment("VAR"));
 }
 
 TEST_F(SubmissionEnvironmentTest, VariableIsReadAtEachCall) {
   environment.set("VAR", "/one");
-  EXPECT_EQ("/one", directoryFromEnvironment("VAR"));
+  EXPECT_STREQ("/one", directoryFromEnvironment("VAR"));
   environment.set("VAR", "/two");
-  EXPECT_EQ("/two", directoryFromEnvironment("VAR"));
+  EXPECT_STREQ("/two", directoryFromEnvironment("VAR"));
 }
 
 TEST_F(SubmissionEnvironmentTest, PriorityFileIsInTheDirectory) {

@@ -78,20 +78,16 @@ std::string filled(const char* format, const std::string& subject, const std::st
 
 }  // namespace
 
-bool logged(const Outcome& outcome) {
-  if (!outcome) {
-    return false;
-  }
-  const char* format = logLineOf(outcome->step);
+void log(const Failure& failure) {
+  const char* format = logLineOf(failure.step);
   if (std::strstr(format, "%s") == nullptr) {
     imutils::logError(kLogIdentity, format);
   } else {
-    imutils::logError(kLogIdentity, filled(format, outcome->subject, outcome->target).c_str());
+    imutils::logError(kLogIdentity, filled(format, failure.subject, failure.target).c_str());
   }
-  if (isFollowedByErrno(outcome->step)) {
-    imutils::logErrno(kLogIdentity, outcome->error);
+  if (isFollowedByErrno(failure.step)) {
+    imutils::logErrno(kLogIdentity, failure.error);
   }
-  return true;
 }
 
 }  // namespace brix::velmo

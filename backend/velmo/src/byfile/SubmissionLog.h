@@ -7,8 +7,17 @@ namespace brix::velmo {
 
 /// Writes the line of a failure to the system log, with the identity "CreateTaskFile", and then the
 /// error number where the step has one. A line without a subject takes no memory.
-/// @return whether there was a failure
-bool logged(const Outcome& outcome);
+void log(const Failure& failure);
+
+/// Logs the failure, if there is one.
+/// @return whether there was one
+inline bool logged(const Outcome& outcome) {
+  if (!outcome) {
+    return false;
+  }
+  log(*outcome);
+  return true;
+}
 
 }  // namespace brix::velmo
 
