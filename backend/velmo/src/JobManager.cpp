@@ -92,31 +92,28 @@ JobManager::~JobManager() {
 }
 
 JobInfo* JobManager::findJobInfo(const std::string& jobKey) {
+  const time_t now = time(nullptr);
+  const auto entry = m_jobs.find(jobKey);
+  if (entry != m_jobs.end() && isFresh(*entry->second, now)) {
+    markUsed(*entry->second);
+    return entry->second;
+  }
   // A copy: the caller's text may belong to a job that is dropped below.
   const std::string key = jobKey;  // NOLINT(performance-unnecessary-copy-initialization)
-  const time_t now = time(nullptr);
-  if (JobInfo* job = findInMemory(key, now)) {
-    return job;
+  if (entry != m_jobs.end()) {
+    remove(entry);
   }
   makeRoom(now);
   return findOnDisk(key, now);
 }
 
-JobInfo* JobManager::findInMemory(const std::string& jobKey, time_t now) {
-  const auto entry = m_jobs.find(jobKey);
-  if (entry == m_jobs.end()) {
-    return nullptr;
+// A job that never expires costs no look at its file.
+bool JobManager::isFresh(JobInfo& job, time_t now) const {
+  if (m_maxAge == 0) {
+    return true;
   }
-  JobInfo& job = *entry->second;
-  if (m_maxAge != 0) {
-    refreshLastUsed(job);
-  }
-  if (hasExpired(ageAt(now, job.m_lastUsed), m_maxAge)) {
-    remove(entry);
-    return nullptr;
-  }
-  markUsed(job);
-  return &job;
+  refreshLastUsed(job);
+  return !hasExpired(ageAt(now, job.m_lastUsed), m_maxAge);
 }
 
 void JobManager::makeRoom(time_t now) {

@@ -163,7 +163,7 @@ class VELMO_EXPORT JobManager {
  private:
   using Jobs = std::map<std::string, JobInfo*>;
 
-  JobInfo* findInMemory(const std::string& jobKey, time_t now);
+  bool isFresh(JobInfo& job, time_t now) const;
   void makeRoom(time_t now);
   void sweep(time_t now);
   void evictLeastRecentlyUsed();

@@ -53,7 +53,7 @@ std::unique_ptr<WebSocket> openWebSocket(const std::string& host, unsigned short
 // Receives frames and passes each to `take`, until `take` returns true.
 template <typename Take>
 void receiveFrames(WebSocket& ws, Take take) {
-  std::array<char, VelmoFacadeWS::s_frameSize> buffer{};
+  std::array<char, VelmoFacadeWS::s_frameSize> buffer;  // not cleared: only received bytes are read
   for (bool isComplete = false; !isComplete;) {
     int flags = 0;
     const int size = ws.receiveFrame(buffer.data(), static_cast<int>(buffer.size()), flags);

@@ -5,7 +5,7 @@
 namespace brix::imutils {
 
 std::optional<time_t> modificationTime(const std::string& path) {
-  struct stat status {};
+  struct stat status;  // not cleared: stat fills it
   if (stat(path.c_str(), &status) != 0) {
     return std::nullopt;
   }
