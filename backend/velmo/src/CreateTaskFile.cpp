@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "CancellationGuard.h"
@@ -11,7 +12,6 @@
 #include "IMMemSemaphore.h"
 #include "IMSemaphore.h"
 #include "JobCounter.h"
-#include "Joined.h"
 #include "PriorityMap.h"
 #include "QueueFile.h"
 #include "SubmissionEnvironment.h"
@@ -26,7 +26,6 @@ using brix::imutils::CancellationGuard;
 using brix::imutils::IMException;
 using brix::imutils::IMMemSemaphore;
 using brix::imutils::IMSemaphore;
-using brix::imutils::joined;
 using brix::velmo::directoryFromEnvironment;
 using brix::velmo::Failure;
 using brix::velmo::JobCounter;
@@ -193,10 +192,16 @@ std::string CreateTaskFile::getTaskContents(TaskFileDescriptor& descriptor) cons
   if (descriptor.command == nullptr) {
     return {};
   }
-  if (descriptor.jobInfo == nullptr) {
-    return joined({descriptor.command, "\n"});
+  const std::string_view command = descriptor.command;
+  const bool hasInfo = descriptor.jobInfo != nullptr;
+  const std::string_view info = hasInfo ? descriptor.jobInfo : "";
+  std::string contents;
+  contents.reserve(command.size() + info.size() + 2);
+  contents.append(command).append(1, '\n');
+  if (hasInfo) {
+    contents.append(info).append(1, '\n');
   }
-  return joined({descriptor.command, "\n", descriptor.jobInfo, "\n"});
+  return contents;
 }
 
 int CreateTaskFile::createFile(TaskFileDescriptor& descriptor) {

@@ -3,8 +3,7 @@
 
 #include <cstddef>
 #include <list>
-#include <string_view>
-#include <unordered_map>
+#include <vector>
 
 #include "IMProperties.h"
 
@@ -22,11 +21,19 @@ class EntryIndex {
   IMProperty* find(const char* name);
 
  private:
+  struct Slot {
+    std::size_t hash;
+    IMProperty* entry;  // null: the slot is free
+  };
+
   void indexNewEntries();
+  void makeRoom();
+  void insert(const Slot& slot);
 
   const std::list<IMProperty*>& m_entries;
-  std::list<IMProperty*>::const_iterator m_lastIndexed;  // if the table is not empty
-  std::unordered_map<std::string_view, IMProperty*> m_table;
+  std::list<IMProperty*>::const_iterator m_lastIndexed;  // if an entry is indexed
+  std::size_t m_indexed = 0;
+  std::vector<Slot> m_slots;  // as many as a power of two, at least half of them free
 };
 
 /// The first entry of a list with this name, or null.

@@ -4,6 +4,7 @@
 
 #include <list>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,24 @@ TEST_F(EntryIndexTest, EntryIsFoundByItsNameAndNotByItsStart) {
   growTo(40);
   EXPECT_EQ(nullptr, index.find("n"));
   EXPECT_EQ(nullptr, index.find("n10x"));
+}
+
+// Names of few characters, so that many are asked for again.
+TEST_F(EntryIndexTest, AnyNameIsFoundAsBySearching) {
+  EntryIndex index(m_entries);
+  std::mt19937 random(20261122);
+  for (int i = 0; i < 20000; ++i) {
+    const std::string name(1 + random() % 3, static_cast<char>('!' + random() % 90));
+    const std::string longer =
+        name + std::string(random() % 3, static_cast<char>('a' + random() % 3));
+    IMProperty* const searched = findEntry(m_entries, longer.c_str());
+    ASSERT_EQ(searched, index.find(longer.c_str())) << longer;
+    if (searched == nullptr) {
+      m_owned.push_back(std::make_unique<IMProperty>(longer.c_str(), ""));
+      m_entries.push_back(m_owned.back().get());
+    }
+  }
+  EXPECT_LT(1000U, m_entries.size());
 }
 
 TEST_F(EntryIndexTest, FirstOfEntriesWithOneNameIsFoundBySearching) {
