@@ -29,7 +29,7 @@ Opened openRegularFile(const std::string& path) {
 }
 
 LinePieces::LinePieces(const Descriptor& file, std::size_t size)
-    : m_file(file), m_most(size - 1), m_bytes(m_most), m_piece(size) {}
+    : m_file(file), m_most(size - 1), m_bytes(new char[m_most]), m_piece(new char[size]) {}
 
 char* LinePieces::next() {
   fill();
@@ -37,15 +37,15 @@ char* LinePieces::next() {
   if (length == 0 || m_error != 0) {
     return nullptr;
   }
-  std::memcpy(m_piece.data(), m_bytes.data() + m_begin, length);
+  std::memcpy(m_piece.get(), m_bytes.get() + m_begin, length);
   m_piece[length] = '\0';
   m_begin += length;
-  return m_piece.data();
+  return m_piece.get();
 }
 
 // Of the line that begins here, if all of it has been read.
 std::optional<std::size_t> LinePieces::lineLength() const {
-  const char* const start = m_bytes.data() + m_begin;
+  const char* const start = m_bytes.get() + m_begin;
   const void* const lineFeed = std::memchr(start, '\n', m_end - m_begin);
   if (lineFeed == nullptr) {
     return std::nullopt;
@@ -56,12 +56,12 @@ std::optional<std::size_t> LinePieces::lineLength() const {
 // Reads until a line is complete, the buffer is full, or the file ends.
 void LinePieces::fill() {
   while (m_error == 0 && !m_isAtEnd && !lineLength()) {
-    std::memmove(m_bytes.data(), m_bytes.data() + m_begin, m_end - m_begin);
+    std::memmove(m_bytes.get(), m_bytes.get() + m_begin, m_end - m_begin);
     m_end -= std::exchange(m_begin, 0);
     if (m_end == m_most) {
       return;
     }
-    const ssize_t count = read(m_file.get(), m_bytes.data() + m_end, m_most - m_end);
+    const ssize_t count = read(m_file.get(), m_bytes.get() + m_end, m_most - m_end);
     if (count > 0) {
       m_end += static_cast<std::size_t>(count);
     } else if (count == 0) {

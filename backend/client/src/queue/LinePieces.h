@@ -2,9 +2,9 @@
 #define VELMO_LINEPIECES_H
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "Descriptor.h"
 #include "FileCalls.h"
@@ -35,11 +35,12 @@ class LinePieces {
   void fill();
 
   const Descriptor& m_file;
-  std::size_t m_most;         // bytes in a piece
-  std::vector<char> m_bytes;  // read, but not yet returned
-  std::size_t m_begin = 0;    // of them
-  std::size_t m_end = 0;      // of them
-  std::vector<char> m_piece;  // returned
+  std::size_t m_most;  // bytes in a piece
+  // Deliberate: arrays that are not set to zero. A small file then touches a page of each, not 16.
+  std::unique_ptr<char[]> m_bytes;  // read, but not yet returned
+  std::size_t m_begin = 0;          // of them
+  std::size_t m_end = 0;            // of them
+  std::unique_ptr<char[]> m_piece;  // returned
   bool m_isAtEnd = false;
   int m_error = 0;
 };
