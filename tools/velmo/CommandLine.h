@@ -13,16 +13,19 @@ namespace velmo::cli {
 /// The command line of velmo: its commands and their options.
 class CommandLine {
  public:
+  /// Declares no command yet: run() declares those that the arguments can need.
   CommandLine();
 
   /// Reads the arguments and runs the command that they name. Help and version are printed, and a
   /// mistake is reported, here.
+  /// Called once.
   /// @param arguments  without the name of the program
   /// @return the exit status
   /// @throws Error, Failure, OutputClosed
   Status run(std::vector<std::string> arguments, Session& session);
 
  private:
+  void declareCommands(const std::vector<std::string>& arguments);
   void takeWords(std::vector<std::string>& arguments);
   Status runChosen(Session& session);
 

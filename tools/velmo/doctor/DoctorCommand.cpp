@@ -43,7 +43,7 @@ void putFirst(std::vector<Finding>& findings, const Failure& refusal, const std:
 }  // namespace
 
 DoctorCommand::DoctorCommand(CLI::App& parent)
-    : Command(parent, "doctor",
+    : Command(parent, kName,
               "Looks for everything that keeps tasks from being submitted or run: what was looked "
               "at, what is wrong, its consequence, and how to repair it. Changes "
               "nothing, except with --break-lock.",

@@ -16,6 +16,9 @@ namespace velmo::cli {
 /// to do.
 class DoctorCommand : public Command {
  public:
+  /// The word on the command line.
+  static constexpr const char* kName = "doctor";
+
   explicit DoctorCommand(CLI::App& parent);
 
   /// @return the status of the first fault

@@ -52,7 +52,7 @@ std::string jobDirectory(const std::string& given, const client::Setting& data) 
 }
 
 JobCommand::JobCommand(CLI::App& parent)
-    : Command(parent, "job", "Finds the job of a key, or makes one if the key has none.",
+    : Command(parent, kName, "Finds the job of a key, or makes one if the key has none.",
               {"velmo job [OPTION...] [--] KEY"}) {
   app().footer(kFooter);
   app().add_option("KEY", m_key)->required();

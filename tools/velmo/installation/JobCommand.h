@@ -11,6 +11,9 @@ namespace velmo::cli {
 /// velmo job: finds the job of a key, or makes it.
 class JobCommand : public Command {
  public:
+  /// The word on the command line.
+  static constexpr const char* kName = "job";
+
   explicit JobCommand(CLI::App& parent);
 
   Status run(Session& session) override;

@@ -53,7 +53,7 @@ client::Outcome unreadableIn(const PriorityTable& table) {
 
 PrioritiesCommand::PrioritiesCommand(CLI::App& parent)
     : Command(
-          parent, "priorities",
+          parent, kName,
           "Lists the priority classes and adjustments of \"priorities.cfg\", with the file that "
           "each comes from and the file whose number it hides.",
           {"velmo priorities [--json]"}) {

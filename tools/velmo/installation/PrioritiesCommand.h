@@ -10,6 +10,9 @@ namespace velmo::cli {
 /// number it hides.
 class PrioritiesCommand : public Command {
  public:
+  /// The word on the command line.
+  static constexpr const char* kName = "priorities";
+
   explicit PrioritiesCommand(CLI::App& parent);
 
   /// @return Status::notConfigured if there is none, or if a file cannot be read

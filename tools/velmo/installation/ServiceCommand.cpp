@@ -77,7 +77,7 @@ void printJson(const std::vector<Entry>& entries, Session& session) {
 }  // namespace
 
 ServiceCommand::ServiceCommand(CLI::App& parent)
-    : Command(parent, "service",
+    : Command(parent, kName,
               "Lists the machines and hosts of \"modules.xml\", and marks the one that tasks are "
               "sent to. Does not connect.",
               {"velmo service [--modules FILE] [--json]"}) {

@@ -11,6 +11,9 @@ namespace velmo::cli {
 /// connect to.
 class ServiceCommand : public Command {
  public:
+  /// The word on the command line.
+  static constexpr const char* kName = "service";
+
   explicit ServiceCommand(CLI::App& parent);
 
   /// @throws Error  clients cannot connect to any host: the reason

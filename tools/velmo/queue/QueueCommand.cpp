@@ -21,7 +21,7 @@ constexpr const char* kFooter =
 }  // namespace
 
 QueueCommand::QueueCommand(CLI::App& parent)
-    : Command(parent, "queue",
+    : Command(parent, kName,
               "Lists the tasks in the queue, in the order in which the service takes them.",
               {"velmo queue [OPTION...]", "velmo queue show [--json] NAME",
                "velmo queue cancel [--json] NAME..."}),

@@ -12,6 +12,9 @@ namespace velmo::cli {
 /// the commands show and cancel.
 class QueueCommand : public Command {
  public:
+  /// The word on the command line.
+  static constexpr const char* kName = "queue";
+
   explicit QueueCommand(CLI::App& parent);
 
   Status run(Session& session) override;

@@ -42,7 +42,7 @@ Json fieldsOfName(const std::string& name) {
 }  // namespace
 
 SubmitCommand::SubmitCommand(CLI::App& parent)
-    : Command(parent, "submit", "Submits a task, by file or by message, and prints its name.",
+    : Command(parent, kName, "Submits a task, by file or by message, and prints its name.",
               {"velmo submit -p CLASS [OPTION...] [--] COMMAND...",
                "velmo submit --stdin [-p CLASS] [OPTION...]"}),
       m_options(app()) {

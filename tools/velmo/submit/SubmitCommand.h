@@ -12,6 +12,9 @@ namespace velmo::cli {
 /// velmo submit: submits a task, or one for each line of standard input, by file or by message.
 class SubmitCommand : public Command {
  public:
+  /// The word on the command line.
+  static constexpr const char* kName = "submit";
+
   explicit SubmitCommand(CLI::App& parent);
 
   void takeWords(std::vector<std::string>& arguments) override;
