@@ -17,11 +17,12 @@ brix::velmo::TaskFileName nameOf(const GivenTask& task, int priority, std::strin
 
 /// Refuses a name that could be longer than a file's, or that the service would not read back as it
 /// was written, whatever its task number will be.
-Outcome checkName(brix::velmo::TaskFileName name);
+/// @param name  its task number does not count
+Outcome checkName(const brix::velmo::TaskFileName& name);
 
 /// The same for a task of which nothing has been issued: if it needs a new job, whatever that will
 /// be.
-Outcome checkNewName(brix::velmo::TaskFileName name, const ServerIdentity& identity);
+Outcome checkNewName(const brix::velmo::TaskFileName& name, const ServerIdentity& identity);
 
 }  // namespace velmo::client
 

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <initializer_list>
+#include <random>
 #include <string>
 
 #include "ShownResult.h"
@@ -10,11 +13,13 @@
 namespace {
 
 using brix::velmo::formatTaskFileName;
+using brix::velmo::parseTaskFileName;
 using brix::velmo::TaskFileName;
 using velmo::client::checkName;
 using velmo::client::checkNewName;
 using velmo::client::GivenTask;
 using velmo::client::nameOf;
+using velmo::client::Outcome;
 using velmo::client::Problem;
 using velmo::client::ServerIdentity;
 using velmo::client::Settings;
@@ -75,6 +80,90 @@ TEST(CheckNameTest, NameThatWouldNotReadBackIsRefused) {
   TaskFileName name = kExample;
   name.created = "100000101000000";  // a year beyond four digits
   EXPECT_EQ(Problem::TaskNameAmbiguous, checkName(name)->problem);
+}
+
+// Names of pieces that a reader could take for something else.
+class HostileNames {
+ public:
+  TaskFileName next() {
+    TaskFileName name;
+    name.created =
+        pick({"20250303140509", "20250303140509", "20250303140509", "20250303140560",
+              "20251303140509", "2025030314050", "100000101000000", "", "2025030314050x"});
+    name.priority = number();
+    name.relativePriority = number();
+    name.taskId = number();
+    name.jobId = text(name.created);
+    name.subJobId = text(name.created);
+    name.commandType = text(name.created);
+    return name;
+  }
+
+ private:
+  template <typename T>
+  T pick(std::initializer_list<T> choices) {
+    return choices.begin()[m_random() % choices.size()];
+  }
+
+  std::string pick(std::initializer_list<const char*> choices) {
+    return pick<const char*>(choices);
+  }
+
+  int number() {
+    const int any = static_cast<int>(m_random());
+    return pick(
+        {0, 7, -7, 999, -999, 9999, -9999, 10000, any % 20000, any, 2147483647, -2147483647 - 1});
+  }
+
+  std::string text(const std::string& created) {
+    std::string result;
+    for (std::size_t pieces = m_random() % 5; pieces > 0; --pieces) {
+      result += m_random() % 3 == 0 ? created
+                                    : pick({".", "S", ".S", "T", ".T", "-", "-1", ".R", "R0000",
+                                            "0", "x", "17", ".R0002.", "2147483646"});
+    }
+    return m_random() % 16 == 0 ? result + std::string(m_random() % 200, 'y') : result;
+  }
+
+  std::mt19937 m_random{13};  // NOLINT: the same names in each run
+};
+
+// What checkName() finds, by writing the name and reading it.
+std::string refusalByReading(TaskFileName name) {
+  name.taskId = 2147483646;
+  const std::string text = formatTaskFileName(name);
+  if (text.size() > 255) {
+    return "size " + std::to_string(text.size());
+  }
+  const auto read = parseTaskFileName(text);
+  const bool isSame =
+      read && read->priority == name.priority && read->created == name.created &&
+      read->jobId == name.jobId && read->subJobId == name.subJobId && read->taskId == name.taskId &&
+      read->relativePriority == name.relativePriority && read->commandType == name.commandType;
+  return isSame ? "" : "ambiguous " + text;
+}
+
+std::string refusalByChecking(const TaskFileName& name) {
+  const Outcome outcome = checkName(name);
+  if (!outcome) {
+    return "";
+  }
+  const bool isLong = outcome->problem == Problem::TaskNameTooLong;
+  return (isLong ? "size " : "ambiguous ") + outcome->subject;
+}
+
+TEST(CheckNameTest, FindsWhatWritingAndReadingTheNameFinds) {
+  HostileNames names;
+  int refused = 0;
+  constexpr int kNames = 200000;
+  for (int i = 0; i < kNames; ++i) {
+    const TaskFileName name = names.next();
+    const std::string expected = refusalByReading(name);
+    refused += expected.empty() ? 0 : 1;
+    ASSERT_EQ(expected, refusalByChecking(name)) << formatTaskFileName(name);
+  }
+  EXPECT_LT(kNames / 10, refused);
+  EXPECT_LT(kNames / 10, kNames - refused);
 }
 
 // --- checkNewName ---

@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cstdlib>
 #include <system_error>
+#include <utility>
 
 #include "GivenTask.h"
 #include "InputStruct.h"
@@ -43,12 +44,19 @@ Result<Settings> takeSettings(const velmo_settings* given) {
   return settings;
 }
 
-Result<std::string> directoryOf(const Setting& setting) {
+Outcome checkDirectory(const Setting& setting) {
   if (setting.value.empty()) {
     return Fault{Problem::VariableNotSet, setting.variable};
   }
   if (setting.value.front() != '/') {
     return Fault{Problem::VariableNotAbsolute, setting.variable, setting.value};
+  }
+  return std::nullopt;
+}
+
+Result<std::string> directoryOf(const Setting& setting) {
+  if (Outcome failure = checkDirectory(setting)) {
+    return *std::move(failure);
   }
   return setting.value;
 }

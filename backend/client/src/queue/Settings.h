@@ -35,6 +35,9 @@ void pointToEnvironment(velmo_settings& out);
 /// Copies a caller's settings; those of the environment if `given` is null.
 Result<Settings> takeSettings(const velmo_settings* given);
 
+/// Refuses a setting that is not an absolute path.
+Outcome checkDirectory(const Setting& setting);
+
 /// A setting that is an absolute path.
 Result<std::string> directoryOf(const Setting& setting);
 

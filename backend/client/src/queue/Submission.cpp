@@ -14,12 +14,10 @@ using brix::velmo::TaskFileName;
 
 constexpr int kAttempts = 3;
 
-// What a submission needs of the settings.
-struct Place {
-  std::string temporaryDirectory;
-  std::string queueDirectory;
-  int segmentKey = 0;
-  int semaphoreKey = 0;
+// The keys of the task counter.
+struct Keys {
+  int segment = 0;
+  int semaphore = 0;
 };
 
 template <typename T>
@@ -31,31 +29,25 @@ Outcome take(Result<T> result, T& target) {
   return std::nullopt;
 }
 
-Outcome findPlace(const Settings& settings, Place& place) {
-  std::string var;
-  if (Outcome outcome = take(directoryOf(settings.tmp), place.temporaryDirectory)) {
+// Checks the directories of a task's file, and finds the keys.
+Outcome checkPlace(const Settings& settings, Keys& keys) {
+  if (Outcome outcome = checkDirectory(settings.tmp)) {
     return outcome;
   }
-  if (Outcome outcome = take(directoryOf(settings.var), var)) {
+  if (Outcome outcome = checkDirectory(settings.var)) {
     return outcome;
   }
-  place.queueDirectory = var + "/taskqueue";
-  if (Outcome outcome = take(keyOf(settings.sharedTaskId), place.segmentKey)) {
+  if (Outcome outcome = take(keyOf(settings.sharedTaskId), keys.segment)) {
     return outcome;
   }
-  return take(keyOf(settings.semaphoreTaskId), place.semaphoreKey);
+  return take(keyOf(settings.semaphoreTaskId), keys.semaphore);
 }
 
-struct JobPlace {
-  std::string dataDirectory;
-  std::string lockDirectory;
-};
-
-Outcome findJobPlace(const Settings& settings, JobPlace& place) {
-  if (Outcome outcome = take(directoryOf(settings.data), place.dataDirectory)) {
+Outcome checkJobPlace(const Settings& settings) {
+  if (Outcome outcome = checkDirectory(settings.data)) {
     return outcome;
   }
-  return take(directoryOf(settings.lockVar), place.lockDirectory);
+  return checkDirectory(settings.lockVar);
 }
 
 // The name of the task, but for the numbers that are not taken yet.
@@ -71,20 +63,21 @@ Outcome draftName(const velmo_installation& installation, const GivenTask& task,
 }
 
 // Tries the numbers that the task counter issues, until one makes a name that is free.
-Outcome placeUnderFreeName(const Place& place, TaskFileName& parts, const std::string& contents,
-                           bool isDurable, const Wait& wait, std::string& name) {
+Outcome placeUnderFreeName(const velmo_installation& installation, const Keys& keys,
+                           TaskFileName& parts, const std::string& contents, bool isDurable,
+                           const Wait& wait, std::string& name) {
   Placement placement;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     if (attempt > 0) {
-      if (Outcome outcome =
-              take(drawTaskId(place.segmentKey, place.semaphoreKey, wait), parts.taskId)) {
+      if (Outcome outcome = take(drawTaskId(keys.segment, keys.semaphore, wait), parts.taskId)) {
         return outcome;
       }
     }
     name = brix::velmo::formatTaskFileName(parts);
-    if (Outcome outcome = take(placeTaskFile(place.temporaryDirectory, place.queueDirectory, name,
-                                             contents, isDurable),
-                               placement)) {
+    if (Outcome outcome =
+            take(placeTaskFile(installation.settings.tmp.value, installation.queueDirectory, name,
+                               contents, isDurable),
+                 placement)) {
       return outcome;
     }
     if (placement.isPlaced) {
@@ -99,17 +92,17 @@ Outcome placeUnderFreeName(const Place& place, TaskFileName& parts, const std::s
 std::string contentsOf(const GivenTask& task) {
   std::string contents;
   contents.reserve(task.command.size() + task.information.size() + 2);
-  contents.append(task.command).append("\n");
+  contents.append(task.command) += '\n';
   if (!task.information.empty()) {
-    contents.append(task.information).append("\n");
+    contents.append(task.information) += '\n';
   }
   return contents;
 }
 
 Result<std::string> drawJob(const velmo_installation& installation, bool isDurable,
                             const Wait& wait) {
-  JobPlace place;
-  if (Outcome outcome = findJobPlace(installation.settings, place)) {
+  const Settings& settings = installation.settings;
+  if (Outcome outcome = checkJobPlace(settings)) {
     return std::move(*outcome);
   }
   // Asked before the counter is: an identity that is unusable costs no number.
@@ -117,7 +110,7 @@ Result<std::string> drawJob(const velmo_installation& installation, bool isDurab
     return std::move(longest.fault());
   }
   const Result<int> number =
-      drawJobNumber(place.dataDirectory, place.lockDirectory, isDurable, wait);
+      drawJobNumber(settings.data.value, settings.lockVar.value, isDurable, wait);
   if (!number.isOk()) {
     return number.fault();
   }
@@ -127,8 +120,8 @@ Result<std::string> drawJob(const velmo_installation& installation, bool isDurab
 // The number of the task is taken first: a service that is not running costs no job number.
 Outcome submitTask(const velmo_installation& installation, const GivenTask& task, bool isDurable,
                    const Wait& wait, std::string& name) {
-  Place place;
-  if (Outcome outcome = findPlace(installation.settings, place)) {
+  Keys keys;
+  if (Outcome outcome = checkPlace(installation.settings, keys)) {
     return outcome;
   }
   TaskFileName parts;
@@ -137,8 +130,7 @@ Outcome submitTask(const velmo_installation& installation, const GivenTask& task
   }
   const std::string contents = contentsOf(task);
 
-  if (Outcome outcome =
-          take(drawTaskId(place.segmentKey, place.semaphoreKey, wait), parts.taskId)) {
+  if (Outcome outcome = take(drawTaskId(keys.segment, keys.semaphore, wait), parts.taskId)) {
     return outcome;
   }
   if (task.job.empty()) {
@@ -146,7 +138,7 @@ Outcome submitTask(const velmo_installation& installation, const GivenTask& task
       return outcome;
     }
   }
-  return placeUnderFreeName(place, parts, contents, isDurable, wait, name);
+  return placeUnderFreeName(installation, keys, parts, contents, isDurable, wait, name);
 }
 
 }  // namespace velmo::client

@@ -25,6 +25,14 @@ bool isDirectory(const std::string& path) {
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+std::string pathOf(const std::string& directory, const std::string& name) {
+  std::string path;
+  path.reserve(directory.size() + 1 + name.size());
+  path.append(directory) += '/';
+  path += name;
+  return path;
+}
+
 bool isMissing(const std::string& directory, int error) {
   return (error == ENOENT || error == ENOTDIR) && !isDirectory(directory);
 }
@@ -64,11 +72,11 @@ class TaskFile {
            const std::string& name)
       : m_temporaryDirectory(temporaryDirectory),
         m_queueDirectory(queueDirectory),
-        m_queueFile(queueDirectory + "/" + name),
-        m_notSynced(inDoubt(Fault{Problem::QueueNotSynced, queueDirectory}, name)),
-        m_file(temporaryDirectory + "/" + name) {}
+        m_queueFile(pathOf(queueDirectory, name)),
+        m_file(pathOf(temporaryDirectory, name)) {}
 
-  int openQueue();
+  /// Prepares to make the move of the file with this name durable.
+  int openQueue(const std::string& name);
   int write(const std::string& contents, bool isDurable);
   int move();
 
@@ -84,20 +92,21 @@ class TaskFile {
 
   /// Allocates nothing: the task is in the queue, and memory that runs out must not deny it.
   Fault notSynced(int error) {
-    m_notSynced.systemError = error;
-    return std::move(m_notSynced);
+    m_notSynced->systemError = error;
+    return *std::move(m_notSynced);
   }
 
  private:
   const std::string& m_temporaryDirectory;
   const std::string& m_queueDirectory;
   std::string m_queueFile;
-  Fault m_notSynced;
+  Outcome m_notSynced;  // once the queue is open
   Descriptor m_queue;
   NewFile m_file;
 };
 
-int TaskFile::openQueue() {
+int TaskFile::openQueue(const std::string& name) {
+  m_notSynced = inDoubt(Fault{Problem::QueueNotSynced, m_queueDirectory}, name);
   Opened opened = openDirectory(m_queueDirectory);
   m_queue = std::move(opened.descriptor);
   return opened.error;
@@ -155,7 +164,7 @@ Result<Placement> placeTaskFile(const std::string& temporaryDirectory,
                                 const std::string& contents, bool isDurable) {
   TaskFile file(temporaryDirectory, queueDirectory, name);
   // Before the move: after it, nothing may fail but the sync.
-  if (const int error = isDurable ? file.openQueue() : 0) {
+  if (const int error = isDurable ? file.openQueue(name) : 0) {
     return file.queueNotOpen(error);
   }
   if (const int error = file.write(contents, isDurable)) {

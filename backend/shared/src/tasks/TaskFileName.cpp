@@ -45,17 +45,10 @@ std::optional<int> parseTaskId(std::string_view text) {
                                                                                   : std::nullopt;
 }
 
+// Of two digits.
 bool isWithin(std::string_view digits, int least, int greatest) {
-  const int number = parseNumber(digits).value_or(-1);
+  const int number = (digits[0] - '0') * 10 + (digits[1] - '0');
   return number >= least && number <= greatest;
-}
-
-bool isTimestamp(std::string_view text) {
-  const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
-  return text.size() == kTimestampDigits && std::all_of(text.begin(), text.end(), isDigit) &&
-         isWithin(text.substr(4, 2), 1, 12) && isWithin(text.substr(6, 2), 1, 31) &&
-         isWithin(text.substr(8, 2), 0, 23) && isWithin(text.substr(10, 2), 0, 59) &&
-         isWithin(text.substr(12, 2), 0, 60);
 }
 
 // Removes the text before the first dot, and the dot; returns the text.
@@ -104,6 +97,14 @@ std::string formatTaskFileName(const TaskFileName& name) {
   return joined({fourDigits(name.priority), ".", name.created, ".", name.jobId, ".S", name.subJobId,
                  ".T", name.created, "-", DecimalText(name.taskId), ".R",
                  fourDigits(name.relativePriority), ".", name.commandType});
+}
+
+bool isTimestamp(std::string_view text) {
+  const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
+  return text.size() == kTimestampDigits && std::all_of(text.begin(), text.end(), isDigit) &&
+         isWithin(text.substr(4, 2), 1, 12) && isWithin(text.substr(6, 2), 1, 31) &&
+         isWithin(text.substr(8, 2), 0, 23) && isWithin(text.substr(10, 2), 0, 59) &&
+         isWithin(text.substr(12, 2), 0, 60);
 }
 
 // The second occurrence of the time marks the end of the identifiers, whatever they contain.

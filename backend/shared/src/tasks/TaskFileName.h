@@ -30,6 +30,9 @@ std::string formatTaskFileName(const TaskFileName& name);
 /// @return nothing if no task file can have this name
 std::optional<TaskFileName> parseTaskFileName(std::string_view name);
 
+/// Whether a text is a time in the form that names use, of fourteen digits.
+bool isTimestamp(std::string_view text);
+
 /// The current local time in the form that names use.
 std::string currentTimestamp();
 
