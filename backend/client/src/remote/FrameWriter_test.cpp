@@ -12,9 +12,7 @@
 
 namespace {
 
-using velmo::client::appendClose;
-using velmo::client::appendMessage;
-using velmo::client::appendPong;
+using velmo::client::FrameWriter;
 using velmo::test::readFrame;
 using velmo::test::WebSocketFrame;
 
@@ -54,12 +52,13 @@ TEST(FrameWriterTest, MessageIsSplitAt8192Bytes) {
       {16384, "2m 8192; 128m 8192; "},
       {20000, "2m 8192; 0m 8192; 128m 3616; "},
   };
+  FrameWriter writer;
   for (const Row& row : rows) {
     std::string message(row.size, '\0');
     std::generate(message.begin(), message.end(),
                   [n = 0]() mutable { return static_cast<char>(n++ % 251); });
     std::string wire;
-    ASSERT_FALSE(appendMessage(wire, message));
+    ASSERT_FALSE(writer.appendMessage(wire, message));
     EXPECT_EQ(row.frames, shown(wire));
     std::string payload;
     for (const WebSocketFrame& frame : framesIn(wire)) {
@@ -70,8 +69,9 @@ TEST(FrameWriterTest, MessageIsSplitAt8192Bytes) {
 }
 
 TEST(FrameWriterTest, EachFrameHasAnotherMask) {
+  FrameWriter writer;
   std::string wire;
-  ASSERT_FALSE(appendMessage(wire, std::string(409600, 'x')));
+  ASSERT_FALSE(writer.appendMessage(wire, std::string(409600, 'x')));
   std::set<std::string> masks;
   for (std::size_t at = 4; at < wire.size(); at += 8192 + 8) {
     masks.insert(wire.substr(at, 4));
@@ -80,10 +80,11 @@ TEST(FrameWriterTest, EachFrameHasAnotherMask) {
 }
 
 TEST(FrameWriterTest, FramesAreAppended) {
+  FrameWriter writer;
   std::string wire;
-  ASSERT_FALSE(appendPong(wire, "ping"));
-  ASSERT_FALSE(appendClose(wire, 1000));
-  ASSERT_FALSE(appendClose(wire, 0));
+  ASSERT_FALSE(writer.appendPong(wire, "ping"));
+  ASSERT_FALSE(writer.appendClose(wire, 1000));
+  ASSERT_FALSE(writer.appendClose(wire, 0));
   const std::vector<WebSocketFrame> frames = framesIn(wire);
   EXPECT_EQ("138m 4; 136m 2; 136m 0; ", shown(wire));
   EXPECT_EQ("ping", frames[0].payload);

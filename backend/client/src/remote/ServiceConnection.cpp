@@ -1,7 +1,6 @@
 #include "ServiceConnection.h"
 
 #include <poll.h>
-#include <unistd.h>
 #include <cerrno>
 #include <cstring>
 
@@ -9,7 +8,6 @@
 #include <array>
 #include <utility>
 
-#include "FrameWriter.h"
 #include "ReplyMessage.h"
 #include "velmo.h"
 
@@ -54,10 +52,7 @@ std::string closeText(int code, std::string_view reason) {
 
 ServiceConnection::ServiceConnection(Socket socket, std::string address, std::string_view rest,
                                      const volatile int* stop)
-    : m_socket(std::move(socket)),
-      m_address(std::move(address)),
-      m_stop(stop),
-      m_process(getpid()) {
+    : m_socket(std::move(socket)), m_address(std::move(address)), m_stop(stop) {
   m_frames.feed(rest);
 }
 
@@ -70,7 +65,7 @@ bool ServiceConnection::hasFailed() const {
 }
 
 bool ServiceConnection::isOfThisProcess() const {
-  return getpid() == m_process;
+  return m_process.isOfThisProcess();
 }
 
 const volatile int* ServiceConnection::stop() const {
@@ -122,7 +117,7 @@ Outcome ServiceConnection::tryExchange(std::string_view request, const Wait& wai
 
 Outcome ServiceConnection::sendRequest(std::string_view request, const Wait& wait) {
   answerPing();
-  if (Outcome outcome = appendMessage(m_outgoing, request)) {
+  if (Outcome outcome = m_writer.appendMessage(m_outgoing, request)) {
     return outcome;
   }
   m_phase = Phase::Sending;
@@ -352,7 +347,7 @@ void ServiceConnection::answerPing() {
   }
   m_isPinged = false;
   try {
-    static_cast<void>(appendPong(m_outgoing, m_ping));
+    static_cast<void>(m_writer.appendPong(m_outgoing, m_ping));
   } catch (...) {  // NOLINT(bugprone-empty-catch): the reply matters, not the pong
   }
 }
@@ -371,7 +366,7 @@ void ServiceConnection::answerClose() {
     return;
   }
   try {
-    if (!appendClose(m_outgoing, kNormalClosure)) {
+    if (!m_writer.appendClose(m_outgoing, kNormalClosure)) {
       sendSome();
     }
   } catch (...) {  // NOLINT(bugprone-empty-catch): only a courtesy fails
@@ -399,7 +394,7 @@ void ServiceConnection::close(const Wait& wait) noexcept {
 
 // @return whether the kernel has taken the close frame
 bool ServiceConnection::sendClose(const Wait& wait) {
-  if (appendClose(m_outgoing, kNormalClosure)) {
+  if (m_writer.appendClose(m_outgoing, kNormalClosure)) {
     return false;
   }
   for (;;) {

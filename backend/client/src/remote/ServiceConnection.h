@@ -1,14 +1,14 @@
 #ifndef VELMO_SERVICECONNECTION_H
 #define VELMO_SERVICECONNECTION_H
 
-#include <sys/types.h>
-
 #include <cstddef>
 #include <string>
 #include <string_view>
 
 #include "Fault.h"
 #include "FrameReader.h"
+#include "FrameWriter.h"
+#include "ProcessMark.h"
 #include "Socket.h"
 #include "Wait.h"
 
@@ -83,11 +83,12 @@ class ServiceConnection {
   Socket m_socket;
   std::string m_address;
   const volatile int* m_stop;
-  pid_t m_process;
+  ProcessMark m_process;
   bool m_isUsable = true;
   bool m_isClosedByPeer = false;
   Phase m_phase = Phase::Idle;
   FrameReader m_frames;
+  FrameWriter m_writer;
   std::string m_outgoing;   // frames that the kernel has not taken
   std::size_t m_sent = 0;   // of m_outgoing
   std::string m_ping;       // payload of the last ping
