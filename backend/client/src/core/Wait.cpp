@@ -35,10 +35,13 @@ bool Wait::isStopped() const {
 }
 
 bool Wait::isOver() const {
-  return now() >= m_deadlineNs;
+  return m_deadlineNs != kNever && now() >= m_deadlineNs;
 }
 
 std::int64_t Wait::sliceNs() const {
+  if (m_deadlineNs == kNever) {
+    return kLookAtFlagNs;
+  }
   return std::clamp<std::int64_t>(m_deadlineNs - now(), 0, kLookAtFlagNs);
 }
 
@@ -48,6 +51,10 @@ int Wait::sliceMs() const {
 
 timespec Wait::slice() const {
   return timespecOf(sliceNs());
+}
+
+bool Wait::hasWholeSlice() const {
+  return sliceNs() == kLookAtFlagNs;
 }
 
 void Wait::pause(std::int64_t nanoseconds) const {

@@ -32,6 +32,9 @@ class Wait {
   /// The same for calls that take a timespec, exact.
   timespec slice() const;
 
+  /// Whether the deadline is at least 200 ms away, so that what is left is a whole slice.
+  bool hasWholeSlice() const;
+
   /// Sleeps for a pause, but not beyond the slice, and not to the end if a signal arrives.
   void pause(std::int64_t nanoseconds) const;
 

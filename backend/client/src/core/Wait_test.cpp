@@ -118,6 +118,16 @@ TEST_F(WaitTest, SliceIsAtMost200Milliseconds) {
   }
 }
 
+TEST_F(WaitTest, SliceIsWholeWhileTheDeadlineIs200MillisecondsAway) {
+  EXPECT_TRUE(Wait(VELMO_NO_LIMIT, nullptr).hasWholeSlice());
+  EXPECT_FALSE(Wait(0, nullptr).hasWholeSlice());
+  const Wait wait(201, nullptr);
+  m_clock.advance(milliseconds(1));
+  EXPECT_TRUE(wait.hasWholeSlice());
+  m_clock.advance(nanoseconds(1));
+  EXPECT_FALSE(wait.hasWholeSlice());
+}
+
 TEST_F(WaitTest, SliceInMillisecondsIsRoundedUp) {
   const Wait wait(2, nullptr);
   m_clock.advance(nanoseconds(1));

@@ -52,7 +52,10 @@ std::string closeText(int code, std::string_view reason) {
 
 ServiceConnection::ServiceConnection(Socket socket, std::string address, std::string_view rest,
                                      const volatile int* stop)
-    : m_socket(std::move(socket)), m_address(std::move(address)), m_stop(stop) {
+    : m_socket(std::move(socket)),
+      m_address(std::move(address)),
+      m_stop(stop),
+      m_canReceiveWaiting(m_socket.allowWaiting()) {
   m_frames.feed(rest);
 }
 
@@ -240,13 +243,18 @@ Outcome ServiceConnection::receiveMore(const Wait& wait) {
     return Fault{Problem::Stopped, "the reply of " + m_address};
   }
   sendPong();
-  const Socket::Attempt attempt = receiveSome();
+  const bool mayBlock = m_canReceiveWaiting && m_outgoing.empty() && wait.hasWholeSlice();
+  const Socket::Attempt attempt = mayBlock ? receiveWaiting() : receiveSome();
   if (attempt.error == 0) {
     return attempt.count > 0 ? std::nullopt : Outcome(Fault{Problem::ConnectionEnded, m_address});
   }
-  if (!attempt.wouldBlock()) {
-    return failed(attempt.error);
+  if (mayBlock && (attempt.wouldBlock() || attempt.error == EINTR)) {
+    return std::nullopt;
   }
+  return attempt.wouldBlock() ? awaitReply(wait) : failed(attempt.error);
+}
+
+Outcome ServiceConnection::awaitReply(const Wait& wait) {
   const int events = m_outgoing.empty() ? POLLIN : POLLIN | POLLOUT;
   switch (m_socket.await(static_cast<short>(events), wait)) {
     case Socket::Readiness::Ready:
@@ -317,6 +325,13 @@ Fault ServiceConnection::failed(int error) const {
 Socket::Attempt ServiceConnection::receiveSome() {
   std::array<char, kReceiveSize> buffer;  // NOLINT: not initialised, because it is filled
   const Socket::Attempt attempt = m_socket.receive(buffer.data(), buffer.size());
+  m_frames.feed({buffer.data(), attempt.count});
+  return attempt;
+}
+
+Socket::Attempt ServiceConnection::receiveWaiting() {
+  std::array<char, kReceiveSize> buffer;  // NOLINT: not initialised, because it is filled
+  const Socket::Attempt attempt = m_socket.receiveWaiting(buffer.data(), buffer.size());
   m_frames.feed({buffer.data(), attempt.count});
   return attempt;
 }

@@ -63,6 +63,7 @@ class ServiceConnection {
   Outcome failedSend(int error);
   Outcome receiveReply(const Wait& wait, char* name);
   Outcome receiveMore(const Wait& wait);
+  Outcome awaitReply(const Wait& wait);
   Outcome readArrivals();
   Outcome takeUnaskedFrames();
   Outcome takeReply(std::string_view message, char* name) const;
@@ -76,6 +77,7 @@ class ServiceConnection {
   void sendPong();
   void answerClose();
   Socket::Attempt receiveSome();
+  Socket::Attempt receiveWaiting();
   Socket::Attempt sendSome();
   bool sendClose(const Wait& wait);
   void awaitClose(const Wait& wait);
@@ -84,6 +86,7 @@ class ServiceConnection {
   std::string m_address;
   const volatile int* m_stop;
   ProcessMark m_process;
+  bool m_canReceiveWaiting;
   bool m_isUsable = true;
   bool m_isClosedByPeer = false;
   Phase m_phase = Phase::Idle;

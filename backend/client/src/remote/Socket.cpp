@@ -1,7 +1,9 @@
 #include "Socket.h"
 
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 #include <cerrno>
 
@@ -11,14 +13,20 @@ namespace velmo::client {
 
 namespace {
 
+constexpr suseconds_t kReceiveWaitUs = 190'000;  // with some room in a slice of 200 ms
+
+Socket::Attempt attemptOf(ssize_t count) {
+  return count < 0 ? Socket::Attempt{0, errno}
+                   : Socket::Attempt{static_cast<std::size_t>(count), 0};
+}
+
 template <typename Call>
 Socket::Attempt attempt(Call call) {
   ssize_t count = 0;
   do {
     count = call();
   } while (count < 0 && errno == EINTR);
-  return count < 0 ? Socket::Attempt{0, errno}
-                   : Socket::Attempt{static_cast<std::size_t>(count), 0};
+  return attemptOf(count);
 }
 
 }  // namespace
@@ -62,6 +70,18 @@ Socket::Attempt Socket::send(std::string_view bytes) const {
 
 Socket::Attempt Socket::receive(char* buffer, std::size_t size) const {
   return attempt([&] { return recv(m_descriptor, buffer, size, MSG_DONTWAIT); });
+}
+
+// The limit first: without it, a receive could wait for ever.
+bool Socket::allowWaiting() const {
+  const timeval limit{0, kReceiveWaitUs};
+  int isNonBlocking = 0;
+  return setsockopt(m_descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) == 0 &&
+         ioctl(m_descriptor, FIONBIO, &isNonBlocking) == 0;
+}
+
+Socket::Attempt Socket::receiveWaiting(char* buffer, std::size_t size) const {
+  return attemptOf(recv(m_descriptor, buffer, size, 0));
 }
 
 Socket::Readiness Socket::await(short events, const Wait& wait) const {

@@ -8,7 +8,8 @@
 
 namespace velmo::client {
 
-/// Owns the descriptor of a TCP connection. No call blocks except await(), and none raises SIGPIPE.
+/// Owns the descriptor of a TCP connection. No call blocks except await() and
+/// receiveWaiting(), and none raises SIGPIPE.
 class Socket {
  public:
   /// What one attempt to send or receive did.
@@ -37,6 +38,16 @@ class Socket {
 
   Attempt send(std::string_view bytes) const;
   Attempt receive(char* buffer, std::size_t size) const;
+
+  /// Prepares receiveWaiting().
+  /// @return whether that has succeeded
+  bool allowWaiting() const;
+
+  /// Receives, and waits up to 190 ms until something has arrived: one system call instead of those
+  /// of await() and receive(). EAGAIN at the end of the wait, EINTR after a signal.
+  ///
+  /// Only if allowWaiting() has succeeded.
+  Attempt receiveWaiting(char* buffer, std::size_t size) const;
 
   /// Waits for events of poll(), or for an error of the connection. Signals do not end the wait.
   /// After Failed, errno has the reason.

@@ -1,13 +1,16 @@
 #include "Socket.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include "SignalStorm.h"
@@ -81,6 +84,50 @@ TEST_F(SocketTest, WaitEndsWithTheFlag) {
   const SignalStorm storm;
   SignalStorm::setLater(&stop, 10);
   EXPECT_EQ(Socket::Readiness::Stopped, socket.await(POLLIN, Wait(-1, &stop)));
+}
+
+TEST_F(SocketTest, ReceiveCanWaitForBytesAndTheEnd) {
+  ASSERT_TRUE(socket.allowWaiting());
+  std::thread sender([this] {
+    peer.send("x");
+    peer.close();
+  });
+  EXPECT_EQ(1U, socket.receiveWaiting(buffer.data(), buffer.size()).count);
+  const Socket::Attempt end = socket.receiveWaiting(buffer.data(), buffer.size());
+  sender.join();
+  EXPECT_EQ(0U, end.count);
+  EXPECT_EQ(0, end.error);
+}
+
+TEST_F(SocketTest, ReceiveWaitsForLessThanTheSliceOfAWait) {
+  fcntl(socket.descriptor(), F_SETFL, O_NONBLOCK);
+  ASSERT_TRUE(socket.allowWaiting());
+  EXPECT_EQ(0, fcntl(socket.descriptor(), F_GETFL) & O_NONBLOCK);
+  timeval limit{};
+  socklen_t size = sizeof limit;
+  getsockopt(socket.descriptor(), SOL_SOCKET, SO_RCVTIMEO, &limit, &size);
+  EXPECT_EQ(0, limit.tv_sec);
+  EXPECT_LE(180'000, limit.tv_usec);  // the kernel rounds up to a tick
+  EXPECT_GE(200'000, limit.tv_usec);
+}
+
+TEST_F(SocketTest, SignalEndsTheWaitOfAReceive) {
+  ASSERT_TRUE(socket.allowWaiting());
+  const SignalStorm storm;
+  EXPECT_EQ(EINTR, socket.receiveWaiting(buffer.data(), buffer.size()).error);
+}
+
+TEST_F(SocketTest, OtherCallsDoNotBlockEvenIfReceivesCanWait) {
+  ASSERT_TRUE(socket.allowWaiting());
+  EXPECT_TRUE(socket.receive(buffer.data(), buffer.size()).wouldBlock());
+  const std::string much(100000, 'x');
+  while (socket.send(much).error == 0) {
+  }
+  EXPECT_TRUE(socket.send(much).wouldBlock());
+}
+
+TEST_F(SocketTest, WhatIsNotASocketCannotWait) {
+  EXPECT_FALSE(Socket().allowWaiting());
 }
 
 TEST_F(SocketTest, DescriptorIsClosedOnce) {
