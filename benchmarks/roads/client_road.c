@@ -1,5 +1,6 @@
 /* The roads of libvelmo-client, as a resident process.
-   usage: client_road by-file | by-file-new-job | by-message PORT | connection PORT
+   usage: client_road by-file | by-file-10mb | by-file-new-job | job-number | by-message PORT |
+                      connection PORT
    The roads by file need an installation, by message a service on PORT of this machine. */
 
 #include <stdio.h>
@@ -7,6 +8,7 @@
 #include <string.h>
 #include <velmo/velmo.h>
 
+#include "large_command.h"
 #include "resident.h"
 
 static velmo_installation* installation;
@@ -25,6 +27,12 @@ static int submit(void) {
   char name[VELMO_NAME_SIZE];
   velmo_error error;
   return told(velmo_submit(installation, &task, VELMO_NO_LIMIT, 0, name, &error), &error);
+}
+
+static int draw_job_number(void) {
+  char job[VELMO_NAME_SIZE];
+  velmo_error error;
+  return told(velmo_new_job(installation, VELMO_NO_LIMIT, 0, job, &error), &error);
 }
 
 static int send_task(void) {
@@ -47,12 +55,12 @@ static int connect_and_send(void) {
   return status;
 }
 
-static int serve_files(void) {
+static int serve_files(velmo_operation operation) {
   velmo_error error;
   if (told(velmo_open(NULL, &installation, &error), &error) != VELMO_OK) {
     return 1;
   }
-  const int status = serve(submit);
+  const int status = serve(operation);
   velmo_close(installation);
   return status;
 }
@@ -76,11 +84,18 @@ int main(int argc, char** argv) {
   endpoint.host = "127.0.0.1";
   endpoint.port = argc > 2 ? atoi(argv[2]) : 0;
   if (strcmp(road, "by-file") == 0) {
-    return serve_files();
+    return serve_files(submit);
+  }
+  if (strcmp(road, "by-file-10mb") == 0) {
+    task.command = large_command();
+    return serve_files(submit);
+  }
+  if (strcmp(road, "job-number") == 0) {
+    return serve_files(draw_job_number);
   }
   if (strcmp(road, "by-file-new-job") == 0) {
     task.job = NULL;
-    return serve_files();
+    return serve_files(submit);
   }
   if (strcmp(road, "by-message") == 0) {
     return serve_messages();
@@ -88,7 +103,6 @@ int main(int argc, char** argv) {
   if (strcmp(road, "connection") == 0) {
     return serve(connect_and_send);
   }
-  fprintf(stderr,
-          "usage: client_road by-file | by-file-new-job | by-message PORT | connection PORT\n");
+  fprintf(stderr, "usage: client_road ROAD [PORT]\n");
   return 2;
 }
