@@ -1,17 +1,22 @@
 // The roads of libvelmo, as a resident process.
 // usage: library_road by-file | by-file-10mb | by-file-new-job | by-file-new-job-seeded |
 //                     job-number | job-hit | job-hit-max-age | job-miss JOBS |
-//                     job-miss-full JOBS | properties LINES | by-message PORT | connection PORT
+//                     job-miss-full JOBS | properties LINES | by-message PORT |
+//                     by-message-unblocked PORT | connection PORT
 // The roads by file and of jobs need an installation, by message a service on PORT of this machine.
 // DATA/velmo/jobs holds the files of the jobs. "job-miss" looks up jobs that only their files know,
 // in a registry that holds JOBS jobs and has room for more; "job-miss-full" in one without room.
+// "by-message-unblocked" runs in a thread that does not block SIGPIPE, unlike the thread that has
+// loaded the networking library.
 
+#include <pthread.h>
 #include <unistd.h>
 #include <velmo/CreateTaskFile.h>
 #include <velmo/IMProperties.h>
 #include <velmo/JobManager.h>
 #include <velmo/VelmoFacadeWS.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -136,6 +141,14 @@ int serveMessages() {
   return status;
 }
 
+int serveMessagesUnblocked() {
+  sigset_t sigPipe{};
+  sigemptyset(&sigPipe);
+  sigaddset(&sigPipe, SIGPIPE);
+  pthread_sigmask(SIG_UNBLOCK, &sigPipe, nullptr);
+  return serveMessages();
+}
+
 // Keeps one client until the end: the first that is destroyed shuts protocol buffers down.
 int serveConnections() {
   const VelmoFacadeWS first("127.0.0.1", g_port);
@@ -179,6 +192,9 @@ int serveRoad(const std::string& road, std::size_t argument) {
   }
   if (road == "by-message") {
     return serveMessages();
+  }
+  if (road == "by-message-unblocked") {
+    return serveMessagesUnblocked();
   }
   if (road == "connection") {
     return serveConnections();
