@@ -13,10 +13,16 @@ namespace {
 
 constexpr std::size_t kLongestIdentifier = VELMO_NAME_SIZE - 1;
 
-bool isControl(char character) {
-  const auto byte = static_cast<unsigned char>(character);
-  return byte < 0x20 || byte == 0x7f;
-}
+// For each byte, whether it is a control character or "/".
+constexpr std::array<bool, 256> kIsSpecial = [] {
+  std::array<bool, 256> table{};
+  for (std::size_t byte = 0; byte < 0x20; ++byte) {
+    table[byte] = true;
+  }
+  table[0x7F] = true;
+  table['/'] = true;
+  return table;
+}();
 
 Outcome checkLine(const char* name, std::string_view text) {
   if (text.find('\n') != std::string_view::npos) {
@@ -59,12 +65,17 @@ Sequence sequenceOf(unsigned char lead) {
 
 }  // namespace
 
+bool isPlainText(std::string_view text) {
+  return std::none_of(text.begin(), text.end(), [](char character) {
+    return kIsSpecial[static_cast<unsigned char>(character)];
+  });
+}
+
 Outcome checkIdentifier(const char* name, std::string_view text) {
-  if (text.find('/') != std::string_view::npos) {
-    return Fault{Problem::ArgumentHasSlash, name, std::string(text)};
-  }
-  if (std::any_of(text.begin(), text.end(), isControl)) {
-    return Fault{Problem::ArgumentHasControl, name, std::string(text)};
+  if (!isPlainText(text)) {
+    const bool hasSlash = text.find('/') != std::string_view::npos;
+    return Fault{hasSlash ? Problem::ArgumentHasSlash : Problem::ArgumentHasControl, name,
+                 std::string(text)};
   }
   if (text.size() > kLongestIdentifier) {
     return Fault{Problem::ArgumentTooLong, name, std::to_string(text.size())};

@@ -37,6 +37,9 @@ inline std::string_view textOf(const char* text) {
   return text != nullptr ? std::string_view(text) : std::string_view();
 }
 
+/// Whether a text has neither "/" nor a control character.
+bool isPlainText(std::string_view text);
+
 /// Refuses a text that cannot be part of a file's name.
 /// @param name  of the argument
 Outcome checkIdentifier(const char* name, std::string_view text);

@@ -19,6 +19,7 @@ namespace {
 using velmo::client::checkIdentifier;
 using velmo::client::Fault;
 using velmo::client::GivenTask;
+using velmo::client::isPlainText;
 using velmo::client::isUtf8;
 using velmo::client::mistakesIn;
 using velmo::client::readTask;
@@ -246,6 +247,18 @@ TEST(CheckIdentifierTest, SlashComesBeforeControlBytesAndLength) {
             shown(checkIdentifier("key", "\x01/")));
   EXPECT_EQ("INVALID_ARGUMENT: key contains a control character: \"\\x00\"",
             shown(checkIdentifier("key", std::string(1, '\0'))));
+}
+
+TEST(IsPlainTextTest, SlashAndControlCharactersAreNotPlainWhereverTheyAre) {
+  EXPECT_TRUE(isPlainText(""));
+  for (int byte = 0; byte < 256; ++byte) {
+    const bool isPlain = byte != '/' && byte >= 0x20 && byte != 0x7F;
+    for (std::size_t at = 0; at < 3; ++at) {
+      std::string text("abc");
+      text[at] = static_cast<char>(byte);
+      EXPECT_EQ(isPlain, isPlainText(text)) << byte;
+    }
+  }
 }
 
 struct Utf8Row {

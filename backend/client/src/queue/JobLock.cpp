@@ -6,15 +6,21 @@
 #include <cerrno>
 #include <cstdint>
 #include <ctime>
+#include <optional>
 #include <utility>
 
+#include "DecimalText.h"
 #include "FileCalls.h"
 #include "Holder.h"
+#include "Joined.h"
 #include "LockAttempt.h"
 
 namespace velmo::client {
 
 namespace {
+
+using brix::imutils::DecimalText;
+using brix::imutils::joined;
 
 constexpr const char* kLockName = "velmo_jobid";
 
@@ -49,7 +55,7 @@ class Pauses {
 }  // namespace
 
 JobLock::JobLock(std::string directory)
-    : m_directory(std::move(directory)), m_path(m_directory + "/semaphore_" + kLockName) {}
+    : m_directory(std::move(directory)), m_path(joined({m_directory, "/semaphore_", kLockName})) {}
 
 JobLock::~JobLock() {
   if (m_descriptor.isOpen() && isFileAt(m_path, m_descriptor.get())) {
@@ -59,7 +65,7 @@ JobLock::~JobLock() {
 }
 
 Outcome JobLock::take(const Wait& wait) {
-  Pauses pauses;
+  std::optional<Pauses> pauses;  // made only for a lock that is held: it takes system calls
   for (;;) {
     const int error = attempt();
     if (m_descriptor.isOpen()) {
@@ -74,7 +80,10 @@ Outcome JobLock::take(const Wait& wait) {
     if (wait.isOver()) {
       return Fault{Problem::LockTimedOut, m_path, describeLockFile(m_path)};
     }
-    wait.pause(pauses.nextNs());
+    if (!pauses) {
+      pauses.emplace();
+    }
+    wait.pause(pauses->nextNs());
   }
 }
 
@@ -89,7 +98,7 @@ int JobLock::attempt() {
     return attempt.error;
   }
   // Deliberate: a failure is ignored. The file locks without its maker's name, too.
-  static_cast<void>(writeAll(m_descriptor.get(), std::to_string(getpid()) + "\n"));
+  static_cast<void>(writeAll(m_descriptor.get(), joined({DecimalText(getpid()), "\n"})));
   return 0;
 }
 

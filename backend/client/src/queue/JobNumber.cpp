@@ -13,8 +13,10 @@
 #include <string_view>
 #include <system_error>
 
+#include "DecimalText.h"
 #include "FileCalls.h"
 #include "JobLock.h"
+#include "Joined.h"
 #include "NewFile.h"
 #include "Numbering.h"
 #include "WhiteSpace.h"
@@ -22,6 +24,9 @@
 namespace velmo::client {
 
 namespace {
+
+using brix::imutils::DecimalText;
+using brix::imutils::joined;
 
 constexpr mode_t kCounterMode = 0666;
 
@@ -47,9 +52,7 @@ std::optional<int> parseNumber(std::string_view text) {
 class CounterFile {
  public:
   explicit CounterFile(const std::string& dataDirectory)
-      : m_directory(dataDirectory + "/velmo"),
-        m_path(m_directory + "/jobid"),
-        m_copy(m_path + "_tmp") {}
+      : m_path(joined({dataDirectory, "/velmo/jobid"})) {}
 
   /// The last number issued; nothing if the file is missing.
   Result<std::optional<int>> read() const;
@@ -58,23 +61,28 @@ class CounterFile {
   Outcome save(int number, bool isDurable, const JobLock& lock) const;
 
  private:
-  Outcome notWritten(int error) const;
+  std::string directoryPath() const {
+    return m_path.substr(0, m_path.rfind('/'));
+  }
+
   Outcome notSynced(int error) const;
-  Outcome removeLeftover() const;
   Outcome moveIntoPlace(NewFile& copy) const;
 
-  std::string m_directory;
   std::string m_path;
-  std::string m_copy;
 };
 
-Outcome CounterFile::notWritten(int error) const {
-  return error != 0 ? Outcome(Fault{Problem::JobCounterNotWritten, m_copy, {}, error})
+Outcome notWritten(const NewFile& copy, int error) {
+  return error != 0 ? Outcome(Fault{Problem::JobCounterNotWritten, copy.path(), {}, error})
                     : std::nullopt;
 }
 
+// The copy of a process that died may be there, and anything else. A link is not followed.
+Outcome removeLeftover(const NewFile& copy) {
+  return notWritten(copy, unlink(copy.path().c_str()) == 0 || errno == ENOENT ? 0 : errno);
+}
+
 Outcome CounterFile::notSynced(int error) const {
-  return error != 0 ? Outcome(Fault{Problem::JobCounterNotSynced, m_directory, {}, error})
+  return error != 0 ? Outcome(Fault{Problem::JobCounterNotSynced, directoryPath(), {}, error})
                     : std::nullopt;
 }
 
@@ -93,31 +101,26 @@ Result<std::optional<int>> CounterFile::read() const {
   return number;
 }
 
-// The copy of a process that died may be there, and anything else. A link is not followed.
-Outcome CounterFile::removeLeftover() const {
-  return notWritten(unlink(m_copy.c_str()) == 0 || errno == ENOENT ? 0 : errno);
-}
-
 Outcome CounterFile::save(int number, bool isDurable, const JobLock& lock) const {
-  if (Outcome failure = removeLeftover()) {
+  NewFile copy(joined({m_path, "_tmp"}));
+  if (Outcome failure = removeLeftover(copy)) {
     return failure;
   }
-  NewFile copy(m_copy);
-  if (Outcome failure = notWritten(copy.create(kCounterMode))) {
+  if (Outcome failure = notWritten(copy, copy.create(kCounterMode))) {
     return failure;
   }
-  const Opened directory = isDurable ? openDirectory(m_directory) : Opened();
+  const Opened directory = isDurable ? openDirectory(directoryPath()) : Opened();
   if (Outcome failure = notSynced(directory.error)) {
     return failure;
   }
-  if (Outcome failure = notWritten(copy.write(std::to_string(number), isDurable))) {
+  if (Outcome failure = notWritten(copy, copy.write(DecimalText(number), isDurable))) {
     return failure;
   }
   // As late as possible, but while the copy is open: only then is it certain whose copy it is.
   if (Outcome failure = lock.check()) {
     return failure;
   }
-  if (Outcome failure = notWritten(copy.close())) {
+  if (Outcome failure = notWritten(copy, copy.close())) {
     return failure;
   }
   if (Outcome failure = moveIntoPlace(copy)) {
@@ -127,7 +130,7 @@ Outcome CounterFile::save(int number, bool isDurable, const JobLock& lock) const
 }
 
 Outcome CounterFile::moveIntoPlace(NewFile& copy) const {
-  if (rename(m_copy.c_str(), m_path.c_str()) != 0) {
+  if (rename(copy.path().c_str(), m_path.c_str()) != 0) {
     const int error = errno;
     return Fault{Problem::JobCounterNotMoved, m_path, {}, error};
   }

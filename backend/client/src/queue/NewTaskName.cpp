@@ -73,14 +73,8 @@ Outcome readBack(TaskFileName name) {
 }  // namespace
 
 TaskFileName nameOf(const GivenTask& task, int priority, std::string created) {
-  TaskFileName name;
-  name.priority = priority;
-  name.created = std::move(created);
-  name.jobId = task.job;
-  name.subJobId = task.subJob;
-  name.relativePriority = task.relativePriority;
-  name.commandType = task.type;
-  return name;
+  return {priority, std::move(created),    std::string(task.job), std::string(task.subJob),
+          0,        task.relativePriority, std::string(task.type)};
 }
 
 Outcome checkName(const TaskFileName& name) {

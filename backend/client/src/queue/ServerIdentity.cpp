@@ -1,11 +1,15 @@
 #include "ServerIdentity.h"
 
+#include "DecimalText.h"
 #include "GivenTask.h"
+#include "Joined.h"
 #include "PropertiesFile.h"
 
 namespace velmo::client {
 
 namespace {
+
+using brix::imutils::joined;
 
 constexpr int kLongestJobNumber = 999999;
 
@@ -35,10 +39,8 @@ Result<std::string> ServerIdentity::jobIdOf(int number) const {
   if (m_failure) {
     return *m_failure;
   }
-  std::string id = "J" + std::to_string(number);
-  if (m_identity) {
-    id.insert(0, *m_identity + "-");
-  }
+  const brix::imutils::DecimalText digits(number);
+  std::string id = m_identity ? joined({*m_identity, "-J", digits}) : joined({"J", digits});
   if (checkIdentifier("job", id)) {
     return unusable();
   }

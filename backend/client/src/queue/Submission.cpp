@@ -1,6 +1,7 @@
 #include "Submission.h"
 
 #include "JobNumber.h"
+#include "Joined.h"
 #include "NewTaskName.h"
 #include "TaskCounter.h"
 #include "TaskFile.h"
@@ -90,13 +91,8 @@ Outcome placeUnderFreeName(const velmo_installation& installation, const Keys& k
 }  // namespace
 
 std::string contentsOf(const GivenTask& task) {
-  std::string contents;
-  contents.reserve(task.command.size() + task.information.size() + 2);
-  contents.append(task.command) += '\n';
-  if (!task.information.empty()) {
-    contents.append(task.information) += '\n';
-  }
-  return contents;
+  const std::string_view end = task.information.empty() ? "" : "\n";
+  return brix::imutils::joined({task.command, "\n", task.information, end});
 }
 
 Result<std::string> drawJob(const velmo_installation& installation, bool isDurable,

@@ -10,11 +10,14 @@
 #include <utility>
 
 #include "FileCalls.h"
+#include "Joined.h"
 #include "NewFile.h"
 
 namespace velmo::client {
 
 namespace {
+
+using brix::imutils::joined;
 
 // Readable by everybody: the service may run as another user. Writable by its owner alone, whatever
 // the umask permits: the service executes what the file says.
@@ -23,14 +26,6 @@ constexpr mode_t kTaskMode = 0644;
 bool isDirectory(const std::string& path) {
   struct stat status {};
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
-std::string pathOf(const std::string& directory, const std::string& name) {
-  std::string path;
-  path.reserve(directory.size() + 1 + name.size());
-  path.append(directory) += '/';
-  path += name;
-  return path;
 }
 
 bool isMissing(const std::string& directory, int error) {
@@ -72,8 +67,8 @@ class TaskFile {
            const std::string& name)
       : m_temporaryDirectory(temporaryDirectory),
         m_queueDirectory(queueDirectory),
-        m_queueFile(pathOf(queueDirectory, name)),
-        m_file(pathOf(temporaryDirectory, name)) {}
+        m_queueFile(joined({queueDirectory, "/", name})),
+        m_file(joined({temporaryDirectory, "/", name})) {}
 
   /// Prepares to make the move of the file with this name durable.
   int openQueue(const std::string& name);

@@ -1,5 +1,6 @@
 #include "RequestMessage.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -20,27 +21,36 @@ std::size_t varintSize(std::uint64_t number) {
   return size;
 }
 
-void appendVarint(std::string& bytes, std::uint64_t number) {
-  for (; number > 0x7F; number >>= 7U) {
-    bytes += static_cast<char>((number & 0x7FU) | 0x80U);
+// Writes fields into memory that is large enough.
+class FieldWriter {
+ public:
+  explicit FieldWriter(char* start) : m_end(start) {}
+
+  void key(unsigned field, unsigned wireType) {
+    varint(field << 3U | wireType);
   }
-  bytes += static_cast<char>(number);
-}
 
-void appendKey(std::string& bytes, unsigned field, unsigned wireType) {
-  appendVarint(bytes, field << 3U | wireType);
-}
+  void varint(std::uint64_t number) {
+    for (; number > 0x7F; number >>= 7U) {
+      *m_end++ = static_cast<char>((number & 0x7FU) | 0x80U);
+    }
+    *m_end++ = static_cast<char>(number);
+  }
 
-void appendText(std::string& bytes, unsigned field, std::string_view text) {
-  appendKey(bytes, field, kWithLength);
-  appendVarint(bytes, text.size());
-  bytes += text;
-}
+  void text(unsigned field, std::string_view text) {
+    key(field, kWithLength);
+    varint(text.size());
+    m_end = std::copy(text.begin(), text.end(), m_end);
+  }
 
-void appendNumber(std::string& bytes, unsigned field, std::uint64_t number) {
-  appendKey(bytes, field, kNumber);
-  appendVarint(bytes, number);
-}
+  void number(unsigned field, std::uint64_t number) {
+    key(field, kNumber);
+    varint(number);
+  }
+
+ private:
+  char* m_end;
+};
 
 // A negative int32 goes out as a 64-bit number, in ten bytes.
 std::uint64_t wireNumber(int number) {
@@ -62,18 +72,18 @@ std::size_t sizeOf(const RequestFields& fields) {
 
 std::string requestMessage(const RequestFields& fields) {
   const std::size_t size = sizeOf(fields);
-  std::string bytes;
-  bytes.reserve(1 + varintSize(size) + size);
-  appendKey(bytes, kAddTaskRequest, kWithLength);
-  appendVarint(bytes, size);
-  appendText(bytes, 1, fields.priorityType);
-  appendText(bytes, 2, fields.command);
-  appendNumber(bytes, 3, static_cast<std::uint64_t>(fields.taskType));
-  appendText(bytes, 4, fields.deltaType);
-  appendText(bytes, 5, fields.jobId);
-  appendText(bytes, 6, fields.subJobId);
-  appendText(bytes, 7, fields.jobInfo);
-  appendNumber(bytes, 8, wireNumber(fields.relPriority));
+  std::string bytes(1 + varintSize(size) + size, '\0');
+  FieldWriter writer(bytes.data());
+  writer.key(kAddTaskRequest, kWithLength);
+  writer.varint(size);
+  writer.text(1, fields.priorityType);
+  writer.text(2, fields.command);
+  writer.number(3, static_cast<std::uint64_t>(fields.taskType));
+  writer.text(4, fields.deltaType);
+  writer.text(5, fields.jobId);
+  writer.text(6, fields.subJobId);
+  writer.text(7, fields.jobInfo);
+  writer.number(8, wireNumber(fields.relPriority));
   return bytes;
 }
 

@@ -4,10 +4,10 @@
 #include <cerrno>
 #include <cstring>
 
-#include <algorithm>
 #include <array>
 #include <utility>
 
+#include "GivenTask.h"
 #include "ReplyMessage.h"
 #include "velmo.h"
 
@@ -29,15 +29,8 @@ bool isRefusal(int closeCode) {
   return closeCode == 1003 || (closeCode >= 1007 && closeCode <= 1009);
 }
 
-bool isControl(char character) {
-  const auto byte = static_cast<unsigned char>(character);
-  return byte < 0x20 || byte == 0x7F;
-}
-
 bool isUsableName(std::string_view name) {
-  return !name.empty() && name.size() < VELMO_NAME_SIZE &&
-         name.find('/') == std::string_view::npos &&
-         std::none_of(name.begin(), name.end(), isControl);
+  return !name.empty() && name.size() < VELMO_NAME_SIZE && isPlainText(name);
 }
 
 std::string closeText(int code, std::string_view reason) {
