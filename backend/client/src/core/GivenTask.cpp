@@ -13,17 +13,6 @@ namespace {
 
 constexpr std::size_t kLongestIdentifier = VELMO_NAME_SIZE - 1;
 
-// For each byte, whether it is a control character or "/".
-constexpr std::array<bool, 256> kIsSpecial = [] {
-  std::array<bool, 256> table{};
-  for (std::size_t byte = 0; byte < 0x20; ++byte) {
-    table[byte] = true;
-  }
-  table[0x7F] = true;
-  table['/'] = true;
-  return table;
-}();
-
 Outcome checkLine(const char* name, std::string_view text) {
   if (text.find('\n') != std::string_view::npos) {
     return Fault{Problem::ArgumentHasLineFeed, name};
@@ -65,10 +54,14 @@ Sequence sequenceOf(unsigned char lead) {
 
 }  // namespace
 
+// Looks at all bytes, so that the compiler can look at several at once.
 bool isPlainText(std::string_view text) {
-  return std::none_of(text.begin(), text.end(), [](char character) {
-    return kIsSpecial[static_cast<unsigned char>(character)];
-  });
+  unsigned char isSpecial = 0;
+  for (const char character : text) {
+    const auto byte = static_cast<unsigned char>(character);
+    isSpecial |= byte < 0x20 || byte == 0x7F || byte == '/' ? 1 : 0;
+  }
+  return isSpecial == 0;
 }
 
 Outcome checkIdentifier(const char* name, std::string_view text) {

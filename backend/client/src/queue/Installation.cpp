@@ -4,6 +4,15 @@
 
 namespace velmo::client {
 
+namespace {
+
+int usableKeyOf(const Setting& setting) {
+  const Result<int> key = keyOf(setting);
+  return key.isOk() ? key.value() : 0;
+}
+
+}  // namespace
+
 Result<std::unique_ptr<velmo_installation>> openInstallation(const velmo_settings* given) {
   Result<Settings> settings = takeSettings(given);
   if (!settings.isOk()) {
@@ -15,6 +24,8 @@ Result<std::unique_ptr<velmo_installation>> openInstallation(const velmo_setting
   installation->identity = ServerIdentity(installation->settings);
   const Result<std::string> var = directoryOf(installation->settings.var);
   installation->queueDirectory = var.isOk() ? var.value() + "/taskqueue" : "";
+  installation->segmentKey = usableKeyOf(installation->settings.sharedTaskId);
+  installation->semaphoreKey = usableKeyOf(installation->settings.semaphoreTaskId);
   return installation;
 }
 

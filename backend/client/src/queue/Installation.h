@@ -15,6 +15,8 @@ struct velmo_installation {
   velmo::client::PriorityTable priorities;  ///< of both files "priorities.cfg"
   velmo::client::ServerIdentity identity;   ///< of the file "serverid.cfg"
   std::string queueDirectory;               ///< VAR/taskqueue; empty if VAR is unusable
+  int segmentKey = 0;                       ///< of the task counter; 0 if it is unusable
+  int semaphoreKey = 0;                     ///< of its semaphore; 0 if it is unusable
 };
 
 namespace velmo::client {

@@ -15,12 +15,6 @@ using brix::velmo::TaskFileName;
 
 constexpr int kAttempts = 3;
 
-// The keys of the task counter.
-struct Keys {
-  int segment = 0;
-  int semaphore = 0;
-};
-
 template <typename T>
 Outcome take(Result<T> result, T& target) {
   if (!result.isOk()) {
@@ -30,18 +24,23 @@ Outcome take(Result<T> result, T& target) {
   return std::nullopt;
 }
 
-// Checks the directories of a task's file, and finds the keys.
-Outcome checkPlace(const Settings& settings, Keys& keys) {
+Outcome checkKey(int key, const Setting& setting) {
+  return key != 0 ? std::nullopt : Outcome(keyOf(setting).fault());
+}
+
+// Checks the directories of a task's file, and the keys.
+Outcome checkPlace(const velmo_installation& installation) {
+  const Settings& settings = installation.settings;
   if (Outcome outcome = checkDirectory(settings.tmp)) {
     return outcome;
   }
   if (Outcome outcome = checkDirectory(settings.var)) {
     return outcome;
   }
-  if (Outcome outcome = take(keyOf(settings.sharedTaskId), keys.segment)) {
+  if (Outcome outcome = checkKey(installation.segmentKey, settings.sharedTaskId)) {
     return outcome;
   }
-  return take(keyOf(settings.semaphoreTaskId), keys.semaphore);
+  return checkKey(installation.semaphoreKey, settings.semaphoreTaskId);
 }
 
 Outcome checkJobPlace(const Settings& settings) {
@@ -63,14 +62,18 @@ Outcome draftName(const velmo_installation& installation, const GivenTask& task,
   return checkNewName(name, installation.identity);
 }
 
+Outcome takeNumber(const velmo_installation& installation, const Wait& wait, TaskFileName& name) {
+  return take(drawTaskId(installation.segmentKey, installation.semaphoreKey, wait), name.taskId);
+}
+
 // Tries the numbers that the task counter issues, until one makes a name that is free.
-Outcome placeUnderFreeName(const velmo_installation& installation, const Keys& keys,
-                           TaskFileName& parts, const std::string& contents, bool isDurable,
-                           const Wait& wait, std::string& name) {
+Outcome placeUnderFreeName(const velmo_installation& installation, TaskFileName& parts,
+                           const std::string& contents, bool isDurable, const Wait& wait,
+                           std::string& name) {
   Placement placement;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     if (attempt > 0) {
-      if (Outcome outcome = take(drawTaskId(keys.segment, keys.semaphore, wait), parts.taskId)) {
+      if (Outcome outcome = takeNumber(installation, wait, parts)) {
         return outcome;
       }
     }
@@ -116,8 +119,7 @@ Result<std::string> drawJob(const velmo_installation& installation, bool isDurab
 // The number of the task is taken first: a service that is not running costs no job number.
 Outcome submitTask(const velmo_installation& installation, const GivenTask& task, bool isDurable,
                    const Wait& wait, std::string& name) {
-  Keys keys;
-  if (Outcome outcome = checkPlace(installation.settings, keys)) {
+  if (Outcome outcome = checkPlace(installation)) {
     return outcome;
   }
   TaskFileName parts;
@@ -126,7 +128,7 @@ Outcome submitTask(const velmo_installation& installation, const GivenTask& task
   }
   const std::string contents = contentsOf(task);
 
-  if (Outcome outcome = take(drawTaskId(keys.segment, keys.semaphore, wait), parts.taskId)) {
+  if (Outcome outcome = takeNumber(installation, wait, parts)) {
     return outcome;
   }
   if (task.job.empty()) {
@@ -134,7 +136,7 @@ Outcome submitTask(const velmo_installation& installation, const GivenTask& task
       return outcome;
     }
   }
-  return placeUnderFreeName(installation, keys, parts, contents, isDurable, wait, name);
+  return placeUnderFreeName(installation, parts, contents, isDurable, wait, name);
 }
 
 }  // namespace velmo::client

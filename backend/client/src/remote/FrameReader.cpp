@@ -31,6 +31,9 @@ FrameReader::FrameReader() {
 }
 
 void FrameReader::feed(std::string_view bytes) {
+  if (bytes.empty()) {
+    return;
+  }
   m_input.erase(0, m_consumed);
   m_consumed = 0;
   m_input += bytes;
@@ -41,7 +44,8 @@ FrameReader::Event FrameReader::next() {
     m_message.clear();
     m_isMessageRead = false;
   }
-  for (;;) {
+  // The codec holds back no event that needs no more bytes.
+  while (m_consumed < m_input.size()) {
     const std::size_t before = m_consumed;
     wslay_frame_iocb part{};
     const ssize_t count = wslay_frame_recv(m_context.get(), &part);
@@ -56,6 +60,7 @@ FrameReader::Event FrameReader::next() {
       return Event::None;
     }
   }
+  return Event::None;
 }
 
 std::string_view FrameReader::content() const {
