@@ -4,18 +4,25 @@
 
 namespace message_work {
 
-std::string request() {
+std::string request(const std::string& priorityClass, const std::string& command,
+                    const std::string& adjustment, const std::string& job,
+                    const std::string& subJob, const std::string& information,
+                    int relativePriority) {
   service::velmo::BaseMessage message;
   service::velmo::AddTaskRequest& task = *message.mutable_addtaskrequest();
-  task.set_prioritytype("Normal");
-  task.set_command("true");
+  task.set_prioritytype(priorityClass);
+  task.set_command(command);
   task.set_tasktype(service::velmo::ShellScript);
-  task.set_deltatype("");
-  task.set_jobid("J1");
-  task.set_subjobid("0");
-  task.set_jobinfo("");
-  task.set_relpriority(0);
+  task.set_deltatype(adjustment);
+  task.set_jobid(job);
+  task.set_subjobid(subJob);
+  task.set_jobinfo(information);
+  task.set_relpriority(relativePriority);
   return message.SerializeAsString();
+}
+
+std::string request() {
+  return request("Normal", "true", "", "J1", "0", "", 0);
 }
 
 bool isReply(const char* bytes, std::size_t size) {

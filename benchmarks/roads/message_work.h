@@ -8,7 +8,13 @@
 /// differ only in their WebSocket.
 namespace message_work {
 
-/// The serialised request to run "true" as job J1, made from nothing at each call.
+/// A serialised request.
+std::string request(const std::string& priorityClass, const std::string& command,
+                    const std::string& adjustment, const std::string& job,
+                    const std::string& subJob, const std::string& information,
+                    int relativePriority);
+
+/// The request of every road: to run "true" as job J1.
 std::string request();
 
 /// Whether the bytes are a reply with the name of a task.

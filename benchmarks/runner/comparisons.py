@@ -2,10 +2,9 @@
 
 from __future__ import annotations
 
-import importlib.util
 import shutil
 import sqlite3
-import sys
+import subprocess
 from contextlib import ExitStack
 from dataclasses import dataclass, field
 from pathlib import Path
@@ -15,6 +14,8 @@ from .daemons import BEANSTALKD, GEARMAND, REDIS, AnsweringService, DaemonKind
 from .installation import Installation
 from .residents import Comparison, Contender, Reset, nothing
 
+# Debian's, which finds Debian's modules.
+PYTHON = "/usr/bin/python3"
 PEERS_SOURCE = Path(__file__).parent.parent / "peers"
 
 # The time of a block is short beside a slice of the scheduler, and long beside a wake-up.
@@ -155,7 +156,8 @@ def _daemon_peer(setting: Setting, name: str, program: str, kind: DaemonKind) ->
 
 def _directory_peer(setting: Setting, name: str, module: str, program: str,
                     pattern: str) -> list[Contender]:
-    if importlib.util.find_spec(module) is None:
+    if subprocess.run([PYTHON, "-c", f"import {module}"], capture_output=True,
+                      check=False).returncode != 0:
         setting.missing.append(module)
         return []
     directory = setting.work / program.partition("_")[0]
@@ -165,7 +167,7 @@ def _directory_peer(setting: Setting, name: str, module: str, program: str,
             file.unlink()
 
     # Without -B, Python would write its compiled modules into the source.
-    return [Contender(name, [sys.executable, "-B", str(PEERS_SOURCE / program), str(directory)],
+    return [Contender(name, [PYTHON, "-B", str(PEERS_SOURCE / program), str(directory)],
                       empty)]
 
 

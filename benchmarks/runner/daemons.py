@@ -26,7 +26,9 @@ def _connected(port: int) -> socket.socket:
     deadline = time.monotonic() + START_SECONDS
     while True:
         try:
-            return socket.create_connection((LOOPBACK, port), START_SECONDS)
+            control = socket.create_connection((LOOPBACK, port), START_SECONDS)
+            control.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+            return control
         except OSError:
             if time.monotonic() > deadline:
                 raise
@@ -77,13 +79,15 @@ def _drain_redis(control: socket.socket) -> None:
 
 
 def _drain_beanstalkd(control: socket.socket) -> None:
-    while True:
-        control.sendall(b"reserve-with-timeout 0\r\n")
-        reply = control.recv(4096)
-        if not reply.startswith(b"RESERVED"):
-            return
-        control.sendall(b"delete " + reply.split()[1] + b"\r\n")
-        control.recv(64)
+    with control.makefile("rb") as replies:
+        while True:
+            control.sendall(b"reserve-with-timeout 0\r\n")
+            reply = replies.readline()
+            if not reply.startswith(b"RESERVED"):
+                return
+            replies.readline()  # the job's text
+            control.sendall(b"delete " + reply.split()[1] + b"\r\n")
+            replies.readline()
 
 
 _CAN_DO, _GRAB_JOB, _JOB_ASSIGN, _WORK_COMPLETE = 1, 9, 11, 13
