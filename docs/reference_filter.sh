@@ -1,7 +1,7 @@
 #!/bin/sh
 # Fits a Markdown page to Doxygen, which does not name headings as GitHub does, has no page for a file
 # of the tree, and drops a percent sign in front of a word: headings get their names, links to such
-# files become plain text, and the sign is doubled.
+# files become plain text, and the sign is doubled. It finds plots by their names alone.
 # usage: reference_filter.sh PAGE
 set -eu
 awk '
@@ -13,6 +13,11 @@ awk '
     $0 = $0 " {#" name "}"
   }
   !inside {
+    sub(/\]\(performance\//, "](")
+    if (/^!\[.*\.svg\)$/) {
+      print
+      next
+    }
     while (match($0, /\[[^]]*\]\([^):#]*\)/)) {
       link = substr($0, RSTART, RLENGTH)
       text = substr(link, 2, index(link, "]") - 2)

@@ -32,12 +32,13 @@ constexpr unsigned char kOpcodeMask = 0x0f;
 constexpr unsigned char kLengthMask = 0x7f;
 constexpr unsigned char kBinary = 0x02;
 constexpr unsigned char kClose = 0x08;
+constexpr std::string_view kHeaderEnd = "\r\n\r\n";
 constexpr std::string_view kReply("\x82\x06\x12\x04\x0a\x02T1", 8);
 constexpr std::string_view kCloseReply("\x88\x02\x03\xe8", 4);
 
 struct Frame {
-  unsigned char opcode;
-  std::size_t size;  // with its header
+  unsigned char opcode;  // cppcheck-suppress unusedStructMember
+  std::size_t size;      // cppcheck-suppress unusedStructMember  // with its header
 };
 
 // Nothing if the frame is not complete.
@@ -101,14 +102,15 @@ class Connection {
   }
 
   void serve() {
-    std::size_t end = std::string::npos;
-    while ((end = m_bytes.find("\r\n\r\n")) == std::string::npos) {
+    while (m_bytes.find(kHeaderEnd) == std::string::npos) {
       if (!receive()) {
         return;
       }
     }
-    send(handshakeReply(m_bytes.substr(0, end)));
-    m_bytes.erase(0, end + 4);
+    const std::size_t end = m_bytes.find(kHeaderEnd);
+    const std::string reply = handshakeReply(m_bytes.substr(0, end));
+    answer(reply.data(), reply.size());
+    m_bytes.erase(0, end + kHeaderEnd.size());
     while (answerFrames() && receive()) {
     }
   }
@@ -123,8 +125,8 @@ class Connection {
     return true;
   }
 
-  void send(std::string_view bytes) const {
-    static_cast<void>(::send(m_descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL));
+  void answer(const char* bytes, std::size_t size) const {
+    static_cast<void>(send(m_descriptor, bytes, size, MSG_NOSIGNAL));
   }
 
   // Returns false after a close frame.
@@ -132,11 +134,11 @@ class Connection {
     while (const std::optional<Frame> frame = frontFrame(m_bytes)) {
       m_bytes.erase(0, frame->size);
       if (frame->opcode == kClose) {
-        send(kCloseReply);
+        answer(kCloseReply.data(), kCloseReply.size());
         return false;
       }
       if (frame->opcode == kBinary) {
-        send(kReply);
+        answer(kReply.data(), kReply.size());
       }
     }
     return true;

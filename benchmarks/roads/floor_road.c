@@ -88,13 +88,14 @@ static size_t read_content(const char* path, char* buffer, size_t size) {
 static unsigned next_task_id(void) {
   struct sembuf change = {0, -1, SEM_UNDO};
   const int semaphore = semget(semaphore_key, 1, FOR_ALL);
-  semop(semaphore, &change, 1);
+  if (semop(semaphore, &change, 1) != 0) {
+    return 0;
+  }
   int* const counter = shmat(shmget(segment_key, sizeof(int), FOR_ALL), NULL, 0);
   const int id = ++*counter;
   shmdt(counter);
   change.sem_op = 1;
-  semop(semaphore, &change, 1);
-  return (unsigned)id;
+  return semop(semaphore, &change, 1) == 0 ? (unsigned)id : 0;
 }
 
 static int submit(void) {

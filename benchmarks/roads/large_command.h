@@ -1,7 +1,9 @@
 #ifndef VELMO_LARGE_COMMAND_H
 #define VELMO_LARGE_COMMAND_H
 
-/* A command of 10 MB, without percent signs. For C and C++. */
+/// A command of 10 MB, without percent signs. For C and C++.
+
+// NOLINTBEGIN(readability-identifier-naming): C
 
 #ifdef __cplusplus
 extern "C" {
@@ -13,5 +15,7 @@ const char* large_command(void);
 #ifdef __cplusplus
 }
 #endif
+
+// NOLINTEND(readability-identifier-naming)
 
 #endif

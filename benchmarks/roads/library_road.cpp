@@ -56,7 +56,7 @@ int submitLarge() {
 
 int drawJobNumber() {
   const std::unique_ptr<char[]> job(generateJobID());
-  return *job.get() != '\0' ? 0 : 1;
+  return job[0] != '\0' ? 0 : 1;
 }
 
 int submitWithJob() {

@@ -270,7 +270,14 @@ static int new_task_id(void) {
 
 /* --- task files --- */
 
-static int format_name(char name[NAME_SIZE], const char* job) {
+static const char* given_or_new(const char* job, char new_identifier[NAME_SIZE]) {
+  if (job != NULL) {
+    return job;
+  }
+  return new_job(new_identifier) ? new_identifier : "EMPTYJOB";
+}
+
+static int format_name(char name[NAME_SIZE], const char* given_job) {
   char created[32];
   char new_identifier[NAME_SIZE];
   load_priorities();
@@ -279,9 +286,7 @@ static int format_name(char name[NAME_SIZE], const char* job) {
   struct tm local;
   localtime_r(&now, &local);
   strftime(created, sizeof created, "%Y%m%d%H%M%S", &local);
-  if (job == NULL) {
-    job = new_job(new_identifier) ? new_identifier : "EMPTYJOB";
-  }
+  const char* job = given_or_new(given_job, new_identifier);
   const int id = new_task_id();
   return id >= 0 && snprintf(name, NAME_SIZE, "%04d.%s.%s.S%s.T%s-%d.R%04d.%s", priority, created,
                              job, "0", created, id, 0, "sh") < NAME_SIZE;

@@ -8,6 +8,8 @@
 /// operation so many times and writes how many nanoseconds that took. It ends with the input. For C
 /// and C++.
 
+// NOLINTBEGIN(readability-identifier-naming,modernize-*): C
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -27,5 +29,7 @@ int run_block(velmo_operation operation, long count);
 #ifdef __cplusplus
 }
 #endif
+
+// NOLINTEND(readability-identifier-naming,modernize-*)
 
 #endif

@@ -58,7 +58,7 @@ class DaemonInUse(NamedTuple):
 
 
 LIBRARY, CLIENT, PLAIN_C, FLOOR = "libvelmo", "libvelmo-client", "plain C", "floor"
-POCO, FRAMES = "POCO with the message work", "POCO, frames alone"
+POCO, FRAMES = "POCO", "POCO, frames only"
 
 
 def _contenders(setting: Setting, road: str, names: Sequence[str],
@@ -195,7 +195,8 @@ def hand_over(setting: Setting) -> Comparison:
     service = setting.cleanup.enter_context(AnsweringService(setting.build, setting.core))
     both = (LIBRARY, CLIENT)
     contenders = _renamed(_contenders(setting, "by-file", both), BY_FILE)
-    contenders += _renamed(_contenders(setting, "by-message", both, [str(service.port)]), BY_MESSAGE)
+    messages = _contenders(setting, "by-message", both, [str(service.port)])
+    contenders += _renamed(messages, BY_MESSAGE)
     contenders += file_peers(setting) + daemon_peers(setting)
     return Comparison("hand-over", LIBRARY + BY_FILE, contenders, BLOCK // 4,
                       max(2, setting.rounds // 2))

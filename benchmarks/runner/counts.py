@@ -11,8 +11,7 @@ from typing import Mapping, Sequence
 
 from .residents import Contender
 
-FEW, MANY = 20, 60
-WARM_UP = 10
+MANY_TIMES_FEW = 3
 
 
 class CountError(Exception):
@@ -20,10 +19,10 @@ class CountError(Exception):
 
 
 def _run(command: Sequence[str], environment: Mapping[str, str], core: int, count: int) -> str:
-    """Runs a resident in a tool. Returns what the tool wrote to standard error."""
+    """Runs a resident in a tool: one operation, then `count`. Returns its standard error."""
     result = subprocess.run(
         ["taskset", "-c", str(core), *command], env=dict(environment),
-        input=f"{WARM_UP}\n{count}\n", text=True, capture_output=True, check=False, timeout=300)
+        input=f"1\n{count}\n", text=True, capture_output=True, check=False, timeout=300)
     if result.returncode != 0:
         raise CountError(f"{command}: {result.stderr[-500:]}")
     return result.stderr
@@ -38,14 +37,15 @@ def _calls(contender: Contender, environment: Mapping[str, str], core: int, coun
     return {name: int(calls) for calls, name in found if name != "total"}
 
 
-def calls_of(contender: Contender, environment: Mapping[str, str], core: int,
+def calls_of(contender: Contender, environment: Mapping[str, str], core: int, few: int,
              work: Path) -> dict[str, float] | None:
     """The system calls of one operation, by name; None without strace."""
     if shutil.which("strace") is None:
         return None
-    few = _calls(contender, environment, core, FEW, work / "strace.out")
-    many = _calls(contender, environment, core, MANY, work / "strace.out")
-    calls = {name: (many[name] - few.get(name, 0)) / (MANY - FEW) for name in many}
+    many = MANY_TIMES_FEW * few
+    less = _calls(contender, environment, core, few, work / "strace.out")
+    more = _calls(contender, environment, core, many, work / "strace.out")
+    calls = {name: (more[name] - less.get(name, 0)) / (many - few) for name in more}
     return {name: round(number, 2) for name, number in sorted(calls.items()) if number > 0.01}
 
 
@@ -61,11 +61,12 @@ def _instructions(contender: Contender, environment: Mapping[str, str], core: in
     return int(found.group(1))
 
 
-def instructions_of(contender: Contender, environment: Mapping[str, str],
-                    core: int) -> int | None:
+def instructions_of(contender: Contender, environment: Mapping[str, str], core: int,
+                    few: int) -> int | None:
     """The user instructions of one operation; None for Python programs and without valgrind."""
     if shutil.which("valgrind") is None or "python" in Path(contender.command[0]).name:
         return None
-    few = _instructions(contender, environment, core, FEW)
-    many = _instructions(contender, environment, core, MANY)
-    return round((many - few) / (MANY - FEW))
+    many = MANY_TIMES_FEW * few
+    less = _instructions(contender, environment, core, few)
+    more = _instructions(contender, environment, core, many)
+    return round((more - less) / (many - few))

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import json
+import textwrap
 from dataclasses import dataclass
 from typing import Any, Sequence
 
@@ -56,14 +57,31 @@ def number(value: float | None) -> str:
 
 
 def with_interval(value: Interval) -> str:
+    if value.low == value.high == 1:
+        return "1"  # the reference itself
     return f"{value.median:.3f} ({value.low:.3f} to {value.high:.3f})"
+
+
+def paragraph(text: str) -> list[str]:
+    """Wrapped, with an empty line after it."""
+    return [*_wrapped(text, ""), ""]
+
+
+def bullets(texts: Sequence[str]) -> list[str]:
+    return [line for text in texts for line in _wrapped(text, "- ")] + [""]
+
+
+def _wrapped(text: str, start: str) -> list[str]:
+    return textwrap.wrap(" ".join(text.split()), 100, initial_indent=start,
+                         subsequent_indent=" " * len(start), break_on_hyphens=False,
+                         break_long_words=False)
 
 
 def table(heads: Sequence[str], rows: Sequence[Sequence[str]], texts: int = 1) -> list[str]:
     """The first `texts` columns are text, the others numbers."""
     marks = ["---"] * texts + ["--:"] * (len(heads) - texts)
-    lines = [heads, marks, *rows]
-    return ["| " + " | ".join(line).replace("|  |", "| |") + " |" for line in lines] + [""]
+    lines = ["| " + " | ".join(line) + " |" for line in [heads, *rows]]
+    return [lines[0], "|" + "|".join(marks) + "|", *lines[1:], ""]
 
 
 def plot(text: str, name: str) -> list[str]:
@@ -136,16 +154,15 @@ def _absolute_rows(run: Json) -> list[list[str]]:
 
 def goals(run: Json) -> list[str]:
     heads = ["Operation", "Compared with", "Goal: ratio", "Ratio (95 %)", "Goal: instructions",
-             "Instructions", "Goal: calls", "Calls", "Kernel's share"]
-    lines = [
+             "Instructions", "Goal: calls", "Calls", "Floor's share"]
+    return [
         "## Goals", "",
-        "A ratio below 1 means faster than the program it is compared with. A value in bold misses",
-        "its goal. The kernel's share is the part of the time that remains if a program makes only",
-        "the unavoidable system calls, with everything prepared (\"floor\").", "",
+        *paragraph("""A ratio below 1 means faster than the program it is compared with. Bold: the
+            goal is missed. The floor's share is the part of the time that a program takes which
+            makes only the unavoidable system calls; no code above them can save that part."""),
+        *table(heads, [_goal_row(run, goal) for goal in GOALS], 2),
+        *table(["Operation", "Goal: milliseconds", "Milliseconds"], _absolute_rows(run)),
     ]
-    lines += table(heads, [_goal_row(run, goal) for goal in GOALS], 2)
-    lines += table(["Operation", "Goal: milliseconds", "Milliseconds"], _absolute_rows(run))
-    return lines
 
 
 # --- paths ---
@@ -173,32 +190,35 @@ def path_intervals(run: Json) -> dict[str, dict[str, Interval]]:
     }
 
 
-def _comparison_rows(run: Json, comparison: str, names: Sequence[str], reference: str,
-                     title: str) -> list[list[str]]:
+def _comparison_rows(run: Json, comparison: str, title: str) -> list[list[str]]:
+    reference = run["comparisons"][comparison]["reference"]
     values = microseconds(run, comparison)
-    return [[title, name, number(values[name].median),
+    names = [name for name in PATH_CONTENDERS if name in values]
+    return [[title if name == names[0] else "", name, number(values[name].median),
              with_interval(ratio(run, comparison, name, reference)),
              number(instructions(run, comparison, name)), number(calls(run, comparison, name))]
-            for name in names if name in values]
+            for name in names]
 
 
 def paths(run: Json) -> list[str]:
     rows = []
     for comparison, title in PATHS.items():
-        reference = run["comparisons"][comparison]["reference"]
-        rows += _comparison_rows(run, comparison, PATH_CONTENDERS, reference, title)
+        rows += _comparison_rows(run, comparison, title)
     heads = ["Operation", "Program", "Microseconds", "Ratio (95 %)", "Instructions", "Calls"]
     return [
         "## Cost of each operation", "",
-        "- **floor**: C, only the unavoidable system calls, with paths and contents prepared.",
-        "- **plain C**: the same files, locks, calls and checks in the same order, written by hand",
-        "  with libc only. The ratios by file and of jobs refer to it.",
-        "- **POCO with the message work**: POCO's WebSocket, called directly, and the messages made",
-        "  and parsed with Protocol Buffers. The ratios by message refer to it.", "",
+        *bullets([
+            """**floor**: C, only the unavoidable system calls, with paths and contents prepared. By
+            message: one send and one receive of prepared bytes.""",
+            """**plain C**: the same files, locks, calls and checks in the same order, written by
+            hand with libc only. The ratios by file and of jobs refer to it.""",
+            """**POCO**: POCO's WebSocket, called directly, with the messages made and parsed by
+            Protocol Buffers. The ratios by message refer to it.""",
+        ]),
         *plot("Microseconds of each operation", "paths"), *table(heads, rows, 2),
-        "`libvelmo-client` makes more calls with a new job: it opens the lock file so that it can",
-        "tell a holder that died from one that lives, and it does not lose a number.", "",
-        "By message, the floor is one send and one receive of prepared bytes.", "",
+        *paragraph("""With a new job, `libvelmo-client` makes more calls than `libvelmo`: it blocks
+            signals while it holds the job lock, writes its process identifier into the lock file,
+            and checks that the file is still its own before it changes the counter."""),
     ]
 
 
@@ -259,17 +279,17 @@ def peers(run: Json) -> list[str]:
     trips = ["Client", "What it does", "Microseconds", "Ratio (95 %)", "Instructions", "Calls"]
     return [
         "## Other ways to hand a task over", "",
-        "One resident process hands over the command `true` again and again. Daemons run on the",
-        "same core, so no wake-up of another core counts. Instructions and calls are those of the",
-        "submitting process alone. The ratios refer to `libvelmo` by file.", "",
+        *paragraph("""A resident process hands over the command `true` again and again. Daemons run
+            on the same core, so no wake-up of another core counts. Instructions and calls are those
+            of the submitting process alone. The ratios refer to `libvelmo` by file."""),
         *plot("Microseconds to hand a task over", "peers"),
         *table(heads, _peer_rows(run, "hand-over", LIBRARY + BY_FILE, HAND_OVER_NOTES), 2),
-        "None of the others keeps the order of priorities, the job and the number of a task in the",
-        "file's name, which the service needs. This takes 11 system calls, six of them for the",
-        "number in shared memory.", "",
+        *paragraph("""Those that are faster do less. None of them gives a task a number that is
+            unique on the machine and a place among the priorities, and leaves it in a file that
+            outlives all processes. The number alone takes six of the 11 system calls by file."""),
         "### Round trip", "",
-        "Each client fills, serialises and parses the same messages, unless the table says",
-        "otherwise. Only the WebSocket differs. The ratios refer to POCO.", "",
+        *paragraph("""Each client fills, serialises and parses the same messages, unless the table
+            says otherwise. Only the WebSocket differs. The ratios refer to POCO."""),
         *plot("Microseconds of a round trip", "round-trip"),
         *table(trips, _peer_rows(run, "by-message", POCO, TRIP_NOTES), 2),
     ]
@@ -293,15 +313,18 @@ def commands(run: Json) -> list[str]:
     rows = [[name, COMMAND_NOTES.get(name, ""), number(median(values)),
              with_interval(ratios(values, measured[VELMO]))]
             for name, values in sorted(measured.items(), key=lambda item: median(item[1]))]
-    lines = ["## A process for each task", "",
-             "From the start of a program to its end, on one core.", ""]
+    lines = ["## A process for each task", ""]
     if run.get("process_start"):
-        lines += ["Programs that submit one task by file, installed. `plain_process` uses libc only;",
-                  "the ratios refer to it.", "",
-                  *table(["Program", "Milliseconds", "Ratio (95 %)"],
-                         _start_rows(run["process_start"]))]
-    return lines + ["Commands. The ratios refer to `velmo submit`, run in the build tree.", "",
-                    *table(["Command", "What it does", "Milliseconds", "Ratio (95 %)"], rows, 2)]
+        lines += [
+            *paragraph("""Programs that start, submit one task by file and end, installed, on one
+                core. `plain_process` uses libc only; the ratios refer to it. The goals are 2.2 with
+                `libvelmo-client`, and 3 with `velmo submit`."""),
+            *table(["Program", "Milliseconds", "Ratio (95 %)"], _start_rows(run["process_start"]))]
+    return [
+        *lines,
+        *paragraph("""Commands that hand one task over, until they return. The ratios refer to
+            `velmo submit`, here run in the build tree."""),
+        *table(["Command", "What it does", "Milliseconds", "Ratio (95 %)"], rows, 2)]
 
 
 # --- several processes, many files ---
@@ -316,12 +339,12 @@ def writers(run: Json) -> list[str]:
              f"{CLIENT}: ratio (95 %)"]
     return [
         "## Several writers", "",
-        f"Tasks in a second of all writers together, by file with a job given, on"
-        f" {run['machine']['cores']} cores.",
-        "The ratios refer to plain C; above 1 is faster. The goal of `libvelmo` is 0.95.", "",
+        *paragraph(f"""Tasks in a second of all writers together, by file with a job given, on
+            {run['machine']['cores']} cores. The ratios refer to plain C; here a ratio above 1 is
+            faster. The goal of `libvelmo` is 0.95."""),
         *plot("Tasks in a second by number of writers", "writers"), *table(heads, rows, 0),
-        "The system's task counter limits the total: one semaphore of the machine protects it, and",
-        "all writers share one directory.", "",
+        *paragraph("""One semaphore protects the task counter of the machine, and all writers share
+            one directory: both limit the total."""),
     ]
 
 
@@ -332,12 +355,15 @@ def job_lock(run: Json) -> list[str]:
             for count, values in waits.items()]
     return [
         "## Waiting at the job lock", "",
-        "Milliseconds of a task by file with a new job, while so many processes submit at once;",
-        f"{run['job_lock']['block']} tasks each, started together, mean of all processes.", "",
+        *paragraph(f"""Milliseconds of a task by file with a new job, while several processes submit
+            {run['job_lock']['block']} such tasks each. They start together; a time is the mean of
+            all processes, and the table has the median of {run['job_lock']['rounds']} starts."""),
         *plot("Milliseconds of a task by number of processes", "job-lock"),
         *table(["Processes", *names], rows, 0),
-        "The lock is a file. A process that finds it taken pauses 10 to 990 ms, as `rand()` says,",
-        "and tries again. That pause, not the work under the lock, is what a task waits for.", "",
+        *paragraph("""The lock is a file. A process that finds it taken sleeps and tries again:
+            `libvelmo` and plain C for 10 to 990 ms, by `rand()`; `libvelmo-client` for 1 to 20 ms,
+            by its own random numbers. A task waits for these pauses, not for the work under the
+            lock."""),
     ]
 
 
@@ -348,8 +374,8 @@ def queue_size(run: Json) -> list[str]:
             for size, values in times.items()]
     return [
         "## Number of tasks in the queue", "",
-        "Microseconds of a task by file, by the number of tasks already in the queue. The libraries",
-        "never list the queue.", "",
+        *paragraph("""Microseconds of a task by file, by the number of tasks already in the queue. A
+            submission never lists the queue."""),
         *plot("Microseconds of a task by tasks in the queue", "queue-size"),
         *table(["Tasks in the queue", PLAIN_C, LIBRARY, "Ratio (95 %)"], rows, 0),
     ]
@@ -364,30 +390,32 @@ def misses(run: Json) -> list[str]:
                          number(values["full"].median)])
     return [
         "## Jobs that are not in memory", "",
-        "Microseconds of `findJobInfo` for a job that only its file knows. A registry without room",
-        "evicts the job that was used least recently, and reads the times of all its files for it.",
-        "", *table(["Jobs in the registry", "With room", "Full"], rows, 0),
+        *paragraph("""Microseconds of `findJobInfo` for a job that only its file knows. A full
+            registry evicts the job that was used least recently. By rule, it asks the file system
+            for the time of every job's file, because another process may have used the job."""),
+        *table(["Jobs in the registry", "With room", "Full"], rows, 0),
     ]
+
+
+def _image_rows(run: Json, comparison: str, reference: str, title: str) -> list[list[str]]:
+    values = microseconds(run, comparison, "image")
+    names = sorted(values, key=lambda name: values[name].median)
+    return [[title if name == names[0] else "", name, number(values[name].median),
+             with_interval(ratio(run, comparison, name, reference, "image"))]
+            for name in names]
 
 
 def image(run: Json) -> list[str]:
     if not run.get("image"):
         return []
-    rows = []
-    for comparison in ("by-file", "by-file-new-job", "by-file-10mb"):
-        values = microseconds(run, comparison, "image")
-        rows += [[PATHS[comparison], name, number(values[name].median),
-                  with_interval(ratio(run, comparison, name, PLAIN_C, "image"))]
-                 for name in (FLOOR, PLAIN_C, LIBRARY, CLIENT)]
-    values = microseconds(run, "hand-over", "image")
-    rows += [["Hand a task over", name, number(value.median),
-              with_interval(ratio(run, "hand-over", name, LIBRARY + BY_FILE, "image"))]
-             for name, value in sorted(values.items(), key=lambda item: item[1].median)]
+    rows = [row for comparison in ("by-file", "by-file-new-job", "by-file-10mb")
+            for row in _image_rows(run, comparison, PLAIN_C, PATHS[comparison])]
+    rows += _image_rows(run, "hand-over", LIBRARY + BY_FILE, "Hand a task over")
     return [
         "## On ext4", "",
-        "The same on a fresh ext4 file system with a journal, in an image that is held in memory: a",
-        "sync pays for the journal, but not for a disk. The ratios refer to plain C, of the last",
-        "rows to `libvelmo` by file.", "",
+        *paragraph("""The same on a fresh ext4 file system with a journal, in an image that is held
+            in memory: a sync pays for the journal, but not for a disk. The ratios refer to plain C,
+            those of handing over to `libvelmo` by file."""),
         *table(["Operation", "Program", "Microseconds", "Ratio (95 %)"], rows, 2),
     ]
 
@@ -399,44 +427,41 @@ def _median_of(run: Json, comparison: str, contender: str) -> float:
     return microseconds(run, comparison)[contender].median
 
 
-def _advice_of_misses(run: Json) -> list[str]:
+def _advice_of_misses(run: Json) -> str:
     comparison = max((name for name in run["comparisons"] if name.startswith("job-miss")),
                      key=lambda name: int(name.split()[1]))
     size = int(comparison.split()[1])
     full, room = (_median_of(run, comparison, name) for name in ("full", "room"))
-    return [
-        f"- Choose `maxJobs` above the number of keys in use. A miss in a full registry of {size:,}",
-        f"  jobs takes {full / 1e3:.1f} ms, one in a registry with room {room / 1e3:.3f} ms.",
-    ]
+    return f"""Choose `maxJobs` above the number of keys in use. A miss in a full registry of
+        {size:,} jobs takes {number(full / 1e3)} ms, in a registry with room
+        {number(room / 1e3)} ms."""
 
 
-def _advice_of_lock(run: Json) -> list[str]:
+def _advice_of_lock(run: Json) -> str:
     waits = run["job_lock"]["milliseconds"]
     count = max(waits, key=int)
     without, seeded = (median(waits[count][name]) for name in (LIBRARY, LIBRARY + SEEDED))
-    return [
-        "- Seed `rand()` in programs that fork workers, for example `srand(getpid())` after `fork`:",
-        "  otherwise all workers pause for the same times and meet again at the job lock. With",
-        f"  {count} processes a task took {number(without)} ms without a seed,"
-        f" {number(seeded)} ms with one.",
-    ]
+    return f"""Seed `rand()` in programs that fork workers, for example with `srand(getpid())` in
+        each worker. Otherwise all workers that wait for the job lock pause for the same times, and
+        retry in step. With {count} processes a task took {number(without)} ms without a seed, and
+        {number(seeded)} ms with one."""
 
 
 def advice(run: Json) -> list[str]:
     given, new = (_median_of(run, name, LIBRARY) for name in ("by-file", "by-file-new-job"))
-    open_, closed = (_median_of(run, name, LIBRARY) for name in ("by-message", "connection"))
+    kept, own = (_median_of(run, name, LIBRARY) for name in ("by-message", "connection"))
     return [
         "## Advice", "",
-        "- Give a job identifier when you submit many tasks: call `generateJobID` once and pass the",
-        f"  result. A task then takes {number(given)} microseconds, and {number(new)} with a new job"
-        " each,",
-        "  and it never waits at the job lock.",
-        f"- Keep one connection for many tasks. A task takes {number(open_)} microseconds on an open"
-        " connection,",
-        f"  and {number(closed)} with its own.",
-        *_advice_of_misses(run), *_advice_of_lock(run),
-        "- Submit from one process that stays: starting a process costs more than anything that it",
-        "  does here.", "",
+        *bullets([
+            f"""Give a job identifier when you submit many tasks: call `generateJobID` once and pass
+            its result. A task takes {number(given)} microseconds with a job given,
+            {number(new)} with a new one, and with a job given it never waits at the job lock.""",
+            f"""Keep one connection for many tasks. A task takes {number(kept)} microseconds on an
+            open connection, and {number(own)} with a connection for itself.""",
+            _advice_of_misses(run), _advice_of_lock(run),
+            """Submit many tasks from one process. Starting a program takes longer than submitting
+            a task: compare the tables below.""",
+        ]),
     ]
 
 
@@ -447,18 +472,20 @@ def method(run: Json) -> list[str]:
     by_file = run["comparisons"]["by-file"]
     return [
         "## How this was measured", "",
-        "Each program is a resident process: it prepares itself once, and then runs blocks of one",
-        "operation and reports the time of each block. In every round all programs of a comparison",
-        "take turns in random order, pinned to one core, with the service or daemon that they speak",
-        f"to (by file: {by_file['rounds']} rounds of {by_file['block']} operations). Queues are",
-        "emptied between the blocks, outside the measured time. A time is the median over the",
-        "rounds. A ratio is the median of the ratios within each round, so that what disturbs a",
-        "whole round does not count; in parentheses its 95 % interval from order statistics.",
-        "Instructions are those in user mode, counted by callgrind inside the operation alone; calls",
-        "are counted by strace. Both are differences of two runs of different length, so the start",
-        "of a program does not count.", "",
-        "Files are on tmpfs unless said otherwise: an ext4 without a journal avoids recently freed",
-        "inodes, and would measure that.", "",
+        *paragraph(f"""Each program is a resident process: it prepares itself once, then runs blocks
+            of one operation and reports the time of each block. In every round, all programs of a
+            comparison take turns in random order, pinned to one core together with the service or
+            daemon that they speak to; by file, {by_file['rounds']} rounds of {by_file['block']}
+            operations. Queues are emptied between the blocks, outside the measured time."""),
+        *paragraph("""A time is the median over the rounds. A ratio is the median of the ratios
+            within each round, which cancels what disturbs a whole round. In parentheses is its 95 %
+            interval, from order statistics. Instructions are those in user mode inside the
+            operation, counted by callgrind. System calls are counted by strace. Both counts are
+            differences of two runs of different length, so the start of a program does not
+            count."""),
+        *paragraph("""Files are on tmpfs unless stated otherwise. An ext4 file system without a
+            journal avoids recently freed inodes, so creating files after deleting many would
+            measure that search."""),
         "    script/setup bench",
         f"    {run['command']}",
         f"    benchmarks/report {_output_of(run['command'])}", "",
@@ -501,9 +528,9 @@ def units(run: Json) -> list[str]:
 def document(run: Json) -> str:
     head = [
         "# Performance", "",
-        "How long the operations of `libvelmo` and `libvelmo-client` take, beside the same work",
-        "written by hand and beside other ways to hand a task over. `benchmarks/report` wrote this",
-        "page from one run; do not edit it.", "",
+        *paragraph("""How long the operations of `libvelmo` and `libvelmo-client` take, compared
+            with the same work written by hand and with other ways to hand a task over.
+            `benchmarks/report` writes this page from one run; do not edit it."""),
     ]
     sections = [goals, advice, paths, peers, commands, writers, job_lock, queue_size, misses, image,
                 units, method]

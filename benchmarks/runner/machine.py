@@ -13,8 +13,9 @@ PACKAGES = {
     "beanstalkd": "beanstalkd", "redis": "redis-server", "hiredis": "libhiredis0.14",
     "SQLite": "libsqlite3-0", "nq": "nq", "task-spooler": "task-spooler", "at": "at",
     "Boost": "libboost1.74-dev", "libwebsockets": "libwebsockets-dev",
-    "websocketpp": "libwebsocketpp-dev", "POCO": "libpoco-dev", "Protocol Buffers": "libprotobuf-dev",
-    "glibc": "libc6", "g++": "g++-12", "Python": "python3.11",
+    "websocketpp": "libwebsocketpp-dev", "POCO": "libpoco-dev",
+    "Protocol Buffers": "libprotobuf-dev", "glibc": "libc6", "g++": "g++-12",
+    "Python": "python3.11",
 }
 
 

@@ -106,7 +106,8 @@ def on_image(setting: Setting) -> dict[str, Any]:
         inside = Setting(setting.build, directory, installation, setting.core, cleanup,
                          setting.rounds)
         wanted = comparisons.by_file(inside) + [comparisons.hand_over_by_file(inside)]
-        return {comparison.name: measure.compare(inside, comparison) for comparison in wanted}
+        results = {comparison.name: measure.compare(inside, comparison) for comparison in wanted}
+    return results
 
 
 def queue_sizes(setting: Setting, extent: Extent) -> dict[str, Any]:
@@ -166,7 +167,8 @@ def run(arguments: argparse.Namespace) -> dict[str, Any]:
         setting = Setting(build, work, installation, max(os.sched_getaffinity(0)), cleanup,
                           extent.rounds)
         results = measure_all(setting, extent, arguments.image)
-        return {**header, "missing": sorted(set(setting.missing)), **results}
+        missing = sorted(set(setting.missing))
+    return {**header, "missing": missing, **results}
 
 
 def main() -> int:

@@ -35,10 +35,11 @@ def count(setting: Setting, comparison: Comparison) -> dict[str, Any]:
     """The system calls and the instructions of each contender."""
     progress(f"{comparison.name}: counts")
     environment = setting.installation.environment
+    few = min(20, comparison.block)
     return {
         contender.name: {
-            "calls": calls_of(contender, environment, setting.core, setting.work),
-            "instructions": instructions_of(contender, environment, setting.core),
+            "calls": calls_of(contender, environment, setting.core, few, setting.work),
+            "instructions": instructions_of(contender, environment, setting.core, few),
         }
         for contender in comparison.contenders
     }

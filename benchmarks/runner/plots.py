@@ -68,7 +68,8 @@ def _label_bars(axes: Axes, values: Mapping[str, Interval]) -> None:
 
 def plot_paths(paths: Mapping[str, Mapping[str, Interval]], file: Path) -> None:
     """Microseconds of each path, a small plot for each because their scales differ."""
-    figure, grid = plt.subplots((len(paths) + 1) // 2, 2, figsize=(9.2, 1.45 * len(paths) / 2 + 1.2))
+    height = 1.45 * len(paths) / 2 + 1.2
+    figure, grid = plt.subplots((len(paths) + 1) // 2, 2, figsize=(9.2, height))
     for axes, (title, values) in zip(grid.flat, paths.items()):
         _bars(axes, values, [color_of(name) for name in values])
         _label_bars(axes, values)
@@ -82,25 +83,21 @@ def plot_paths(paths: Mapping[str, Mapping[str, Interval]], file: Path) -> None:
 
 
 def plot_ranking(values: Mapping[str, Interval], unit: str, file: Path) -> None:
-    """The fastest first, on a logarithmic scale."""
+    """The fastest first."""
     ordered = dict(sorted(values.items(), key=lambda item: item[1].median))
     figure, axes = plt.subplots(figsize=(9.2, 0.31 * len(ordered) + 0.9))
     colors = [color_of(name) if name.startswith("libvelmo") or name == "floor" else PEER_COLOR
               for name in ordered]
-    medians = [value.median for value in ordered.values()]
-    axes.set_xscale("log")
     _bars(axes, ordered, colors)
     _label_bars(axes, ordered)
-    axes.set_xlim(min(medians) / 2, max(value.high for value in ordered.values()) * 2)
-    _plain_ticks(axes, "x")
-    axes.set_xlabel(f"{unit}, logarithmic")
+    axes.set_xlim(0, 1.08 * max(value.high for value in ordered.values()))
+    axes.set_xlabel(unit)
     _save(figure, file)
 
 
-def _plain_ticks(axes: Axes, which: str) -> None:
-    axis = axes.xaxis if which == "x" else axes.yaxis
-    axis.set_major_formatter(FuncFormatter(lambda value, _: f"{value:,.10g}"))
-    axis.set_minor_formatter(FuncFormatter(lambda *_: ""))
+def _plain_ticks(axes: Axes) -> None:
+    axes.yaxis.set_major_formatter(FuncFormatter(lambda value, _: f"{value:,.10g}"))
+    axes.yaxis.set_minor_formatter(FuncFormatter(lambda *_: ""))
 
 
 def _lines(axes: Axes, points: Points, position: Mapping[int, float]) -> None:
@@ -108,10 +105,9 @@ def _lines(axes: Axes, points: Points, position: Mapping[int, float]) -> None:
         middle = [value.median for value in values.values()]
         errors = [[value.median - value.low for value in values.values()],
                   [value.high - value.median for value in values.values()]]
-        unseeded = name == "libvelmo-client" or not name.endswith("seeded")
         axes.errorbar([position[key] for key in values], middle, yerr=errors, label=name,
                       color=color_of(name), marker=MARKERS[number], markersize=5, linewidth=1.6,
-                      linestyle="-" if unseeded else "--", capsize=2, elinewidth=0.9)
+                      linestyle="--" if name.endswith("seeded") else "-", capsize=2, elinewidth=0.9)
 
 
 def plot_lines(points: Points, labels: tuple[str, str], file: Path, logarithmic: bool) -> None:
@@ -127,7 +123,7 @@ def plot_lines(points: Points, labels: tuple[str, str], file: Path, logarithmic:
         axes.set_yscale("log")
     else:
         axes.set_ylim(bottom=0)
-    _plain_ticks(axes, "y")
+    _plain_ticks(axes)
     axes.set_xlabel(labels[0])
     axes.set_ylabel(labels[1])
     axes.grid(axis="y", color="#e3e7eb", linewidth=0.8)
