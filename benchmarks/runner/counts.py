@@ -2,13 +2,13 @@
 
 from __future__ import annotations
 
-import os
 import re
 import shutil
 import subprocess
 from pathlib import Path
 from typing import Mapping, Sequence
 
+from .callgrind import by_object
 from .residents import Contender
 
 MANY_TIMES_FEW = 3
@@ -49,24 +49,23 @@ def calls_of(contender: Contender, environment: Mapping[str, str], core: int, fe
     return {name: round(number, 2) for name, number in sorted(calls.items()) if number > 0.01}
 
 
-def _instructions(contender: Contender, environment: Mapping[str, str], core: int,
-                  count: int) -> int:
-    command = ["valgrind", "--tool=callgrind", f"--callgrind-out-file={os.devnull}",
+def _instructions(contender: Contender, environment: Mapping[str, str], core: int, count: int,
+                  file: Path) -> dict[str, int]:
+    command = ["valgrind", "--tool=callgrind", f"--callgrind-out-file={file}",
                "--toggle-collect=run_block", *contender.command]
-    output = _run(command, environment, core, count)
+    _run(command, environment, core, count)
     contender.reset()
-    found = re.search(r"Collected : (\d+)", output)
-    if found is None:
-        raise CountError(f"{contender.name}: no count of callgrind")
-    return int(found.group(1))
+    return by_object(file)
 
 
-def instructions_of(contender: Contender, environment: Mapping[str, str], core: int,
-                    few: int) -> int | None:
-    """The user instructions of one operation; None for Python programs and without valgrind."""
+def instructions_of(contender: Contender, environment: Mapping[str, str], core: int, few: int,
+                    work: Path) -> dict[str, int] | None:
+    """The user instructions of one operation, by program and library; None for Python programs
+    and without valgrind."""
     if shutil.which("valgrind") is None or "python" in Path(contender.command[0]).name:
         return None
     many = MANY_TIMES_FEW * few
-    less = _instructions(contender, environment, core, few)
-    more = _instructions(contender, environment, core, many)
-    return round((more - less) / (many - few))
+    less = _instructions(contender, environment, core, few, work / "callgrind.out")
+    more = _instructions(contender, environment, core, many, work / "callgrind.out")
+    each = {name: round((more[name] - less.get(name, 0)) / (many - few)) for name in more}
+    return {name: number for name, number in sorted(each.items()) if number > 0}

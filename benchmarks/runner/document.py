@@ -40,9 +40,13 @@ def calls(run: Json, comparison: str, contender: str) -> float | None:
 
 
 def instructions(run: Json, comparison: str, contender: str) -> int | None:
+    counted = instructions_by_object(run, comparison, contender)
+    return sum(counted.values()) if counted else None
+
+
+def instructions_by_object(run: Json, comparison: str, contender: str) -> dict[str, int]:
     counts = run["comparisons"][comparison].get("counts", {})
-    result: int | None = counts.get(contender, {}).get("instructions")
-    return result
+    return counts.get(contender, {}).get("instructions") or {}
 
 
 # --- Markdown ---
@@ -219,6 +223,32 @@ def paths(run: Json) -> list[str]:
         *paragraph("""With a new job, `libvelmo-client` makes more calls than `libvelmo`: it blocks
             signals while it holds the job lock, writes its process identifier into the lock file,
             and checks that the file is still its own before it changes the counter."""),
+    ]
+
+
+SHARES = {
+    "own": ("libvelmo", "libvelmo-client"), "libc": ("libc",), "libstdc++": ("libstdc++",),
+    "Protocol Buffers": ("libprotobuf",), "POCO": ("libPocoNet", "libPocoFoundation"),
+}
+
+
+def _share_row(run: Json, goal: Goal) -> list[str]:
+    counted = instructions_by_object(run, goal.comparison, goal.contender)
+    shares = [sum(counted.get(name, 0) for name in names) for names in SHARES.values()]
+    rest = sum(counted.values()) - sum(shares)
+    return [goal.operation, *(f"{share:,}" if share else "" for share in [*shares, rest])]
+
+
+def where(run: Json) -> list[str]:
+    rows = [_share_row(run, goal) for goal in GOALS
+            if instructions_by_object(run, goal.comparison, goal.contender)]
+    if not rows:
+        return []
+    return [
+        "### Where the instructions go", "",
+        *paragraph("""User instructions of one operation, by the library that executes them. Other:
+            the calling program, the loader, libgcc and libm."""),
+        *table(["Operation", *SHARES, "Other"], rows),
     ]
 
 
@@ -520,7 +550,7 @@ _UNIT_SCALE = {"ns": 1e-3, "us": 1.0, "ms": 1e3, "s": 1e6}
 def units(run: Json) -> list[str]:
     rows = [[entry["name"], number(entry["cpu_time"] * _UNIT_SCALE[entry["time_unit"]])]
             for entries in run["units"].values() for entry in entries
-            if entry.get("run_type") != "aggregate"]
+            if entry.get("run_type") != "aggregate" and "error_occurred" not in entry]
     return ["## Units", "", "Google Benchmark, in microseconds of processor time.", "",
             *table(["Benchmark", "Microseconds"], rows)]
 
@@ -532,7 +562,7 @@ def document(run: Json) -> str:
             with the same work written by hand and with other ways to hand a task over.
             `benchmarks/report` writes this page from one run; do not edit it."""),
     ]
-    sections = [goals, advice, paths, peers, commands, writers, job_lock, queue_size, misses, image,
-                units, method]
+    sections = [goals, advice, paths, where, peers, commands, writers, job_lock, queue_size,
+                misses, image, units, method]
     lines = head + [line for section in sections for line in section(run)]
     return "\n".join(lines).rstrip() + "\n"

@@ -55,6 +55,6 @@ def versions() -> dict[str, str]:
 
 
 def commit(source: Path) -> str:
-    result = subprocess.run(["git", "-C", source, "rev-parse", "--short=12", "HEAD"],
-                            capture_output=True, text=True, check=False)
+    result = subprocess.run(["git", "-C", source, "describe", "--always", "--dirty", "--abbrev=12",
+                             "--exclude=*"], capture_output=True, text=True, check=False)
     return result.stdout.strip() or "unknown"

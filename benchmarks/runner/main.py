@@ -122,6 +122,8 @@ def units(setting: Setting, seconds: float) -> dict[str, Any]:
     """What the programs of Google Benchmark report."""
     results = {}
     for program in sorted((setting.build / "benchmarks").rglob("*_benchmark")):
+        if not os.access(program, os.X_OK) or program.is_dir():
+            continue
         progress(program.name)
         output = subprocess.run(
             ["taskset", "-c", str(setting.core), program, "--benchmark_format=json",

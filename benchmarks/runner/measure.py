@@ -39,7 +39,8 @@ def count(setting: Setting, comparison: Comparison) -> dict[str, Any]:
     return {
         contender.name: {
             "calls": calls_of(contender, environment, setting.core, few, setting.work),
-            "instructions": instructions_of(contender, environment, setting.core, few),
+            "instructions": instructions_of(contender, environment, setting.core, few,
+                                            setting.work),
         }
         for contender in comparison.contenders
     }

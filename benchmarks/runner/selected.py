@@ -44,8 +44,9 @@ def print_table(name: str, result: dict[str, Any], counts: dict[str, Any]) -> No
         low, middle, high = ratios(times, reference)
         line = f"  {contender:28} {median(times) / 1e3:10.2f} {middle:7.3f} [{low:.3f}, {high:.3f}]"
         if counts:
-            calls = sum((counts[contender]["calls"] or {}).values())
-            line += f" {counts[contender]['instructions']} instructions, {calls:g} calls"
+            calls, instructions = (sum((counts[contender][kind] or {}).values())
+                                   for kind in ("calls", "instructions"))
+            line += f" {instructions} instructions, {calls:g} calls"
         print(line)
 
 
