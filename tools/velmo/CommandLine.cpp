@@ -126,8 +126,8 @@ Status CommandLine::run(std::vector<std::string> arguments, Session& session) {
   return runChosen(session);
 }
 
-// A command at the start is the only one that the arguments can mean. To declare its options alone
-// saves a fifth of the time that a submission takes.
+// A command at the start is the only one that the arguments can mean. Declaring the options of the
+// others too would execute 0.4 million instructions more at each start.
 void CommandLine::declareCommands(const std::vector<std::string>& arguments) {
   const bool isFirst = isCommand(arguments.front());
   for (const KnownCommand& command : kCommands) {
