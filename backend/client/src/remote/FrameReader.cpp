@@ -9,6 +9,7 @@ namespace velmo::client {
 namespace {
 
 constexpr std::uint8_t kOpcodeBits = 0x0F;
+constexpr std::size_t kLeastHeader = 2;
 constexpr std::size_t kCloseCodeSize = 2;
 
 bool isControl(std::uint8_t opcode) {
@@ -75,10 +76,11 @@ bool FrameReader::isInsideMessage() const {
   return m_isFragmented || (m_hasBegun && !isControl(m_firstByte & kOpcodeBits));
 }
 
-// Supplies no byte beyond the current frame, and its header byte by byte: so this object knows what
-// the codec holds.
+// Supplies no byte beyond the current frame, and its header byte by byte after the two bytes that
+// every header has: so this object knows what the codec holds.
 std::size_t FrameReader::mostSupplied(std::size_t size) const {
-  const std::size_t wanted = m_isHeaderTaken ? m_payloadLeft : 1;
+  const std::size_t ofHeader = m_hasBegun ? 1 : kLeastHeader;
+  const std::size_t wanted = m_isHeaderTaken ? m_payloadLeft : ofHeader;
   return std::min({size, wanted, m_input.size() - m_consumed});
 }
 
