@@ -8,7 +8,7 @@ from dataclasses import dataclass
 from typing import Any, Sequence
 
 from .comparisons import (BY_FILE, BY_MESSAGE, CLIENT, FLOOR, FRAMES, LIBRARY, PLAIN_C, POCO)
-from .intervals import Interval, interval, median, ratios
+from .intervals import Interval, interval, median, of_mean, ratios
 from .measure import SEEDED
 from .processes import VELMO
 
@@ -162,8 +162,8 @@ def goals(run: Json) -> list[str]:
     return [
         "## Goals", "",
         *paragraph("""A ratio below 1 means faster than the program it is compared with. Bold: the
-            goal is missed. The floor's share is the part of the time that a program takes which
-            makes only the unavoidable system calls; no code above them can save that part."""),
+            goal is missed. The floor's share compares the time of the unavoidable system calls
+            alone with the time of the operation: no code above the system calls can save it."""),
         *table(heads, [_goal_row(run, goal) for goal in GOALS], 2),
         *table(["Operation", "Goal: milliseconds", "Milliseconds"], _absolute_rows(run)),
     ]
@@ -266,13 +266,12 @@ HAND_OVER_NOTES = {
                      " without a lock or a counter",
     "SQLite, DELETE, FULL": "durable at return; its syncs cost nothing in memory, and most of the"
                             " time on a disk",
-    "SQLite, WAL, NORMAL": "one write to the log; not durable before the next checkpoint; needs"
-                           " no new file for a task",
+    "SQLite, WAL, NORMAL": "appends to a log file that stays open; a power cut loses what came"
+                           " after the last checkpoint",
     "beanstalkd": "a daemon keeps the job in memory and loses it when it ends; short text protocol",
-    "redis, RPUSH": "a daemon appends to a list in memory, here without persistence; nothing"
-                    " assigns or locks a task",
-    "gearmand, background job": "a daemon keeps the job in memory; several threads of the daemon"
-                                " pass it on, on one core here",
+    "redis, RPUSH": "a daemon appends to a list in memory, here without persistence",
+    "gearmand, background job": "a daemon keeps the job in memory; its threads, here all on one"
+                                " core, pass it on to each other",
 }
 
 TRIP_NOTES = {
@@ -314,9 +313,10 @@ def peers(run: Json) -> list[str]:
             of the submitting process alone. The ratios refer to `libvelmo` by file."""),
         *plot("Microseconds to hand a task over", "peers"),
         *table(heads, _peer_rows(run, "hand-over", LIBRARY + BY_FILE, HAND_OVER_NOTES), 2),
-        *paragraph("""Those that are faster do less. None of them gives a task a number that is
-            unique on the machine and a place among the priorities, and leaves it in a file that
-            outlives all processes. The number alone takes six of the 11 system calls by file."""),
+        *paragraph("""Those that are faster do less, or something else. SQLite appends to a file that
+            stays open, and the reader must use SQLite too. beanstalkd, redis and the service of
+            the round trip keep the task in memory. By file, each task becomes a file with a number
+            that is unique on the machine; the number alone takes six of the 11 system calls."""),
         "### Round trip", "",
         *paragraph("""Each client fills, serialises and parses the same messages, unless the table
             says otherwise. Only the WebSocket differs. The ratios refer to POCO."""),
@@ -378,16 +378,22 @@ def writers(run: Json) -> list[str]:
     ]
 
 
+def _mean_with_interval(values: Sequence[float]) -> str:
+    low, mean, high = of_mean(values)
+    return f"{number(mean)} ({number(low)} to {number(high)})"
+
+
 def job_lock(run: Json) -> list[str]:
     waits = run["job_lock"]["milliseconds"]
     names = list(next(iter(waits.values())))
-    rows = [[count, *(number(median(values[name])) for name in names)]
+    rows = [[count, *(_mean_with_interval(values[name]) for name in names)]
             for count, values in waits.items()]
     return [
         "## Waiting at the job lock", "",
         *paragraph(f"""Milliseconds of a task by file with a new job, while several processes submit
-            {run['job_lock']['block']} such tasks each. They start together; a time is the mean of
-            all processes, and the table has the median of {run['job_lock']['rounds']} starts."""),
+            {run['job_lock']['block']} such tasks each. They start together. The table has the mean
+            over all processes and {run['job_lock']['rounds']} starts, with its 95 % interval by
+            bootstrap: a few long pauses decide it."""),
         *plot("Milliseconds of a task by number of processes", "job-lock"),
         *table(["Processes", *names], rows, 0),
         *paragraph("""The lock is a file. A process that finds it taken sleeps and tries again:
@@ -470,11 +476,11 @@ def _advice_of_misses(run: Json) -> str:
 def _advice_of_lock(run: Json) -> str:
     waits = run["job_lock"]["milliseconds"]
     count = max(waits, key=int)
-    without, seeded = (median(waits[count][name]) for name in (LIBRARY, LIBRARY + SEEDED))
+    without, seeded = (of_mean(waits[count][name]).median for name in (LIBRARY, LIBRARY + SEEDED))
     return f"""Seed `rand()` in programs that fork workers, for example with `srand(getpid())` in
         each worker. Otherwise all workers that wait for the job lock pause for the same times, and
-        retry in step. With {count} processes a task took {number(without)} ms without a seed, and
-        {number(seeded)} ms with one."""
+        retry in step. With {count} processes a task took {number(without)} ms on average without a seed,
+        and {number(seeded)} ms with one."""
 
 
 def advice(run: Json) -> list[str]:

@@ -3,12 +3,13 @@
 from __future__ import annotations
 
 import math
+import random
 from typing import NamedTuple, Sequence
 
 
 class Interval(NamedTuple):
     low: float
-    median: float
+    median: float  # or the mean, from of_mean()
     high: float
 
 
@@ -28,6 +29,16 @@ def interval(values: Sequence[float]) -> Interval:
     low = max(0, math.floor(count / 2 - reach) - 1)
     high = min(count - 1, math.ceil(count / 2 + reach))
     return Interval(ordered[low], median(ordered), ordered[high])
+
+
+def of_mean(values: Sequence[float], resamples: int = 2000) -> Interval:
+    """The mean and its interval by bootstrap, the same at each call: for values of which a few
+    are so long that they decide the sum."""
+    count = len(values)
+    generator = random.Random(1)
+    means = sorted(sum(generator.choices(values, k=count)) / count for _ in range(resamples))
+    return Interval(means[round(0.025 * resamples)], sum(values) / count,
+                    means[round(0.975 * resamples) - 1])
 
 
 def ratios(values: Sequence[float], references: Sequence[float]) -> Interval:

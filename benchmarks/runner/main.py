@@ -49,7 +49,7 @@ class Extent:
 FULL = Extent(
     rounds=300, counts=True, misses=(100, 1000, 10000), properties=(10, 1000, 100000),
     writers=(1, 2, 4, 8, 16), writer_block=1000, writer_rounds=40,
-    lock_processes=(1, 2, 3, 4, 6, 8), lock_block=50, lock_rounds=15,
+    lock_processes=(1, 2, 3, 4, 6, 8), lock_block=50, lock_rounds=30,
     queue_sizes=(0, 1000, 10000, 100000), queue_rounds=60, starts=5, start_rounds=60,
     unit_seconds=0.2)
 QUICK = Extent(
@@ -150,6 +150,10 @@ def measure_all(setting: Setting, extent: Extent, image: bool) -> dict[str, Any]
     }
 
 
+def _options() -> list[str]:
+    return [word for word in sys.argv[1:] if word in ("--quick", "--image")]
+
+
 def run(arguments: argparse.Namespace) -> dict[str, Any]:
     extent = QUICK if arguments.quick else FULL
     build = built(arguments.build)
@@ -158,7 +162,7 @@ def run(arguments: argparse.Namespace) -> dict[str, Any]:
             tempfile.TemporaryDirectory(prefix="velmo-benchmarks.", dir=arguments.work)))
         header = {
             "date": datetime.date.today().isoformat(),
-            "command": shlex.join(["benchmarks/run", *sys.argv[1:]]),
+            "command": shlex.join(["benchmarks/run", *_options(), arguments.output.name]),
             "quick": arguments.quick,
             "commit": machine.commit(SOURCE),
             "machine": machine.description(work),

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 from pathlib import Path
-from typing import Any, Mapping, Sequence
+from typing import Any, Callable, Mapping, Sequence
 
 import matplotlib
 
@@ -14,7 +14,7 @@ from matplotlib.axes import Axes  # noqa: E402
 from matplotlib.figure import Figure  # noqa: E402
 from matplotlib.ticker import FixedLocator, FuncFormatter, NullLocator  # noqa: E402
 
-from .intervals import Interval, interval  # noqa: E402
+from .intervals import Interval  # noqa: E402
 
 COLORS = {"libvelmo": "#0b5394", "libvelmo-client": "#e07b00"}
 BASELINE_COLOR = "#5f6b76"
@@ -105,7 +105,8 @@ def _lines(axes: Axes, points: Points, position: Mapping[int, float]) -> None:
         middle = [value.median for value in values.values()]
         errors = [[value.median - value.low for value in values.values()],
                   [value.high - value.median for value in values.values()]]
-        axes.errorbar([position[key] for key in values], middle, yerr=errors, label=name,
+        aside = 0.03 * (number - (len(points) - 1) / 2)  # error bars do not cover each other
+        axes.errorbar([position[key] + aside for key in values], middle, yerr=errors, label=name,
                       color=color_of(name), marker=MARKERS[number], markersize=5, linewidth=1.6,
                       linestyle="--" if name.endswith("seeded") else "-", capsize=2, elinewidth=0.9)
 
@@ -132,11 +133,12 @@ def plot_lines(points: Points, labels: tuple[str, str], file: Path, logarithmic:
     _save(figure, file)
 
 
-def points_of(values: Mapping[str, Mapping[str, Sequence[float]]], scale: float) -> dict[str, Any]:
+def points_of(values: Mapping[str, Mapping[str, Sequence[float]]],
+              summary: Callable[[Sequence[float]], Interval], scale: float = 1) -> dict[str, Any]:
     """From {number: {contender: values}} to {contender: {number: interval}}."""
     result: dict[str, dict[int, Interval]] = {}
     for number, contenders in values.items():
         for name, rounds in contenders.items():
             scaled = [value * scale for value in rounds]
-            result.setdefault(name, {})[int(number)] = interval(scaled)
+            result.setdefault(name, {})[int(number)] = summary(scaled)
     return result

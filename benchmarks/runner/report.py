@@ -7,6 +7,7 @@ import json
 from pathlib import Path
 
 from . import document, plots
+from .intervals import interval, of_mean
 
 SOURCE = Path(__file__).parent.parent.parent
 
@@ -28,11 +29,11 @@ def write_plots(run: document.Json, directory: Path) -> None:
     for comparison, name in [("hand-over", "peers"), ("by-message", "round-trip")]:
         plots.plot_ranking(document.microseconds(run, comparison), "microseconds",
                            directory / f"{name}.svg")
-    plots.plot_lines(plots.points_of(run["writers"]["tasks_per_second"], 1),
+    plots.plot_lines(plots.points_of(run["writers"]["tasks_per_second"], interval),
                      ("writers", "tasks in a second"), directory / "writers.svg", False)
-    plots.plot_lines(plots.points_of(run["job_lock"]["milliseconds"], 1),
+    plots.plot_lines(plots.points_of(run["job_lock"]["milliseconds"], of_mean),
                      ("processes", "milliseconds of a task"), directory / "job-lock.svg", True)
-    plots.plot_lines(plots.points_of(run["queue_size"]["nanoseconds"], 1e-3),
+    plots.plot_lines(plots.points_of(run["queue_size"]["nanoseconds"], interval, 1e-3),
                      ("tasks in the queue", "microseconds of a task"),
                      directory / "queue-size.svg", False)
 
