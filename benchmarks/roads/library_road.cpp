@@ -32,7 +32,7 @@
 namespace {
 
 constexpr std::size_t kKeys = 100;
-constexpr std::size_t kMisses = 20000;
+constexpr std::size_t kMisses = 2000;
 constexpr long kMaxAge = 3600;
 
 struct Jobs {

@@ -313,10 +313,11 @@ def peers(run: Json) -> list[str]:
             of the submitting process alone. The ratios refer to `libvelmo` by file."""),
         *plot("Microseconds to hand a task over", "peers"),
         *table(heads, _peer_rows(run, "hand-over", LIBRARY + BY_FILE, HAND_OVER_NOTES), 2),
-        *paragraph("""Those that are faster do less, or something else. SQLite appends to a file that
-            stays open, and the reader must use SQLite too. beanstalkd, redis and the service of
-            the round trip keep the task in memory. By file, each task becomes a file with a number
-            that is unique on the machine; the number alone takes six of the 11 system calls."""),
+        *paragraph("""Those that are faster do less, or something else. SQLite appends to a file
+            that stays open, and the reader must use SQLite too. beanstalkd, redis and the service
+            of the round trip keep the task in memory. By file, each task becomes a file with a
+            number that is unique on the machine; the number alone takes six of the 11 system
+            calls."""),
         "### Round trip", "",
         *paragraph("""Each client fills, serialises and parses the same messages, unless the table
             says otherwise. Only the WebSocket differs. The ratios refer to POCO."""),
@@ -479,8 +480,8 @@ def _advice_of_lock(run: Json) -> str:
     without, seeded = (of_mean(waits[count][name]).median for name in (LIBRARY, LIBRARY + SEEDED))
     return f"""Seed `rand()` in programs that fork workers, for example with `srand(getpid())` in
         each worker. Otherwise all workers that wait for the job lock pause for the same times, and
-        retry in step. With {count} processes a task took {number(without)} ms on average without a seed,
-        and {number(seeded)} ms with one."""
+        retry in step. With {count} processes a task took {number(without)} ms on average without a
+        seed, and {number(seeded)} ms with one."""
 
 
 def advice(run: Json) -> list[str]:

@@ -6,6 +6,7 @@ import os
 import platform
 import re
 import subprocess
+import tempfile
 from pathlib import Path
 
 PACKAGES = {
@@ -17,6 +18,12 @@ PACKAGES = {
     "Protocol Buffers": "libprotobuf-dev", "glibc": "libc6", "g++": "g++-12",
     "Python": "python3.11",
 }
+
+
+def work_parent() -> Path:
+    """Where files cost no disk."""
+    memory = Path("/dev/shm")
+    return memory if memory.is_dir() else Path(tempfile.gettempdir())
 
 
 def _first(pattern: str, text: str) -> str:

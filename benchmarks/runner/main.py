@@ -69,7 +69,7 @@ def parse_arguments() -> argparse.Namespace:
                         help="also by file on a fresh ext4 image; needs root")
     parser.add_argument("--build", type=Path, metavar="DIR",
                         help="measure this build; default: build the preset release")
-    parser.add_argument("--work", type=Path, metavar="DIR", default=Path("/dev/shm"),
+    parser.add_argument("--work", type=Path, metavar="DIR", default=machine.work_parent(),
                         help="parent of the work directory; default: /dev/shm")
     return parser.parse_args()
 

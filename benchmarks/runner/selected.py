@@ -9,7 +9,7 @@ from contextlib import ExitStack
 from pathlib import Path
 from typing import Any
 
-from . import comparisons, measure
+from . import comparisons, machine, measure
 from .comparisons import Setting
 from .installation import Installation
 from .intervals import median, ratios
@@ -26,7 +26,7 @@ def parse_arguments() -> argparse.Namespace:
     parser.add_argument("--counts", action="store_true",
                         help="also count system calls and instructions")
     parser.add_argument("--build", type=Path, default=SOURCE / "build/release", metavar="DIR")
-    parser.add_argument("--work", type=Path, default=Path("/dev/shm"), metavar="DIR")
+    parser.add_argument("--work", type=Path, default=machine.work_parent(), metavar="DIR")
     return parser.parse_args()
 
 
