@@ -523,7 +523,7 @@ def method(run: Json) -> list[str]:
         *paragraph("""Files are on tmpfs unless stated otherwise. An ext4 file system without a
             journal avoids recently freed inodes, so creating files after deleting many would
             measure that search."""),
-        "    script/setup bench",
+        "    script/setup build test bench",
         f"    {run['command']}",
         f"    benchmarks/report {_output_of(run['command'])}", "",
         *table(["Machine", ""], _machine_rows(run), 2),
