@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
-#include <string_view>
 #include <utility>
 
 #include "CancellationGuard.h"
@@ -12,6 +11,7 @@
 #include "IMMemSemaphore.h"
 #include "IMSemaphore.h"
 #include "JobCounter.h"
+#include "Joined.h"
 #include "PriorityMap.h"
 #include "QueueFile.h"
 #include "SubmissionEnvironment.h"
@@ -26,12 +26,14 @@ using brix::imutils::CancellationGuard;
 using brix::imutils::IMException;
 using brix::imutils::IMMemSemaphore;
 using brix::imutils::IMSemaphore;
+using brix::imutils::joined;
 using brix::velmo::directoryFromEnvironment;
 using brix::velmo::Failure;
 using brix::velmo::JobCounter;
 using brix::velmo::logged;
 using brix::velmo::Outcome;
 using brix::velmo::Step;
+using brix::velmo::TaskContents;
 
 namespace {
 
@@ -80,6 +82,14 @@ std::string givenOrNewJobId(const CreateTaskFile& identifiers, const char* jobId
   }
   const std::string newId = identifiers.generateJobID();
   return newId.empty() ? "EMPTYJOB" : newId;
+}
+
+// Of a descriptor with a command.
+TaskContents contentsOf(const TaskFileDescriptor& descriptor) {
+  if (descriptor.jobInfo == nullptr) {
+    return {descriptor.command, "\n"};
+  }
+  return {descriptor.command, "\n", descriptor.jobInfo, "\n"};
 }
 
 // Holds the semaphore of the task counter, and releases it also if an exception or a cancellation
@@ -192,16 +202,8 @@ std::string CreateTaskFile::getTaskContents(TaskFileDescriptor& descriptor) cons
   if (descriptor.command == nullptr) {
     return {};
   }
-  const std::string_view command = descriptor.command;
-  const bool hasInfo = descriptor.jobInfo != nullptr;
-  const std::string_view info = hasInfo ? descriptor.jobInfo : "";
-  std::string contents;
-  contents.reserve(command.size() + info.size() + 2);
-  contents.append(command).append(1, '\n');
-  if (hasInfo) {
-    contents.append(info).append(1, '\n');
-  }
-  return contents;
+  const TaskContents contents = contentsOf(descriptor);
+  return joined({contents[0], contents[1], contents[2], contents[3]});
 }
 
 int CreateTaskFile::createFile(TaskFileDescriptor& descriptor) {
@@ -220,7 +222,7 @@ int CreateTaskFile::createFile(TaskFileDescriptor& descriptor) {
   }
   const char* const baseDirectory = directoryFromEnvironment("VAR");
   const brix::velmo::QueueFile file(directoryFromEnvironment("TMP"), baseDirectory, name);
-  if (logged(file.write(getTaskContents(descriptor))) || logged(file.move())) {
+  if (logged(file.write(contentsOf(descriptor))) || logged(file.move())) {
     return 1;
   }
   return 0;

@@ -4,8 +4,6 @@
 
 #include <cerrno>
 
-#include "CancellationGuard.h"
-
 namespace brix::imutils {
 
 InputFile::InputFile(const char* path) : m_stream(std::fopen(path, "rb")) {
@@ -14,27 +12,58 @@ InputFile::InputFile(const char* path) : m_stream(std::fopen(path, "rb")) {
   }
 }
 
-std::optional<int> writeWholeFile(const std::string& path, const std::string& text) {
-  const CancellationGuard guard;
+WholeFile::WholeFile(const char* path) : m_path(path) {
   errno = 0;
-  Stream stream(std::fopen(path.c_str(), "wb"));
-  if (stream == nullptr) {
-    return errno;
+  m_stream.reset(std::fopen(path, "wb"));
+  if (m_stream == nullptr) {
+    m_error = errno;
+    return;
   }
+  std::setvbuf(m_stream.get(), m_buffer.data(), _IOFBF, m_buffer.size());
+}
 
-  // Unbuffered: one call writes the text, and a failure is reported by that call.
-  std::setvbuf(stream.get(), nullptr, _IONBF, 0);
-  std::optional<int> error;
-  if (std::fwrite(text.data(), 1, text.size(), stream.get()) != text.size()) {
-    error = errno;
+WholeFile::~WholeFile() {
+  if (m_stream != nullptr) {
+    m_stream.reset();
+    unlink(m_path);
   }
-  if (std::fclose(stream.release()) != 0 && !error) {
-    error = errno;
+}
+
+void WholeFile::write(std::string_view text) {
+  if (!m_error && std::fwrite(text.data(), 1, text.size(), m_stream.get()) != text.size()) {
+    m_error = errno;
   }
-  if (error) {
-    unlink(path.c_str());
+}
+
+std::optional<int> WholeFile::finish() {
+  if (m_stream == nullptr) {
+    return m_error;
   }
-  return error;
+  flush();
+  close();
+  if (m_error) {
+    unlink(m_path);
+  }
+  return m_error;
+}
+
+// Before the close, so that the error of a write is not that of a close.
+void WholeFile::flush() {
+  if (!m_error && std::fflush(m_stream.get()) != 0) {
+    m_error = errno;
+  }
+}
+
+void WholeFile::close() {
+  if (std::fclose(m_stream.release()) != 0 && !m_error) {
+    m_error = errno;
+  }
+}
+
+std::optional<int> writeWholeFile(const std::string& path, std::string_view text) {
+  WholeFile file(path.c_str());
+  file.write(text);
+  return file.finish();
 }
 
 }  // namespace brix::imutils

@@ -6,6 +6,9 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+
+#include "CancellationGuard.h"
 
 namespace brix::imutils {
 
@@ -43,13 +46,45 @@ class InputFile {
   Stream m_stream;
 };
 
-/// Writes a whole file ("wb"), replacing what the file held.
+/// A file that is written whole ("wb"), replacing what the file held, or not at all: an incomplete
+/// file is removed again. A cancellation of the thread is held back while the object lives. The
+/// buffer in the object saves the allocation that a stream makes; a long text is not copied into
+/// it.
 ///
-/// If a write or the close fails, the incomplete file is removed again. A cancellation of the
-/// thread is held back until the file is complete or removed.
-///
-/// @return nothing on success, otherwise the errno of the call that failed (0 if it set none)
-std::optional<int> writeWholeFile(const std::string& path, const std::string& text);
+/// Use it as a local variable.
+class WholeFile {
+ public:
+  /// Opens the file. finish() tells whether that has failed.
+  explicit WholeFile(const char* path);
+
+  WholeFile(const WholeFile&) = delete;
+  WholeFile& operator=(const WholeFile&) = delete;
+
+  /// Removes the file, unless finish() was called.
+  ~WholeFile();
+
+  /// Appends a text, unless a call has failed already.
+  void write(std::string_view text);
+
+  /// Completes the file and closes it, or removes it after a failure. Called once.
+  /// @return nothing on success, otherwise the errno of the first call that failed (0 if it set
+  ///         none)
+  std::optional<int> finish();
+
+ private:
+  void flush();
+  void close();
+
+  CancellationGuard m_guard;
+  const char* m_path;
+  std::optional<int> m_error;
+  std::array<char, BUFSIZ> m_buffer;  // declared before the stream, which uses it to the end
+  Stream m_stream;
+};
+
+/// Writes one text as a WholeFile.
+/// @return as WholeFile::finish()
+std::optional<int> writeWholeFile(const std::string& path, std::string_view text);
 
 }  // namespace brix::imutils
 

@@ -7,22 +7,23 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
-#include <utility>
 
 #include "Joined.h"
 #include "StdioFile.h"
 
 namespace brix::velmo {
 
+namespace {
+
+constexpr std::string_view kPair = "%%";
+
+}  // namespace
+
 // Deliberate: a pair of percent signs becomes one, as if the contents were a printf format without
 // arguments; callers double their percent signs for it. Any other percent sign stays ("date +%s" is
 // an ordinary command), and no missing argument is ever read.
 std::string foldPercentSigns(std::string contents) {
-  constexpr std::string_view kPair = "%%";
   std::size_t pair = contents.find(kPair);
-  if (pair == std::string::npos) {
-    return contents;
-  }
   std::size_t end = pair;  // of the folded text
   while (pair != std::string::npos) {
     const std::size_t next = contents.find(kPair, pair + kPair.size());
@@ -31,7 +32,7 @@ std::string foldPercentSigns(std::string contents) {
     end += size;
     pair = next;
   }
-  contents.resize(end);
+  contents.resize(std::min(end, contents.size()));
   return contents;
 }
 
@@ -40,9 +41,16 @@ QueueFile::QueueFile(std::string_view temporaryDirectory, std::string_view baseD
     : m_temporaryFile(imutils::joined({temporaryDirectory, "/", name})),
       m_queueFile(imutils::joined({baseDirectory, "/taskqueue/", name})) {}
 
-Outcome QueueFile::write(std::string contents) const {
-  const std::string text = foldPercentSigns(std::move(contents));
-  if (const auto error = imutils::writeWholeFile(m_temporaryFile, text)) {
+Outcome QueueFile::write(const TaskContents& contents) const {
+  imutils::WholeFile file(m_temporaryFile.c_str());
+  for (const std::string_view text : contents) {
+    if (text.find(kPair) == std::string_view::npos) {
+      file.write(text);
+    } else {
+      file.write(foldPercentSigns(std::string(text)));
+    }
+  }
+  if (const auto error = file.finish()) {
     return Failure{Step::WriteTemporaryFile, m_temporaryFile, *error};
   }
   return std::nullopt;
