@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import json
+import re
 import textwrap
 from dataclasses import dataclass
 from typing import Any, Sequence
@@ -76,9 +77,11 @@ def bullets(texts: Sequence[str]) -> list[str]:
 
 
 def _wrapped(text: str, start: str) -> list[str]:
-    return textwrap.wrap(" ".join(text.split()), 100, initial_indent=start,
-                         subsequent_indent=" " * len(start), break_on_hyphens=False,
-                         break_long_words=False)
+    """No line ends within code."""
+    joined = re.sub("`[^`]*`", lambda code: code.group().replace(" ", "\0"), " ".join(text.split()))
+    lines = textwrap.wrap(joined, 100, initial_indent=start, subsequent_indent=" " * len(start),
+                          break_on_hyphens=False, break_long_words=False)
+    return [line.replace("\0", " ") for line in lines]
 
 
 def table(heads: Sequence[str], rows: Sequence[Sequence[str]], texts: int = 1) -> list[str]:
