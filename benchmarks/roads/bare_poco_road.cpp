@@ -1,5 +1,6 @@
 // The round trip with POCO's WebSocket, called directly. A resident process.
-// usage: bare_poco_road by-message PORT | frames PORT | connection PORT
+// usage: bare_poco_road by-message PORT | by-message-streams PORT | frames PORT | connection PORT
+// "by-message-streams" reads the reply by way of a stream, as many programs do.
 // "frames" sends one prepared request and does not look at the reply: what the WebSocket alone
 // costs.
 
@@ -44,22 +45,28 @@ int exchangeFrames() {
   return g_webSocket->receiveFrame(buffer.data(), kBufferSize, flags) > 0 ? 0 : 1;
 }
 
-int exchangeMessages(WebSocket& webSocket) {
+using IsReply = bool(const char* bytes, std::size_t size);
+
+int exchangeMessages(WebSocket& webSocket, IsReply isReply) {
   std::array<char, kBufferSize> buffer;
   int flags = 0;
   const std::string request = message_work::request();
   webSocket.sendFrame(request.data(), static_cast<int>(request.size()), WebSocket::FRAME_BINARY);
   const int size = webSocket.receiveFrame(buffer.data(), kBufferSize, flags);
-  return message_work::isReply(buffer.data(), static_cast<std::size_t>(size)) ? 0 : 1;
+  return isReply(buffer.data(), static_cast<std::size_t>(size)) ? 0 : 1;
 }
 
 int addTask() {
-  return exchangeMessages(*g_webSocket);
+  return exchangeMessages(*g_webSocket, message_work::isReply);
+}
+
+int addTaskByStreams() {
+  return exchangeMessages(*g_webSocket, message_work::isReplyInStream);
 }
 
 int connectAndAddTask() {
   const std::unique_ptr<WebSocket> webSocket = connect();
-  const int status = exchangeMessages(*webSocket);
+  const int status = exchangeMessages(*webSocket, message_work::isReply);
   std::array<char, kBufferSize> buffer;
   int flags = 0;
   webSocket->shutdown();
@@ -74,14 +81,17 @@ int serveRoad(const std::string& road) {
   }
   g_webSocket = connect();
   g_prepared = message_work::request();
-  return serve(road == "frames" ? exchangeFrames : addTask);
+  if (road == "frames") {
+    return serve(exchangeFrames);
+  }
+  return serve(road == "by-message-streams" ? addTaskByStreams : addTask);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc < 3) {
-    std::cerr << "usage: bare_poco_road by-message PORT | frames PORT | connection PORT\n";
+    std::cerr << "usage: bare_poco_road ROAD PORT\n";
     return 2;
   }
   g_port = static_cast<unsigned short>(std::atoi(argv[2]));

@@ -2,6 +2,8 @@
 
 #include <velmo/velmo.pb.h>
 
+#include <sstream>
+
 namespace message_work {
 
 std::string request(const std::string& priorityClass, const std::string& command,
@@ -30,6 +32,19 @@ bool isReply(const char* bytes, std::size_t size) {
   if (!message.ParseFromArray(bytes, static_cast<int>(size)) || !message.has_addtaskresponse()) {
     return false;
   }
+  const std::string name = message.addtaskresponse().taskname();
+  return !name.empty();
+}
+
+bool isReplyInStream(const char* bytes, std::size_t size) {
+  std::stringstream stream;
+  stream.write(bytes, static_cast<std::streamsize>(size));
+  service::velmo::BaseMessage parsed;
+  if (!parsed.ParseFromIstream(&stream)) {
+    return false;
+  }
+  service::velmo::BaseMessage message;
+  message.CopyFrom(parsed);
   const std::string name = message.addtaskresponse().taskname();
   return !name.empty();
 }

@@ -20,6 +20,10 @@ std::string request();
 /// Whether the bytes are a reply with the name of a task.
 bool isReply(const char* bytes, std::size_t size);
 
+/// The same, in the way that is common where a reply has several frames: the bytes are gathered in
+/// a stream, parsed from it, and the message is copied.
+bool isReplyInStream(const char* bytes, std::size_t size);
+
 }  // namespace message_work
 
 #endif

@@ -58,7 +58,7 @@ class DaemonInUse(NamedTuple):
 
 
 LIBRARY, CLIENT, PLAIN_C, FLOOR = "libvelmo", "libvelmo-client", "plain C", "floor"
-POCO, FRAMES = "POCO", "POCO, frames only"
+POCO, FRAMES, STREAMS = "POCO", "POCO, frames only", "POCO, by streams"
 
 
 def _contenders(setting: Setting, road: str, names: Sequence[str],
@@ -118,6 +118,7 @@ def by_message(setting: Setting) -> list[Comparison]:
     poco = setting.road("bare_poco_road")
     trips = _contenders(setting, "by-message", (LIBRARY, CLIENT, FLOOR), [port])
     trips += [Contender(POCO, [poco, "by-message", port]),
+              Contender(STREAMS, [poco, "by-message-streams", port]),
               Contender(FRAMES, [poco, "frames", port])]
     for name, program in [("Boost.Beast", "beast_peer"), ("libwebsockets", "libwebsockets_peer"),
                           ("websocketpp", "websocketpp_peer")]:

@@ -44,6 +44,7 @@ class Extent:
     starts: int  # of a command in a round
     start_rounds: int
     unit_seconds: float  # of a unit in Google Benchmark
+    unit_filter: str
 
 
 FULL = Extent(
@@ -51,11 +52,11 @@ FULL = Extent(
     writers=(1, 2, 4, 8, 16), writer_block=1000, writer_rounds=40,
     lock_processes=(1, 2, 3, 4, 6, 8), lock_block=50, lock_rounds=30,
     queue_sizes=(0, 1000, 10000, 100000), queue_rounds=60, starts=5, start_rounds=60,
-    unit_seconds=0.2)
+    unit_seconds=0.2, unit_filter=".")
 QUICK = Extent(
     rounds=2, counts=False, misses=(100,), properties=(10,), writers=(1, 2), writer_block=20,
     writer_rounds=1, lock_processes=(1,), lock_block=2, lock_rounds=1, queue_sizes=(0, 10),
-    queue_rounds=1, starts=1, start_rounds=1, unit_seconds=0.001)
+    queue_rounds=1, starts=1, start_rounds=1, unit_seconds=0.001, unit_filter="-/1000")
 
 
 def parse_arguments() -> argparse.Namespace:
@@ -118,16 +119,17 @@ def queue_sizes(setting: Setting, extent: Extent) -> dict[str, Any]:
         return measure.measure_queue_size(inside, extent.queue_sizes, extent.queue_rounds)
 
 
-def units(setting: Setting, seconds: float) -> dict[str, Any]:
+def units(setting: Setting, extent: Extent) -> dict[str, Any]:
     """What the programs of Google Benchmark report."""
     results = {}
-    for program in sorted((setting.build / "benchmarks").rglob("*_benchmark")):
+    for program in sorted((setting.build / "benchmarks").rglob("*_benchmarks")):
         if not os.access(program, os.X_OK) or program.is_dir():
             continue
         progress(program.name)
         output = subprocess.run(
             ["taskset", "-c", str(setting.core), program, "--benchmark_format=json",
-             f"--benchmark_min_time={seconds}"],
+             f"--benchmark_min_time={extent.unit_seconds}",
+             f"--benchmark_filter={extent.unit_filter}"],
             env=dict(setting.installation.environment), capture_output=True, text=True, check=True)
         setting.installation.empty_queue()
         results[program.name] = json.loads(output.stdout)["benchmarks"]
@@ -146,7 +148,7 @@ def measure_all(setting: Setting, extent: Extent, image: bool) -> dict[str, Any]
         "commands": processes.measure_commands(setting, extent.starts, extent.start_rounds),
         "process_start": processes.measure_process_start(
             setting, extent.start_rounds, extent.starts),
-        "units": units(setting, extent.unit_seconds),
+        "units": units(setting, extent),
     }
 
 

@@ -30,7 +30,8 @@ WholeFile::~WholeFile() {
 }
 
 void WholeFile::write(std::string_view text) {
-  if (!m_error && std::fwrite(text.data(), 1, text.size(), m_stream.get()) != text.size()) {
+  const bool hasToWrite = !m_error && !text.empty();
+  if (hasToWrite && std::fwrite(text.data(), 1, text.size(), m_stream.get()) != text.size()) {
     m_error = errno;
   }
 }

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "PlatformCalls.h"
 #include "TemporaryDirectory.h"
@@ -16,6 +17,7 @@
 namespace {
 
 using brix::imutils::InputFile;
+using brix::imutils::WholeFile;
 using brix::imutils::writeWholeFile;
 using velmo::test::exists;
 using velmo::test::FakeScope;
@@ -63,6 +65,40 @@ TEST_F(StdioFileTest, WritesEveryByte) {
   const std::string text = std::string("a\0%s\n", 5) + std::string(100000, 'x');
   EXPECT_EQ(std::nullopt, writeWholeFile(file, text));
   EXPECT_EQ(text, readFile(file));
+}
+
+TEST_F(StdioFileTest, TextsOfAnySizeFollowEachOther) {
+  const std::string longer(100000, 'x');
+  WholeFile whole(file.c_str());
+  for (const std::string_view text : {std::string_view("a"), std::string_view(),
+                                      std::string_view(longer), std::string_view("b\n")}) {
+    whole.write(text);
+  }
+  EXPECT_EQ(std::nullopt, whole.finish());
+  EXPECT_EQ("a" + longer + "b\n", readFile(file));
+}
+
+TEST_F(StdioFileTest, FileThatIsNotFinishedIsRemoved) {
+  const std::size_t before = openDescriptors();
+  {
+    WholeFile whole(file.c_str());
+    whole.write("text");
+    EXPECT_TRUE(exists(file));
+  }
+  EXPECT_FALSE(exists(file));
+  EXPECT_EQ(before, openDescriptors());
+}
+
+TEST_F(StdioFileTest, NothingIsWrittenAfterAFailedWrite) {
+  std::filesystem::create_symlink("/dev/full", file);
+  WholeFile whole(file.c_str());
+  whole.write(std::string(100000, 'x'));
+  std::filesystem::remove(file);
+  directory.writeFile("file", "of somebody else");
+  errno = 0;
+  whole.write("text");
+  EXPECT_EQ(0, errno);
+  EXPECT_EQ(ENOSPC, whole.finish());
 }
 
 TEST_F(StdioFileTest, EmptyTextIsAnEmptyFile) {

@@ -84,6 +84,11 @@ TEST_F(QueueFileTest, IsWrittenAsideWithPairsOfPercentSignsFolded) {
   EXPECT_FALSE(exists(queued));
 }
 
+TEST_F(QueueFileTest, PartsFollowEachOtherAndEachIsFolded) {
+  EXPECT_EQ(std::nullopt, file.write({"100%% %", "\n", "%%d%", "\n"}));
+  EXPECT_EQ("100% %\n%d%\n", readFile(temporary));
+}
+
 TEST_F(QueueFileTest, LongContentsAreWrittenWhole) {
   const std::string contents(1000000, 'x');
   EXPECT_EQ(std::nullopt, file.write({contents}));
