@@ -89,7 +89,7 @@ TaskContents contentsOf(const TaskFileDescriptor& descriptor) {
   if (descriptor.jobInfo == nullptr) {
     return {descriptor.command, "\n"};
   }
-  return {descriptor.command, "\n", descriptor.jobInfo, "\n"};
+  return {descriptor.command, joined({"\n", descriptor.jobInfo, "\n"})};
 }
 
 // Holds the semaphore of the task counter, and releases it also if an exception or a cancellation
@@ -203,7 +203,7 @@ std::string CreateTaskFile::getTaskContents(TaskFileDescriptor& descriptor) cons
     return {};
   }
   const TaskContents contents = contentsOf(descriptor);
-  return joined({contents[0], contents[1], contents[2], contents[3]});
+  return joined({contents.command, contents.rest});
 }
 
 int CreateTaskFile::createFile(TaskFileDescriptor& descriptor) {

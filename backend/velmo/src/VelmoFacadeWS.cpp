@@ -8,6 +8,7 @@
 #include <array>
 #include <mutex>
 #include <optional>
+#include <utility>
 
 #include <velmo/velmo.pb.h>
 #include "CancellationGuard.h"
@@ -147,7 +148,7 @@ std::string VelmoFacadeWS::addTask(const std::string& priorityType, const std::s
   if (!taskName) {
     throw VelmoException("Wrong type of message is returned!");
   }
-  return *taskName;
+  return *std::move(taskName);
 }
 
 service::velmo::TaskType convertTaskType(TaskType type) {

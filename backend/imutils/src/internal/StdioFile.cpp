@@ -19,7 +19,8 @@ WholeFile::WholeFile(const char* path) : m_path(path) {
     m_error = errno;
     return;
   }
-  std::setvbuf(m_stream.get(), m_buffer.data(), _IOFBF, m_buffer.size());
+  // Unbuffered: one call writes a text, and a failure is reported by that call.
+  std::setvbuf(m_stream.get(), nullptr, _IONBF, 0);
 }
 
 WholeFile::~WholeFile() {
@@ -40,25 +41,13 @@ std::optional<int> WholeFile::finish() {
   if (m_stream == nullptr) {
     return m_error;
   }
-  flush();
-  close();
+  if (std::fclose(m_stream.release()) != 0 && !m_error) {
+    m_error = errno;
+  }
   if (m_error) {
     unlink(m_path);
   }
   return m_error;
-}
-
-// Before the close, so that the error of a write is not that of a close.
-void WholeFile::flush() {
-  if (!m_error && std::fflush(m_stream.get()) != 0) {
-    m_error = errno;
-  }
-}
-
-void WholeFile::close() {
-  if (std::fclose(m_stream.release()) != 0 && !m_error) {
-    m_error = errno;
-  }
 }
 
 std::optional<int> writeWholeFile(const std::string& path, std::string_view text) {

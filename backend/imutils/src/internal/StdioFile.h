@@ -47,9 +47,7 @@ class InputFile {
 };
 
 /// A file that is written whole ("wb"), replacing what the file held, or not at all: an incomplete
-/// file is removed again. A cancellation of the thread is held back while the object lives. The
-/// buffer in the object saves the allocation that a stream makes; a long text is not copied into
-/// it.
+/// file is removed again. A cancellation of the thread is held back while the object lives.
 ///
 /// Use it as a local variable.
 class WholeFile {
@@ -63,7 +61,7 @@ class WholeFile {
   /// Removes the file, unless finish() was called.
   ~WholeFile();
 
-  /// Appends a text, unless a call has failed already.
+  /// Appends a text with one call, and copies nothing. After a failed call it does nothing.
   void write(std::string_view text);
 
   /// Completes the file and closes it, or removes it after a failure. Called once.
@@ -72,13 +70,9 @@ class WholeFile {
   std::optional<int> finish();
 
  private:
-  void flush();
-  void close();
-
   CancellationGuard m_guard;
   const char* m_path;
   std::optional<int> m_error;
-  std::array<char, BUFSIZ> m_buffer;  // declared before the stream, which uses it to the end
   Stream m_stream;
 };
 

@@ -1,7 +1,6 @@
 #ifndef VELMO_QUEUEFILE_H
 #define VELMO_QUEUEFILE_H
 
-#include <array>
 #include <string>
 #include <string_view>
 
@@ -13,9 +12,11 @@ namespace brix::velmo {
 /// percent sign stays.
 std::string foldPercentSigns(std::string contents);
 
-/// The contents of a task file, in parts: the command and a line feed, the job information and a
-/// line feed. Parts may be empty. They belong to the caller.
-using TaskContents = std::array<std::string_view, 4>;
+/// The contents of a task file.
+struct TaskContents {
+  std::string_view command;  ///< belongs to the caller
+  std::string rest;  ///< a line feed, then the job information and a line feed if there is any
+};
 
 /// A task file on its way into the queue: written aside, then moved, so that the service never sees
 /// a part of it.
@@ -27,9 +28,8 @@ class QueueFile {
   QueueFile(std::string_view temporaryDirectory, std::string_view baseDirectory,
             std::string_view name);
 
-  /// Writes the temporary file: the texts one after the other, with pairs of percent signs folded.
-  /// A text without such a pair is not copied. A pair is within one text. A file that cannot be
-  /// written whole is removed.
+  /// Writes the temporary file, with pairs of percent signs folded. A large command without such a
+  /// pair is not copied. A file that cannot be written whole is removed.
   Outcome write(const TaskContents& contents) const;
 
   /// Moves the temporary file into the queue, unless the queue has a file of that name. After a

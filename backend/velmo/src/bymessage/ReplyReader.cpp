@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <limits>
 #include <memory>
+#include <string>
+#include <utility>
 
 namespace brix::velmo {
 
@@ -55,7 +57,10 @@ std::optional<std::string> ReplyReader::taskName() const {
   if (reply->theMessage_case() != BaseMessage::kAddTaskResponse) {
     return std::nullopt;
   }
-  return reply->addtaskresponse().taskname();
+  if (!reply->addtaskresponse().has_taskname()) {
+    return std::string();
+  }
+  return std::move(*reply->mutable_addtaskresponse()->mutable_taskname());
 }
 
 }  // namespace brix::velmo
