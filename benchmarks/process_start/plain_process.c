@@ -12,7 +12,7 @@
 #include <time.h>
 #include <unistd.h>
 
-enum { kLineSize = 1024, kPathSize = 4096, kTimeSize = 64 };
+enum { kLineSize = 1024, kPathSize = 4096, kTimeSize = 64, kNameSize = 256 };
 
 static const char* variable(const char* name) {
   const char* value = getenv(name);
@@ -96,11 +96,11 @@ int main(void) {
 
   char written[kPathSize];
   char queued[kPathSize];
-  const char* const format = "%s%s/%04d.%s.bench.S0.T%s-%d.R0000.sh";
-  const int task = next_task();
-  snprintf(written, sizeof written, format, variable("TMP"), "", priority, created, created, task);
-  snprintf(queued, sizeof queued, format, variable("VAR"), "/taskqueue", priority, created, created,
-           task);
+  char name[kNameSize];
+  snprintf(name, sizeof name, "%04d.%s.bench.S0.T%s-%d.R0000.sh", priority, created, created,
+           next_task());
+  snprintf(written, sizeof written, "%s/%s", variable("TMP"), name);
+  snprintf(queued, sizeof queued, "%s/taskqueue/%s", variable("VAR"), name);
   write_file(written, "true\n");
   if (rename(written, queued) != 0) {
     fail("rename");

@@ -77,8 +77,8 @@ void findHit(benchmark::State& state, long maxAge) {
 BENCHMARK_CAPTURE(findHit, withoutMaximumAge, 0L)->RangeMultiplier(10)->Range(100, 10000);
 BENCHMARK_CAPTURE(findHit, withMaximumAge, kMaxAge)->RangeMultiplier(10)->Range(100, 10000);
 
-// Each look-up reads the file of a new key and drops the least recently used job. With a maximum age
-// the registry is swept first.
+// Each look-up reads the file of a new key and drops the least recently used job. With a maximum
+// age the registry is swept first.
 void findMissInFullRegistry(benchmark::State& state, long maxAge) {
   FullRegistry registry(state.range(0), maxAge);
   long next = 0;

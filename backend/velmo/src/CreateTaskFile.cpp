@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "CancellationGuard.h"
@@ -32,8 +33,8 @@ using brix::velmo::Failure;
 using brix::velmo::JobCounter;
 using brix::velmo::logged;
 using brix::velmo::Outcome;
+using brix::velmo::QueueFile;
 using brix::velmo::Step;
-using brix::velmo::TaskContents;
 
 namespace {
 
@@ -84,12 +85,22 @@ std::string givenOrNewJobId(const CreateTaskFile& identifiers, const char* jobId
   return newId.empty() ? "EMPTYJOB" : newId;
 }
 
-// Of a descriptor with a command.
-TaskContents contentsOf(const TaskFileDescriptor& descriptor) {
-  if (descriptor.jobInfo == nullptr) {
-    return {descriptor.command, "\n"};
-  }
-  return {descriptor.command, joined({"\n", descriptor.jobInfo, "\n"})};
+// To copy more than this costs more than another system call.
+constexpr std::size_t kLargeCommand = 8192;
+
+// What follows the command in the contents.
+std::string contentsBehindCommand(const TaskFileDescriptor& descriptor) {
+  return descriptor.jobInfo == nullptr ? "\n" : joined({"\n", descriptor.jobInfo, "\n"});
+}
+
+// Deliberate: a large command goes into the file from the caller's memory, without
+// getTaskContents(), which would copy it. The file is the same.
+Outcome writeContents(const CreateTaskFile& writer, TaskFileDescriptor& descriptor,
+                      const QueueFile& file) {
+  const std::string_view command = descriptor.command;
+  return command.size() > kLargeCommand
+             ? file.writeParts(command, contentsBehindCommand(descriptor))
+             : file.write(writer.getTaskContents(descriptor));
 }
 
 // Holds the semaphore of the task counter, and releases it also if an exception or a cancellation
@@ -202,8 +213,10 @@ std::string CreateTaskFile::getTaskContents(TaskFileDescriptor& descriptor) cons
   if (descriptor.command == nullptr) {
     return {};
   }
-  const TaskContents contents = contentsOf(descriptor);
-  return joined({contents.command, contents.rest});
+  if (descriptor.jobInfo == nullptr) {
+    return joined({descriptor.command, "\n"});
+  }
+  return joined({descriptor.command, "\n", descriptor.jobInfo, "\n"});
 }
 
 int CreateTaskFile::createFile(TaskFileDescriptor& descriptor) {
@@ -220,9 +233,9 @@ int CreateTaskFile::createFile(TaskFileDescriptor& descriptor) {
   if (name.empty()) {
     return -1;
   }
-  const char* const baseDirectory = directoryFromEnvironment("VAR");
-  const brix::velmo::QueueFile file(directoryFromEnvironment("TMP"), baseDirectory, name);
-  if (logged(file.write(contentsOf(descriptor))) || logged(file.move())) {
+  const std::string baseDirectory = directoryFromEnvironment("VAR");  // before the next look-up
+  const QueueFile file(directoryFromEnvironment("TMP"), baseDirectory, name);
+  if (logged(writeContents(*this, descriptor, file)) || logged(file.move())) {
     return 1;
   }
   return 0;

@@ -107,7 +107,7 @@ JobInfo* JobManager::findJobInfo(const std::string& jobKey) {
   return findOnDisk(key, now);
 }
 
-// A job that never expires costs no look at its file.
+// If jobs never expire, the file is not examined.
 bool JobManager::isFresh(JobInfo& job, time_t now) const {
   if (m_maxAge == 0) {
     return true;

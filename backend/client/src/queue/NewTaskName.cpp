@@ -33,7 +33,8 @@ std::size_t longestSizeOf(const TaskFileName& name) {
          name.commandType.size();
 }
 
-// Whether the mark ".T", the time and "-" begins anywhere in the dot and the type that end a name.
+// Whether "T", the time and "-" occur in the type. Stricter than necessary: it does not look for
+// the dot in front.
 bool hasTimeMark(const TaskFileName& name) {
   const std::string_view type = name.commandType;
   const std::string_view time = name.created;
@@ -59,7 +60,7 @@ auto partsOf(const TaskFileName& name) {
                   name.relativePriority, name.commandType);
 }
 
-// Decides about a name that is not plain.
+// Writes the name and reads it, and refuses it if the two differ.
 Outcome readBack(TaskFileName name) {
   name.taskId = kLongestTaskId;
   std::string text = brix::velmo::formatTaskFileName(name);

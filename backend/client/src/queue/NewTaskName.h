@@ -17,7 +17,7 @@ brix::velmo::TaskFileName nameOf(const GivenTask& task, int priority, std::strin
 
 /// Refuses a name that could be longer than a file's, or that the service would not read back as it
 /// was written, whatever its task number will be.
-/// @param name  its task number does not count
+/// @param name  its task number is ignored
 Outcome checkName(const brix::velmo::TaskFileName& name);
 
 /// The same for a task of which nothing has been issued: if it needs a new job, whatever that will

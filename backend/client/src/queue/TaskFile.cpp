@@ -95,7 +95,7 @@ class TaskFile {
   const std::string& m_temporaryDirectory;
   const std::string& m_queueDirectory;
   std::string m_queueFile;
-  Outcome m_notSynced;  // once the queue is open
+  Outcome m_notSynced;  // set by openQueue()
   Descriptor m_queue;
   NewFile m_file;
 };

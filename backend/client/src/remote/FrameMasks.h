@@ -13,8 +13,8 @@ namespace velmo::client {
 
 /// Masks for the frames that a client sends. Nobody who sees some of them can tell the next one.
 ///
-/// They are the output of the stream cipher ChaCha20, with a random key of the kernel for each
-/// object. So only the first mask takes a system call.
+/// They are the output of the stream cipher ChaCha20, with a random key from the kernel for
+/// each object. So only the first prepare() takes a system call.
 class FrameMasks {
  public:
   static constexpr std::size_t kSize = 4;

@@ -11,13 +11,19 @@ namespace {
 
 constexpr std::size_t kSize = 1;  // the kernel makes it a page
 
+// Some emulators accept any advice and follow none that they do not know.
+bool refusesUnknownAdvice(void* page) {
+  constexpr int kUnknown = -1;
+  return madvise(page, kSize, kUnknown) != 0;
+}
+
 volatile unsigned char* takePage() {
   void* const page =
       mmap(nullptr, kSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (page == MAP_FAILED) {
     return nullptr;
   }
-  if (madvise(page, kSize, MADV_WIPEONFORK) != 0) {
+  if (!refusesUnknownAdvice(page) || madvise(page, kSize, MADV_WIPEONFORK) != 0) {
     munmap(page, kSize);
     return nullptr;
   }

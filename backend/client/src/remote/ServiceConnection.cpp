@@ -230,7 +230,7 @@ Outcome ServiceConnection::receiveReply(const Wait& wait, char* name) {
   }
 }
 
-// Receives something, or sends some of what is still to be sent.
+// Receives something, or sends some of what is still to be sent. After a signal perhaps neither.
 Outcome ServiceConnection::receiveMore(const Wait& wait) {
   if (wait.isStopped()) {
     return Fault{Problem::Stopped, "the reply of " + m_address};
@@ -241,9 +241,10 @@ Outcome ServiceConnection::receiveMore(const Wait& wait) {
   if (attempt.error == 0) {
     return attempt.count > 0 ? std::nullopt : Outcome(Fault{Problem::ConnectionEnded, m_address});
   }
-  if (mayBlock && (attempt.wouldBlock() || attempt.error == EINTR)) {
+  if (mayBlock && attempt.error == EINTR) {
     return std::nullopt;
   }
+  // Also at the end of a wait: somebody who shares the socket may have made it non-blocking again.
   return attempt.wouldBlock() ? awaitReply(wait) : failed(attempt.error);
 }
 

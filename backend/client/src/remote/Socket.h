@@ -8,8 +8,9 @@
 
 namespace velmo::client {
 
-/// Owns the descriptor of a TCP connection. No call blocks except await() and
-/// receiveWaiting(), and none raises SIGPIPE.
+/// Owns the descriptor of a TCP connection. No call blocks except await() and receiveWaiting(), and
+/// none raises SIGPIPE. After allowWaiting() the descriptor itself is a blocking one: each other
+/// call passes MSG_DONTWAIT.
 class Socket {
  public:
   /// What one attempt to send or receive did.

@@ -19,8 +19,8 @@ std::size_t hashOf(const char* name) {
 
 }  // namespace
 
-// One array with the hashes in it, and no std::unordered_map: of a large file, following its
-// pointers takes longer than reading the lines.
+// Deliberate: not a std::unordered_map. For a large file, following its pointers takes longer than
+// reading the lines.
 
 IMProperty* EntryIndex::find(const char* name) {
   if (m_entries.size() <= kFewEntries) {
@@ -47,6 +47,7 @@ void EntryIndex::indexNewEntries() {
   }
 }
 
+// The order of equal names would be lost here, but each name occurs once.
 void EntryIndex::makeRoom() {
   if (2 * (m_indexed + 1) <= m_slots.size()) {
     return;

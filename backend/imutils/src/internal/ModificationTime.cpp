@@ -5,7 +5,8 @@
 namespace brix::imutils {
 
 std::optional<time_t> modificationTime(const std::string& path) {
-  struct stat status;  // not cleared: stat fills it
+  struct stat status;
+  status.st_mtime = 0;  // the rest need not be cleared: stat fills it
   if (stat(path.c_str(), &status) != 0) {
     return std::nullopt;
   }

@@ -46,13 +46,14 @@ class InputFile {
   Stream m_stream;
 };
 
-/// A file that is written whole ("wb"), replacing what the file held, or not at all: an incomplete
-/// file is removed again. A cancellation of the thread is held back while the object lives.
+/// A file that is written whole ("wb"). It replaces what the file held. After a failure, and if an
+/// exception passes the object, the file is removed. A cancellation of the thread is held back
+/// while the object lives.
 ///
 /// Use it as a local variable.
 class WholeFile {
  public:
-  /// Opens the file. finish() tells whether that has failed.
+  /// Opens the file. finish() returns the failure, if there is one.
   explicit WholeFile(const char* path);
 
   WholeFile(const WholeFile&) = delete;

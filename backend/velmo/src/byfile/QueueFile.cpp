@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "Joined.h"
 #include "StdioFile.h"
@@ -16,9 +17,6 @@ namespace brix::velmo {
 namespace {
 
 constexpr std::string_view kPair = "%%";
-
-// To copy it costs less than one system call more.
-constexpr std::size_t kSmallCommand = 8192;
 
 void writeFolded(imutils::WholeFile& file, std::string_view text) {
   if (text.find(kPair) == std::string_view::npos) {
@@ -52,18 +50,20 @@ QueueFile::QueueFile(std::string_view temporaryDirectory, std::string_view baseD
     : m_temporaryFile(imutils::joined({temporaryDirectory, "/", name})),
       m_queueFile(imutils::joined({baseDirectory, "/taskqueue/", name})) {}
 
-Outcome QueueFile::write(const TaskContents& contents) const {
+Outcome QueueFile::write(std::string contents) const {
+  const std::string text = foldPercentSigns(std::move(contents));
+  return outcomeOf(imutils::writeWholeFile(m_temporaryFile, text));
+}
+
+Outcome QueueFile::writeParts(std::string_view command, std::string_view rest) const {
   imutils::WholeFile file(m_temporaryFile.c_str());
-  if (contents.command.size() <= kSmallCommand) {
-    file.write(foldPercentSigns(imutils::joined({contents.command, contents.rest})));
-  } else {
-    writeFolded(file, contents.command);
-    writeFolded(file, contents.rest);
-  }
-  if (const auto error = file.finish()) {
-    return Failure{Step::WriteTemporaryFile, m_temporaryFile, *error};
-  }
-  return std::nullopt;
+  writeFolded(file, command);
+  writeFolded(file, rest);
+  return outcomeOf(file.finish());
+}
+
+Outcome QueueFile::outcomeOf(const std::optional<int>& error) const {
+  return error ? Outcome(Failure{Step::WriteTemporaryFile, m_temporaryFile, *error}) : std::nullopt;
 }
 
 // Deliberate: the test and the move are two steps, and a file of that name that arrives between

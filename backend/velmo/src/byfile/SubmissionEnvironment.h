@@ -7,8 +7,8 @@
 
 namespace brix::velmo {
 
-/// The directory that a variable names; "(null)" if the variable is not set. Never null. The text
-/// belongs to the environment.
+/// The directory that a variable names; "(null)" if the variable is not set. Never null. Valid
+/// until the next look into the environment.
 const char* directoryFromEnvironment(const char* variable);
 
 /// The file "priorities.cfg" in the directory that a variable names.
