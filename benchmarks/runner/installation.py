@@ -13,7 +13,9 @@ class Installation:
     """Its environment, and its queue, which holds no task at first."""
 
     def __init__(self, build: Path, work: Path) -> None:
-        environment = {**os.environ, "TMPDIR": str(work), "LC_ALL": "C"}
+        # Few variables: the libraries look some up at each call, and would search all of them.
+        environment = {name: os.environ[name] for name in _KEPT if name in os.environ}
+        environment |= {"TMPDIR": str(work), "LC_ALL": "C"}
         self._process = subprocess.Popen(
             [build / "tools/standin/velmo-standin", "--no-run"], env=environment, text=True,
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
@@ -45,6 +47,7 @@ class Installation:
 
 
 _FILLER = "9000."
+_KEPT = ("PATH", "HOME", "USER", "LOGNAME")
 
 
 def _assignments(lines: str) -> dict[str, str]:
