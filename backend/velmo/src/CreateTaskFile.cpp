@@ -85,7 +85,7 @@ std::string givenOrNewJobId(const CreateTaskFile& identifiers, const char* jobId
   return newId.empty() ? "EMPTYJOB" : newId;
 }
 
-// To copy more than this costs more than another system call.
+// Copying a longer command costs more than another system call.
 constexpr std::size_t kLargeCommand = 8192;
 
 // What follows the command in the contents.
@@ -213,10 +213,7 @@ std::string CreateTaskFile::getTaskContents(TaskFileDescriptor& descriptor) cons
   if (descriptor.command == nullptr) {
     return {};
   }
-  if (descriptor.jobInfo == nullptr) {
-    return joined({descriptor.command, "\n"});
-  }
-  return joined({descriptor.command, "\n", descriptor.jobInfo, "\n"});
+  return joined({descriptor.command, contentsBehindCommand(descriptor)});
 }
 
 int CreateTaskFile::createFile(TaskFileDescriptor& descriptor) {

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <array>
+#include <cstddef>
 #include <cstdio>
 #include <filesystem>
 #include <stdexcept>
@@ -223,6 +225,18 @@ TEST_F(CreateTaskFileTest, PairsOfPercentSignsAreFoldedInCommandAndJobInformatio
   EXPECT_EQ("100% %s\n50%\n", installation.onlyTask());
 }
 
+TEST_F(CreateTaskFileTest, CommandOfAnySizeIsWrittenWholeAndFolded) {
+  for (const std::size_t size : {0U, 8183U, 8184U, 8185U, 8186U, 100000U}) {
+    const std::string padding(size, 'x');
+    EXPECT_EQ(0, submitCommand(("100%% %s" + padding).c_str(), "50%%"));
+    EXPECT_EQ("100% %s" + padding + "\n50%\n", installation.onlyTask());
+    std::filesystem::remove(queuePath(installation.queue().front()));
+    EXPECT_EQ(0, submitCommand(("date +%s" + padding).c_str()));
+    EXPECT_EQ("date +%s" + padding + "\n", installation.onlyTask());
+    std::filesystem::remove(queuePath(installation.queue().front()));
+  }
+}
+
 // --- the file ---
 
 TEST_F(CreateTaskFileTest, FileIsWrittenAsideAndMoved) {
@@ -365,6 +379,22 @@ TEST_F(CreateTaskFileTest, TmpIsReadAtEveryCall) {
   EXPECT_EQ(0, submit("NORMAL"));
   installation.environment.set("TMP", installation.directory.path("missing"));
   EXPECT_EQ(1, submit("NORMAL"));
+}
+
+// The platform may return each text in the same memory.
+TEST_F(CreateTaskFileTest, TextOfAVariableIsUsedBeforeTheNextIsRead) {
+  std::array<char, 1024> memory{};
+  platform().getenv.setFake([&memory](const char* name) -> char* {
+    const char* text = platform().getenv.real(name);
+    if (text == nullptr) {
+      return nullptr;
+    }
+    std::snprintf(memory.data(), memory.size(), "%s", text);
+    return memory.data();
+  });
+  EXPECT_EQ(0, submitWithNewJob());
+  EXPECT_EQ("true\n", installation.onlyTask());
+  EXPECT_THAT(log.lines(), IsEmpty());
 }
 
 // --- child tasks ---

@@ -137,8 +137,8 @@ std::string currentTimestamp() {
   if (localtime_r(&now, &local) == nullptr) {
     local = tm{};  // a year beyond the calendar leaves it partly written
   }
-  // The two digits of each part behind the year as one number. The year may have any number of
-  // digits.
+  // Behind the year, each part has at most two digits, so all of them are one number. The year may
+  // have any number of digits.
   long sinceYear = local.tm_mon + 1;
   for (const int part : {local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec}) {
     sinceYear = sinceYear * 100 + part;
