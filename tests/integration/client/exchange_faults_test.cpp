@@ -50,6 +50,10 @@ std::function<void()> g_beforeSend;
 // If it is not empty, each receive of this process gets this.
 std::string g_received;
 
+// Whether no receive waits, as on a socket that somebody has made non-blocking.
+bool g_receivesAtOnce = false;
+int g_receives = 0;
+
 }  // namespace
 
 extern "C" ssize_t send(int descriptor, const void* bytes, std::size_t size, int flags) {
@@ -64,8 +68,9 @@ extern "C" ssize_t send(int descriptor, const void* bytes, std::size_t size, int
 extern "C" ssize_t recv(int descriptor, void* bytes, std::size_t size, int flags) {
   using Function = ssize_t (*)(int, void*, std::size_t, int);
   static const auto real = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "recv"));
+  ++g_receives;
   if (g_received.empty()) {
-    return real(descriptor, bytes, size, flags);
+    return real(descriptor, bytes, size, g_receivesAtOnce ? flags | MSG_DONTWAIT : flags);
   }
   const std::size_t count = std::min(size, g_received.size());
   std::copy_n(g_received.data(), count, static_cast<char*>(bytes));
@@ -79,6 +84,7 @@ class ExchangeFaultsTest : public ConnectionTest {
   ~ExchangeFaultsTest() override {
     g_beforeSend = nullptr;
     g_received.clear();
+    g_receivesAtOnce = false;
   }
 
   // Sends on a connection on which the peer has done this before.
@@ -530,6 +536,18 @@ TEST_F(ExchangeFaultsTest, WrongFrameIsInDoubt) {
             row.what,
         sendAndGet(row.bytes));
   }
+}
+
+// --- a socket that others share ---
+
+TEST_F(ExchangeFaultsTest, SocketThatSomebodyMadeNonBlockingIsNotAskedInALoop) {
+  g_receivesAtOnce = true;
+  g_receives = 0;
+  EXPECT_EQ("OK n", sendBefore([](PeerConnection& connected) {
+              std::this_thread::sleep_for(std::chrono::milliseconds(50));
+              connected.send(naming("n"));
+            }));
+  EXPECT_GE(50, g_receives);
 }
 
 }  // namespace
