@@ -524,11 +524,11 @@ def method(run: Json) -> list[str]:
             operations. Queues are emptied between the blocks, outside the measured time."""),
         *paragraph("""A time is the median over the rounds. A ratio is the median of the ratios
             within each round, which cancels what disturbs a whole round. In parentheses is its 95 %
-            interval, from order statistics. The programs have few variables in their
-            environment, because `libvelmo` reads some at each call. Instructions are those in user mode inside the
-            operation, counted by callgrind. System calls are counted by strace. Both counts are
-            differences of two runs of different length, so the start of a program does not
-            count."""),
+            interval, from order statistics."""),
+        *paragraph("""Instructions are those in user mode inside the operation, counted by callgrind.
+            System calls are counted by strace. Both counts are differences of two runs of different
+            length, so the start of a program does not count. The programs have few variables in
+            their environment, because `libvelmo` reads some at each call."""),
         *paragraph("""Files are on tmpfs unless stated otherwise. An ext4 file system without a
             journal avoids recently freed inodes, so creating files after deleting many would
             measure that search."""),
