@@ -37,7 +37,7 @@ TEST(FileDescriptorTest, MovedDescriptorBelongsToTheNewObjectAlone) {
     EXPECT_EQ(number, second.get());
   }
   EXPECT_FALSE(isOpenHere(number));
-  EXPECT_FALSE(first.isOpen());  // NOLINT(bugprone-use-after-move): that is the rule
+  EXPECT_FALSE(first.isOpen());  // NOLINT: that is the rule
 }
 
 TEST(FileDescriptorTest, NegativeNumberIsNotOpen) {

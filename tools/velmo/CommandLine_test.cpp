@@ -113,6 +113,10 @@ TEST(CommandLineTest, ValueThatIsNotANumberIsRefused) {
   EXPECT_EQ("--limit: not a valid number: x (see --help)", refusalOf({"queue", "--limit", "x"}));
   EXPECT_EQ("--timeout: not a valid number: '1?' (see --help)",
             refusalOf({"job", "K", "--timeout", "1\n"}));
+  for (const std::string text : {"1_000", "0x1F", "0b1", "2147483648"}) {
+    EXPECT_EQ("--priority: not a valid number: " + text + " (see --help)",
+              refusalOf({"job", "K", "--priority", text}));
+  }
 }
 
 TEST(CommandLineTest, MissingWordIsNamed) {

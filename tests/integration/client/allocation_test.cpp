@@ -19,7 +19,6 @@ using velmo::test::g_failsForGood;
 using velmo::test::g_untilFailure;
 using velmo::test::kFinal;
 using velmo::test::kPing;
-using velmo::test::naming;
 using velmo::test::openDescriptors;
 using velmo::test::PeerConnection;
 using velmo::test::PeerScript;
@@ -52,7 +51,7 @@ PeerScript answeringInPieces() {
 }
 
 TEST_F(AllocationTest, ConnectFailsAndLeavesNothingBehind) {
-  startPeer(std::vector<PeerScript>(2 * kMostAllocations, answeringInPieces()));
+  startPeer(std::vector<PeerScript>(std::size_t{2} * kMostAllocations, answeringInPieces()));
   for (const bool forGood : {false, true}) {
     velmo_status status = VELMO_OUT_OF_MEMORY;
     int failures = 0;
@@ -78,7 +77,7 @@ TEST_F(AllocationTest, ConnectFailsAndLeavesNothingBehind) {
 }
 
 TEST_F(AllocationTest, SendFailsInDoubtOnceTheRequestIsOut) {
-  startPeer(std::vector<PeerScript>(2 * kMostAllocations, answeringInPieces()));
+  startPeer(std::vector<PeerScript>(std::size_t{2} * kMostAllocations, answeringInPieces()));
   for (const bool forGood : {false, true}) {
     velmo_status status = VELMO_OUT_OF_MEMORY;
     int before = 0;

@@ -17,7 +17,6 @@ namespace {
 using velmo::test::answering;
 using velmo::test::ConnectionTest;
 using velmo::test::endpointAt;
-using velmo::test::envelopeOf;
 using velmo::test::Environment;
 using velmo::test::naming;
 using velmo::test::PeerConnection;
@@ -176,7 +175,7 @@ TEST_F(ArgumentsTest, TaskThatCannotBeSentIsRefused) {
   const velmo_task good = task;
   const auto refusal = [&](const velmo_task& wrong) {
     task = wrong;
-    const std::string text = send();
+    std::string text = send();
     task = good;
     return text;
   };

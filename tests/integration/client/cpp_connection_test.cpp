@@ -135,7 +135,7 @@ TEST(CppConnectionTest, StopFlagEndsAWaitWithoutLimit) {
 
 TEST(CppConnectionTest, NobodyAtTheAddressIsAnErrorWithErrno) {
   try {
-    Connection({"127.0.0.1", 1}, 20s);
+    const Connection connection({"127.0.0.1", 1}, 20s);
     FAIL();
   } catch (const Error& error) {
     EXPECT_EQ(Status::unreachable, error.status());

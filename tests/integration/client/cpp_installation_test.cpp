@@ -207,6 +207,7 @@ TEST_F(CppInstallationTest, ThreadsAndCopiesSubmitAtOnce) {
   constexpr int kTasks = 25;
   const Installation installation;
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([this, installation] {  // a copy
       for (int k = 0; k < kTasks; ++k) {

@@ -32,7 +32,6 @@ using velmo::test::kContinuation;
 using velmo::test::kFinal;
 using velmo::test::kLastContinuation;
 using velmo::test::kPing;
-using velmo::test::kPong;
 using velmo::test::kText;
 using velmo::test::naming;
 using velmo::test::numberField;
@@ -292,10 +291,10 @@ TEST_F(ExchangeFaultsTest, RefusalIsReadEvenWhenTheSendFails) {
            {1000, "9, peer 1000: 127.0.0.1:PORT has closed the connection: close code 1000"}}) {
     std::array<int, 2> gate{};
     ASSERT_EQ(0, pipe2(gate.data(), O_CLOEXEC));
-    startPeer({[code = code, &gate](PeerConnection& connected) {
+    startPeer({[sent = code, &gate](PeerConnection& connected) {
       connected.upgrade();
       waitUntilReadable(gate[0]);
-      connected.send(closeFrame(code));
+      connected.send(closeFrame(sent));
       connected.reset();
     }});
     ASSERT_EQ("OK", connect());

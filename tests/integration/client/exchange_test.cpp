@@ -12,13 +12,11 @@
 namespace {
 
 using velmo::test::answering;
-using velmo::test::closePayload;
 using velmo::test::ConnectionTest;
 using velmo::test::envelopeOf;
 using velmo::test::frame;
 using velmo::test::frames;
 using velmo::test::kBinary;
-using velmo::test::kClose;
 using velmo::test::kContinuation;
 using velmo::test::kFinal;
 using velmo::test::kLastContinuation;

@@ -58,7 +58,8 @@ class FullPort {
     address.sin_port = htons(number());
     for (int i = 0; i < 3; ++i) {
       const int filler = newSocket(SOCK_NONBLOCK);
-      ::connect(filler, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+      static_cast<void>(
+          ::connect(filler, reinterpret_cast<const sockaddr*>(&address), sizeof address));
     }
   }
   FullPort(const FullPort&) = delete;

@@ -30,8 +30,6 @@
 #include "InstallationAndPeerTest.h"
 #include "ParallelProcesses.h"
 
-extern char** environ;
-
 namespace {
 
 using testing::IsEmpty;
@@ -222,6 +220,7 @@ TEST_F(ProcessStateTest, ThreadsShareAnInstallation) {
   constexpr int kThreads = 64;
   constexpr int kEach = 5;
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   std::atomic<int> failures{0};
   for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([this, &failures] {

@@ -24,7 +24,6 @@ using velmo::client::ReplyMessage;
 using velmo::client::RequestFields;
 using velmo::client::requestMessage;
 using velmo::client::WireTaskType;
-using velmo::test::numberField;
 using velmo::test::textField;
 
 long messageCount() {

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <velmo/velmo.pb.h>
 
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <set>
@@ -15,8 +14,6 @@
 #include "StandinProcess.h"
 #include "WebSocketClient.h"
 #include "WebSocketHandshake.h"
-
-namespace fs = std::filesystem;
 
 namespace velmo::test {
 namespace {

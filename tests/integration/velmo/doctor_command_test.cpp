@@ -1,12 +1,12 @@
 // velmo doctor: what it prints, --connect and --break-lock.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <utime.h>
 
 #include <array>
 #include <filesystem>
@@ -65,8 +65,8 @@ class DoctorCommandTest : public testing::Test {
 
   // Makes the lock file older than every process.
   void makeLockOld() const {
-    const utimbuf times{1'000'000, 1'000'000};
-    ASSERT_EQ(0, utime(lock().c_str(), &times));
+    const std::array<timespec, 2> times{{{1'000'000, 0}, {1'000'000, 0}}};
+    ASSERT_EQ(0, utimensat(AT_FDCWD, lock().c_str(), times.data(), 0));
   }
 
   // Elsewhere each --break-lock is refused, whatever the lock file holds.

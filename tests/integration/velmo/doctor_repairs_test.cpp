@@ -1,6 +1,7 @@
 // Each fault of an installation: velmo doctor names it, and its repair, pasted into a shell, ends
 // it.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
@@ -10,7 +11,6 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <utime.h>
 
 #include <array>
 #include <cstdio>
@@ -76,17 +76,16 @@ struct FaultCase {
   std::function<void(Scene&)> make;
   const char* check;
   const char* status;
-  const char*
-      advice;  // the whole text, with {pid} for this process and {path} for the installation
+  const char* advice;  // whole, with {pid} for this process and {path} for the installation
 };
 
-void PrintTo(const FaultCase& fault, std::ostream* output) {
+void PrintTo(const FaultCase& fault, std::ostream* output) {  // NOLINT: the name is GoogleTest's
   *output << fault.name;
 }
 
 void makeOld(const std::string& path) {
-  const utimbuf times{1'000'000, 1'000'000};
-  ASSERT_EQ(0, utime(path.c_str(), &times));
+  const std::array<timespec, 2> times{{{1'000'000, 0}, {1'000'000, 0}}};
+  ASSERT_EQ(0, utimensat(AT_FDCWD, path.c_str(), times.data(), 0));
 }
 
 void leaveTask(const Scene& scene, const std::string& name) {
@@ -149,7 +148,7 @@ void unset(Scene& scene, const char* name) {
   scene.place.environment.unset(name);
 }
 
-void remove(Scene& scene, const char* name) {
+void remove(const Scene& scene, const char* name) {
   fs::remove_all(scene.path(name));
 }
 
@@ -424,7 +423,7 @@ TEST_P(DoctorRepairsTest, FaultIsNamedAndItsRepairEndsIt) {
   EXPECT_EQ(std::vector<Json>(), faultsIn(findings)) << repair << "\n" << output;
 }
 
-INSTANTIATE_TEST_SUITE_P(, DoctorRepairsTest, testing::ValuesIn(kFaults),
+INSTANTIATE_TEST_SUITE_P(Faults, DoctorRepairsTest, testing::ValuesIn(kFaults),
                          [](const auto& fault) { return fault.param.name; });
 
 // --- what repairs leave as it is ---
@@ -514,7 +513,7 @@ class DoctorPermissionsTest : public testing::Test {
   std::optional<Json> faultOf(const std::string& check) const {
     for (const Json& fault : faultsIn(runShell(asUser("velmo doctor --json")))) {
       if (fault["check"] == check) {
-        return fault;
+        return std::make_optional<Json>(fault);
       }
     }
     return std::nullopt;

@@ -208,12 +208,13 @@ TEST_F(SubmitBulkTest, ProgressIsShownOnATerminal) {
   int master = -1;
   int slave = -1;
   ASSERT_EQ(0, openpty(&master, &slave, nullptr, nullptr, nullptr));
-  const std::string terminal = ttyname(slave);
+  std::array<char, 64> terminal{};
+  ASSERT_EQ(0, ttyname_r(slave, terminal.data(), terminal.size()));
   fcntl(master, F_SETFL, O_NONBLOCK);
   NamedPipe input(m_directory.path("input"));
-  std::thread shell([&] {
+  std::thread submission([&] {
     const std::string command = std::string(TOOL_PROGRAM) + " submit --stdin -p Normal -j J5 <" +
-                                input.path() + " >/dev/null 2>" + terminal;
+                                input.path() + " >/dev/null 2>" + terminal.data();
     EXPECT_EQ(0, system(command.c_str()));
   });
   std::string shown;
@@ -229,7 +230,7 @@ TEST_F(SubmitBulkTest, ProgressIsShownOnATerminal) {
     return shows(" tasks/s");
   }));
   input.closeWriter();
-  shell.join();
+  submission.join();
   EXPECT_THAT(shown, StartsWith("\rvelmo: "));
   EXPECT_TRUE(shows(" \rvelmo: ")) << shown;  // the summary overwrites the progress
   close(slave);

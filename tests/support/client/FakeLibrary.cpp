@@ -105,11 +105,11 @@ velmo_status velmo_list(const velmo_installation* installation, velmo_listing** 
 }
 
 size_t velmo_listing_count(const velmo_listing* listing) {
-  return listing->names.size();
+  return listing != nullptr ? listing->names.size() : 0;
 }
 
 const char* velmo_listing_name(const velmo_listing* listing, size_t index) {
-  return listing->names.at(index).c_str();
+  return listing != nullptr ? listing->names.at(index).c_str() : nullptr;
 }
 
 void velmo_listing_free(velmo_listing* listing) {

@@ -17,7 +17,6 @@ bool g_failsForGood = false;
 namespace {
 
 using velmo::test::g_alive;
-using velmo::test::g_aliveInLibrary;
 using velmo::test::g_failsForGood;
 using velmo::test::g_made;
 using velmo::test::g_untilFailure;

@@ -1,15 +1,18 @@
 #include "TemporaryDirectory.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/fsuid.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <string_view>
 #include <system_error>
 
 namespace velmo::test {
@@ -52,17 +55,66 @@ std::string TemporaryDirectory::writeFile(const std::string& name,
   return path(name);
 }
 
+namespace {
+
+// A file that tests look at. It makes the system calls itself: programs of tests define open, fopen
+// and others, and some C++ libraries call these too.
+class DirectFile {
+ public:
+  DirectFile(const fs::path& path, int flags)
+      : m_descriptor(static_cast<int>(
+            syscall(SYS_openat, AT_FDCWD, path.c_str(), flags | O_CLOEXEC, kModeOfNewFile))) {}
+
+  DirectFile(const DirectFile&) = delete;
+  DirectFile& operator=(const DirectFile&) = delete;
+
+  ~DirectFile() {
+    if (m_descriptor >= 0) {
+      syscall(SYS_close, m_descriptor);
+    }
+  }
+
+  // Whether everything was written.
+  bool write(std::string_view bytes) const {
+    while (!bytes.empty()) {
+      const long written = syscall(SYS_write, m_descriptor, bytes.data(), bytes.size());
+      if (written <= 0) {
+        return false;
+      }
+      bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return m_descriptor >= 0;
+  }
+
+  // Appends the rest of the file to `bytes`. Whether it could be read.
+  bool read(std::string& bytes) const {
+    std::array<char, 65536> block{};
+    for (;;) {
+      const long size = syscall(SYS_read, m_descriptor, block.data(), block.size());
+      if (size <= 0) {
+        return size == 0;
+      }
+      bytes.append(block.data(), static_cast<std::size_t>(size));
+    }
+  }
+
+ private:
+  static constexpr unsigned kModeOfNewFile = 0666;
+
+  int m_descriptor;
+};
+
+}  // namespace
+
 void writeFile(const fs::path& path, const std::string& contents) {
-  std::ofstream file(path, std::ios::binary);
-  file << contents;
-  file.close();
-  EXPECT_TRUE(file) << "cannot write " << path;
+  EXPECT_TRUE(DirectFile(path, O_WRONLY | O_CREAT | O_TRUNC).write(contents))
+      << "cannot write " << path;
 }
 
 std::string readFile(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  EXPECT_TRUE(file) << "cannot read " << path;
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  std::string contents;
+  EXPECT_TRUE(DirectFile(path, O_RDONLY).read(contents)) << "cannot read " << path;
+  return contents;
 }
 
 std::vector<std::string> namesIn(const std::string& directory) {

@@ -27,9 +27,9 @@ void ChildProgram::signal(int number) const {
 }
 
 bool ChildProgram::isRunning() {
-  int status = 0;
-  if (!m_status && waitpid(m_pid, &status, WNOHANG) == m_pid) {
-    m_status = WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
+  int end = 0;
+  if (!m_status && waitpid(m_pid, &end, WNOHANG) == m_pid) {
+    m_status = WIFSIGNALED(end) ? -WTERMSIG(end) : WEXITSTATUS(end);
   }
   return !m_status;
 }

@@ -78,7 +78,7 @@ int PeerProcess::told() const {
 }
 
 std::string PeerProcess::end() {
-  std::string told;
+  std::string text;
   std::array<char, 4096> buffer{};
   for (;;) {
     pollfd entry{m_told, POLLIN, 0};
@@ -87,18 +87,18 @@ std::string PeerProcess::end() {
       continue;
     }
     if (ready <= 0) {
-      return told + "FAILED: the peer does not end";
+      return text + "FAILED: the peer does not end";
     }
     const ssize_t count = read(m_told, buffer.data(), buffer.size());
     if (count <= 0) {
       break;
     }
-    told.append(buffer.data(), static_cast<std::size_t>(count));
+    text.append(buffer.data(), static_cast<std::size_t>(count));
   }
   while (waitpid(m_process, nullptr, 0) < 0 && errno == EINTR) {
   }
   m_process = -1;
-  return told;
+  return text;
 }
 
 }  // namespace velmo::test

@@ -23,15 +23,15 @@ void SocketPair::closeServer() {
 
 SocketPair::Ends SocketPair::connected() {
   const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const int clientEnd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address = loopback(0);
   EXPECT_EQ(0, bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address));
   EXPECT_EQ(0, listen(listener, 1));
   address = loopback(portOf(listener));
-  EXPECT_EQ(0, connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof address));
-  const int server = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+  EXPECT_EQ(0, connect(clientEnd, reinterpret_cast<const sockaddr*>(&address), sizeof address));
+  const int serverEnd = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
   ::close(listener);
-  return {server, client};
+  return {serverEnd, clientEnd};
 }
 
 }  // namespace velmo::test

@@ -92,7 +92,7 @@ std::string lockFile(const Settings& settings) {
 }  // namespace
 
 const char* wordOf(Check check) {
-  return kWords[static_cast<std::size_t>(check)];
+  return kWords.at(static_cast<std::size_t>(check));
 }
 
 std::string nameOf(Check check) {
@@ -109,14 +109,14 @@ const Place* placeOf(const std::string& variable) {
   const auto* const found = std::find_if(kPlaces.begin(), kPlaces.end(), [&](const Place& place) {
     return variable == place.variable;
   });
-  return found != kPlaces.end() ? &*found : nullptr;
+  return found != kPlaces.end() ? found : nullptr;
 }
 
 const Setting& settingOf(const Place& place, const Settings& settings) {
-  const std::array<const Setting*, 8> all{
-      &settings.var,       &settings.tmp,  &settings.data,         &settings.lockVar,
-      &settings.velmoHome, &settings.conf, &settings.sharedTaskId, &settings.semaphoreTaskId};
-  return *all[static_cast<std::size_t>(&place - kPlaces.data())];
+  constexpr std::array<Setting Settings::*, 8> kAll{
+      &Settings::var,       &Settings::tmp,  &Settings::data,         &Settings::lockVar,
+      &Settings::velmoHome, &Settings::conf, &Settings::sharedTaskId, &Settings::semaphoreTaskId};
+  return settings.*kAll[static_cast<std::size_t>(&place - kPlaces.data())];
 }
 
 std::string lookedAt(Check check, const velmo_installation& installation) {

@@ -22,7 +22,7 @@ using client::Settings;
 // The first symbolic link on the way to a path that leads nowhere; empty if none does.
 std::string brokenLinkIn(const std::string& path) {
   for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
-    const std::string part = path.substr(0, end);
+    std::string part = path.substr(0, end);
     struct stat status {};
     const bool isLink = lstat(part.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
     if (isLink && stat(part.c_str(), &status) != 0) {
@@ -58,7 +58,7 @@ std::string placeOfTmp(const Settings& settings) {
   constexpr int kMostNames = 9;
   const std::string first = settings.var.value + "/tmp";
   for (int number = 1; number <= kMostNames; ++number) {
-    const std::string path = number == 1 ? first : first + std::to_string(number);
+    std::string path = number == 1 ? first : first + std::to_string(number);
     if (isFitForTmp(path, settings)) {
       return path;
     }
@@ -77,7 +77,7 @@ Remedy ownTmp(const Fault&, const Site& site) {
     return onlyAdvice(
         "set TMP to a directory on the file system of the queue, but not to the queue");
   }
-  const Remedy creation = makeDirectory(place);
+  Remedy creation = makeDirectory(place);
   if (!creation.command) {
     return creation;
   }

@@ -211,7 +211,7 @@ Remedy deleteTaskFiles(const std::string& directory, std::vector<std::string> na
                       paths.rest > 0 ? advice + "; " + remaining(paths.rest) : advice};
 }
 
-Remedy moveOutOfQueue(const std::string& queue, std::vector<std::string> names) {
+Remedy moveOutOfQueue(const std::string& queue, const std::vector<std::string>& names) {
   const std::string place = pasteWord(freshName(queue, ".other"));
   const std::string creation = "mkdir " + place + " && ";
   const std::string move = "mv";

@@ -49,7 +49,7 @@ Remedy deleteTaskFiles(const std::string& directory, std::vector<std::string> na
 /// Moves files of the queue to a new directory beside it. If not all names fit into a line of a
 /// terminal, the command has a pattern that matches exactly these, or else only the first names.
 /// @param names  not empty
-Remedy moveOutOfQueue(const std::string& queue, std::vector<std::string> names);
+Remedy moveOutOfQueue(const std::string& queue, const std::vector<std::string>& names);
 
 }  // namespace velmo::cli
 

@@ -1,10 +1,11 @@
 #include "FileRemedies.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <utime.h>
 
 #include <algorithm>
+#include <array>
 #include <string>
 #include <vector>
 
@@ -21,8 +22,8 @@ class FileRemediesTest : public testing::Test {
  protected:
   void writeOld(const std::string& name) const {
     const std::string path = directory.writeFile(name, "");
-    const utimbuf times{1'000'000, 1'000'000};
-    ASSERT_EQ(0, utime(path.c_str(), &times));
+    const std::array<timespec, 2> times{{{1'000'000, 0}, {1'000'000, 0}}};
+    ASSERT_EQ(0, utimensat(AT_FDCWD, path.c_str(), times.data(), 0));
   }
 
   std::vector<std::string> leftovers(int count) const {

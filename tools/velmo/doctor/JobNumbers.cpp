@@ -27,7 +27,8 @@ void takeLarger(std::optional<int>& largest, std::optional<int> number) {
 }
 
 void takeTasksIn(const std::string& directory, std::optional<int>& largest) {
-  for (const std::string& name : client::namesIn(directory).names) {
+  const client::DirectoryNames found = client::namesIn(directory);
+  for (const std::string& name : found.names) {
     if (const auto parts = client::parseName(name)) {
       takeLarger(largest, jobNumberIn(parts->jobId));
     }

@@ -57,7 +57,7 @@ std::string usableIdentity(const std::string& identity) {
                           (character >= 'a' && character <= 'z') || character == '-';
     usable += isUsable ? std::string(1, character) : "";
   }
-  usable = usable.substr(0, kLongest);
+  usable.resize(std::min(usable.size(), kLongest));
   return usable.empty() ? "velmo" : usable;
 }
 

@@ -181,7 +181,8 @@ Processes::Processes(std::string root) : m_root(std::move(root)) {}
 std::vector<RunningProcess> Processes::all() const {
   const std::optional<std::time_t> boot = startOfMachine(m_root);
   std::vector<RunningProcess> processes;
-  for (const std::string& name : client::namesIn(m_root).names) {
+  const client::DirectoryNames found = client::namesIn(m_root);
+  for (const std::string& name : found.names) {
     const std::optional<pid_t> id = processId(name);
     if (!id || *id == getpid()) {
       continue;

@@ -106,7 +106,7 @@ constexpr std::array<Row, 52> kRows{{
 const Row* rowOf(Problem problem) {
   const auto* const found = std::find_if(
       kRows.begin(), kRows.end(), [problem](const Row& row) { return row.problem == problem; });
-  return found != kRows.end() ? &*found : nullptr;
+  return found != kRows.end() ? found : nullptr;
 }
 
 Check checkOfFile(const std::string& path, const Settings& settings) {

@@ -8,6 +8,7 @@
 #include "Failure.h"
 #include "JsonLine.h"
 #include "LibraryFault.h"
+#include "NumberOption.h"
 #include "OneLine.h"
 
 namespace velmo::cli {
@@ -62,12 +63,12 @@ JobCommand::JobCommand(CLI::App& parent)
       ->type_name("DIR");
   app().add_option("--user", m_ifNew.user, "the user of a new job; default none")->type_name("U");
   app().add_option("--name", m_ifNew.name, "the name of a new job; default none")->type_name("N");
-  app()
-      .add_option("--priority", m_ifNew.priority, "the priority of a new job; default 0")
+  addNumberOption<int>(app(), "--priority", m_ifNew.priority,
+                       "the priority of a new job; default 0")
       ->type_name("P");
   app().add_flag("--durable", m_isDurable, "return only when a new job would survive a power cut");
-  app()
-      .add_option("--timeout", m_timeout, "seconds to wait at most; default 30; 0 does not wait")
+  addNumberOption<double>(app(), "--timeout", m_timeout,
+                          "seconds to wait at most; default 30; 0 does not wait")
       ->type_name("S");
   app().add_flag("--json", m_isJson, "print an object");
 }

@@ -81,14 +81,14 @@ void LiveQueue::compareWithDirectory(std::vector<tools::NameChange>& done) {
   const auto report = [&](bool isArrival) {
     return [&done, isArrival](const std::string& name) { done.push_back({isArrival, name}); };
   };
-  std::vector<std::string> names;
+  std::vector<std::string> changed;
   std::set_difference(m_names.begin(), m_names.end(), there.begin(), there.end(),
-                      std::back_inserter(names));
-  std::for_each(names.begin(), names.end(), report(false));
-  names.clear();
+                      std::back_inserter(changed));
+  std::for_each(changed.begin(), changed.end(), report(false));
+  changed.clear();
   std::set_difference(there.begin(), there.end(), m_names.begin(), m_names.end(),
-                      std::back_inserter(names));
-  std::for_each(names.begin(), names.end(), report(true));
+                      std::back_inserter(changed));
+  std::for_each(changed.begin(), changed.end(), report(true));
   m_names.swap(there);
 }
 

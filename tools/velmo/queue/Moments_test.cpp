@@ -9,6 +9,10 @@ namespace velmo::cli {
 namespace {
 
 class MomentsTest : public testing::Test {
+ public:
+  MomentsTest(const MomentsTest&) = delete;
+  MomentsTest& operator=(const MomentsTest&) = delete;
+
  protected:
   MomentsTest() {
     m_environment.set("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
@@ -18,8 +22,6 @@ class MomentsTest : public testing::Test {
     m_environment.unset("TZ");
     tzset();
   }
-  MomentsTest(const MomentsTest&) = delete;
-  MomentsTest& operator=(const MomentsTest&) = delete;
 
   test::Environment m_environment;
   Moments m_moments;

@@ -1,6 +1,9 @@
 #include "QueueCommand.h"
 
+#include <cstdint>
+
 #include "Failure.h"
+#include "NumberOption.h"
 #include "QueueList.h"
 #include "QueuePlace.h"
 #include "QueueWatch.h"
@@ -38,12 +41,11 @@ void QueueCommand::declareOptions() {
   app().add_option("--job", m_options.job, "only the tasks of this job")->type_name("J");
   app().add_option("--sub-job", m_options.subJob, "only the tasks of this sub-job")->type_name("S");
   app().add_option("--type", m_options.type, "only tasks of this type")->type_name("T");
-  app()
-      .add_option("--older-than", m_options.olderThan, "only tasks that are S seconds old or older")
+  addNumberOption<std::int64_t>(app(), "--older-than", m_options.olderThan,
+                                "only tasks that are S seconds old or older")
       ->type_name("S")
       ->excludes(watch);
-  app()
-      .add_option("--limit", m_options.limit, "only the first N of them")
+  addNumberOption<std::int64_t>(app(), "--limit", m_options.limit, "only the first N of them")
       ->type_name("N")
       ->excludes(watch);
   app().add_flag("--commands", m_options.hasCommands,

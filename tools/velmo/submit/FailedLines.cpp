@@ -92,8 +92,8 @@ void FailedLines::keepInDoubt(const InputLine& line, InputLines& lines) {
 }
 
 bool FailedLines::keepRest(InputLines& lines) {
-  bool hasRest = false;
   try {
+    bool hasRest = false;
     while (const std::optional<std::string_view> piece = lines.rest()) {
       m_failed.append(*piece);
       hasRest = true;

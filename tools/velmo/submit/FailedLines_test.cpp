@@ -60,7 +60,8 @@ class FailedLinesTest : public testing::Test {
 TEST_F(FailedLinesTest, LinesAreKeptByteForByte) {
   const std::string text("a\0\xff b\r\nlast", 11);
   FailedLines failed(m_path, STDIN_FILENO);
-  failed.keepFailed(read(text), *m_lines);
+  read(text);
+  failed.keepFailed(m_line, *m_lines);
   failed.keepFailed(next(), *m_lines);
   EXPECT_EQ(text, file());
   EXPECT_EQ(m_path, failed.failedPath());
@@ -71,7 +72,8 @@ TEST_F(FailedLinesTest, LineInDoubtGoesToAnotherFile) {
   FailedLines failed(m_path, STDIN_FILENO);
   EXPECT_TRUE(test::exists(m_path + ".in-doubt"));
   EXPECT_EQ("", failed.inDoubtPath());
-  failed.keepInDoubt(read("one\n"), *m_lines);
+  read("one\n");
+  failed.keepInDoubt(m_line, *m_lines);
   EXPECT_EQ("one\n", inDoubtFile());
   EXPECT_EQ("", file());
   EXPECT_EQ("", failed.failedPath());
@@ -81,7 +83,8 @@ TEST_F(FailedLinesTest, LineInDoubtGoesToAnotherFile) {
 TEST_F(FailedLinesTest, LineThatIsTooLongIsKeptWhole) {
   const std::string line = std::string(500000, 'x') + "\n";
   FailedLines failed(m_path, STDIN_FILENO);
-  failed.keepFailed(read(line + "next\n"), *m_lines);
+  read(line + "next\n");
+  failed.keepFailed(m_line, *m_lines);
   EXPECT_EQ(line, file());
 }
 
@@ -141,7 +144,8 @@ TEST_F(FailedLinesTest, InputItselfIsRefusedAndUnchanged) {
 TEST_F(FailedLinesTest, FullDiskLeavesWholeLines) {
   signal(SIGXFSZ, SIG_IGN);
   FailedLines failed(m_path, STDIN_FILENO);
-  failed.keepFailed(read("one\ntwo\n"), *m_lines);
+  read("one\ntwo\n");
+  failed.keepFailed(m_line, *m_lines);
   const test::SizeLimit limit(6);
   try {
     failed.keepFailed(next(), *m_lines);
@@ -156,7 +160,8 @@ TEST_F(FailedLinesTest, FullDiskLeavesWholeLines) {
 TEST_F(FailedLinesTest, FullDiskLeavesNoPieceOfALongLine) {
   signal(SIGXFSZ, SIG_IGN);
   FailedLines failed(m_path, STDIN_FILENO);
-  failed.keepFailed(read("one\n" + std::string(300000, 'x')), *m_lines);
+  read("one\n" + std::string(300000, 'x'));
+  failed.keepFailed(m_line, *m_lines);
   const InputLine& line = next();
   const test::SizeLimit limit(200000);
   EXPECT_THROW(failed.keepFailed(line, *m_lines), Failure);
@@ -233,7 +238,8 @@ TEST_F(FailedLinesTest, FileOfLinesInDoubtThatCannotBeCreatedIsRefusedAtTheStart
 TEST_F(FailedLinesTest, EmptyFileOfLinesInDoubtThatAKilledRunHasLeftIsReplaced) {
   test::writeFile(m_path + ".in-doubt", "");
   FailedLines failed(m_path, STDIN_FILENO);
-  failed.keepInDoubt(read("one\n"), *m_lines);
+  read("one\n");
+  failed.keepInDoubt(m_line, *m_lines);
   EXPECT_EQ("one\n", inDoubtFile());
 }
 

@@ -116,10 +116,10 @@ Status SubmitCommand::reportFailure(const Error& failure, const std::string& nam
 }
 
 Status SubmitCommand::showOnly(const Task& task, Session& session) const {
-  const DryRun run =
+  const DryRun dryRun =
       m_options.isByMessage() ? dryRunByMessage(task, m_options.endpoint()) : dryRunByFile(task);
-  session.out.write(m_options.isJson() ? jsonLine(jsonOf(run)) : textOf(run));
-  return run.status();
+  session.out.write(m_options.isJson() ? jsonLine(jsonOf(dryRun)) : textOf(dryRun));
+  return dryRun.status();
 }
 
 Status SubmitCommand::submitLines(const Task& defaults, Session& session) const {

@@ -52,14 +52,15 @@ void SubmitOptions::declareTask() {
   text("-d,--adjustment", m_adjustment, "NAME", "priority adjustment, added to that of the class");
   text("-t,--type", m_type, "TYPE", "kind of command; default sh");
   text("-j,--job", m_job, "JOB", "job to which the task belongs; default a new one");
-  CLI::Option* subJob = text("-s,--sub-job", m_subJob, "SUBJOB", "part of the job; default 0");
+  CLI::Option* subJobOption =
+      text("-s,--sub-job", m_subJob, "SUBJOB", "part of the job; default 0");
   m_app
       .add_option("--child-of", m_childOf,
                   "sub-job of a child of SUBJOB; put -- before COMMAND then")
       ->type_name("SUBJOB [SUFFIX]")
       ->expected(1, 2)
       ->allow_extra_args(false)
-      ->excludes(subJob);
+      ->excludes(subJobOption);
   text("-i,--information", m_information, "INFO", "job information, one line");
   text("-r,--relative-priority", m_relativePriority, "N", "order within the class; default 0");
 }
