@@ -80,9 +80,7 @@ class VELMO_EXPORT CreateTaskFile {
   ///         none returns an identifier until the counter reaches 0.
   int generateTaskID() const;
 
-  /// Generates the name of a new task file, for example
-  /// "0050.20250303140509.J12.S0.T20250303140509-731.R0002.sh"; velmo-taskfile(5) explains its
-  /// parts.
+  /// Generates the name of a new task file. velmo-taskfile(5) explains its parts.
   ///
   /// Takes a new task identifier and, if no job is given, a new job identifier, so two calls return
   /// two names. The first call loads the priorities. A class that is not configured is logged and

@@ -2,11 +2,11 @@
 
 #include <Poco/DOM/Document.h>
 #include <Poco/DOM/Element.h>
-#include <Poco/NumberParser.h>
 
 #include <optional>
 #include <utility>
 
+#include "GroupedNumber.h"
 #include "ModulesDocument.h"
 #include "ServiceChoice.h"
 
@@ -38,8 +38,7 @@ void forEachChild(const Element& parent, const char* name, Visit visit) {
 // Deliberate: the range of a port is not checked, and an explicit -1 means no port. Callers get the
 // number that the file has.
 int parsePort(const std::string& text) {
-  int port = 0;
-  return Poco::NumberParser::tryParse(text, port, ',') ? port : brix::velmo::kNoPort;
+  return brix::velmo::groupedNumber(text).value_or(brix::velmo::kNoPort);
 }
 
 std::optional<ModuleType> parseModule(const std::string& name) {

@@ -2,8 +2,8 @@
 // but what the parser itself loses.
 
 #include <Poco/Exception.h>
-#include <Poco/XML/ParserEngine.h>
 #include <dlfcn.h>
+#include <expat.h>
 #include <gtest/gtest.h>
 
 #include <new>

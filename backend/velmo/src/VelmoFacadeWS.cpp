@@ -12,18 +12,21 @@
 
 #include <velmo/velmo.pb.h>
 #include "CancellationGuard.h"
-#include "CloseOnExecSession.h"
 #include "GivenText.h"
+#include "ReceivedFrame.h"
 #include "ReplyReader.h"
 #include "RequestFrames.h"
+#include "ServiceSession.h"
 #include "SigPipeGuard.h"
 
 using brix::imutils::CancellationGuard;
 using brix::imutils::givenText;
-using brix::velmo::CloseOnExecSession;
+using brix::velmo::ReceivedFrame;
+using brix::velmo::receiveFrame;
 using brix::velmo::ReplyReader;
 using brix::velmo::RequestFrame;
 using brix::velmo::requestFrameAt;
+using brix::velmo::ServiceSession;
 using brix::velmo::SigPipeGuard;
 using Poco::Net::HTTPRequest;
 using Poco::Net::HTTPResponse;
@@ -37,7 +40,7 @@ namespace {
 // survive a cancellation of the thread while it sends the handshake.
 std::unique_ptr<WebSocket> openWebSocket(const std::string& host, unsigned short port) {
   const CancellationGuard uncancelled;  // first: the session may close its socket at its end
-  CloseOnExecSession session(host, port);
+  ServiceSession session(host, port);
   HTTPRequest request(HTTPRequest::HTTP_GET, givenText(VelmoFacadeWS::s_serviceUrl),
                       HTTPRequest::HTTP_1_1);
   // Deliberate: the same origin from every machine, whatever its name.
@@ -56,9 +59,8 @@ template <typename Take>
 void receiveFrames(WebSocket& ws, Take take) {
   std::array<char, VelmoFacadeWS::s_frameSize> buffer;  // not cleared: only received bytes are read
   for (bool isComplete = false; !isComplete;) {
-    int flags = 0;
-    const int size = ws.receiveFrame(buffer.data(), static_cast<int>(buffer.size()), flags);
-    isComplete = take(buffer.data(), size, flags);
+    const ReceivedFrame frame = receiveFrame(ws, buffer.data(), static_cast<int>(buffer.size()));
+    isComplete = take(buffer.data(), frame.size, frame.flags);
   }
 }
 

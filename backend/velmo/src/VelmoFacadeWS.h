@@ -73,13 +73,13 @@ class VELMO_EXPORT VelmoException : public std::runtime_error {
 ///   After a frame above 8192 bytes the connection is unusable.
 /// - Loading the library blocks SIGPIPE in the thread that loads it. The calls never raise
 ///   SIGPIPE: they block it while they send, and restore the mask. Dispositions stay as they are.
-/// - If the library was built without NDEBUG, protocol buffers write a line to standard error for
-///   each text that is not UTF-8. The text is sent anyway.
+/// - A text that is not UTF-8 is sent as it is.
 class VELMO_EXPORT VelmoFacadeWS {
  public:
   /// Connects without TLS and upgrades to a WebSocket on the path `s_serviceUrl`. If the protocol
   /// buffers library does not match the messages, the process ends.
-  /// @param host  name or address of the service's machine; empty fails to resolve
+  /// @param host  name or address of the service's machine; empty fails to resolve. If a name has
+  ///              several addresses, the smallest is used: an IPv4 address before an IPv6 address.
   /// @param port  its WebSocket port; the system refuses 0
   /// @throws VelmoException    the networking library's text: the host is unknown, nobody listens,
   ///                           or the peer does not upgrade, goes away or is silent for too long

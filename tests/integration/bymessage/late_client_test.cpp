@@ -61,8 +61,8 @@ TEST(LateClientTest, PeerThatHasGoneIsAVelmoExceptionInAThreadFromBefore) {
 // --- exit handlers of the program ---
 
 struct Priorities {
-  int (*relativePriority)() = nullptr;
-  bool (*areGone)() = nullptr;
+  std::function<int()> relativePriority;
+  std::function<bool()> areGone;
   Tell tell;
 };
 

@@ -18,9 +18,9 @@ int g_shutdowns = 0;
 // Interposes the function of Protocol Buffers.
 namespace google::protobuf {
 
-void ShutdownProtobufLibrary();
+void ShutdownProtobufLibrary();  // NOLINT(readability-identifier-naming): as it is called
 
-void ShutdownProtobufLibrary() {
+void ShutdownProtobufLibrary() {  // NOLINT(readability-identifier-naming)
   ++g_shutdowns;
 }
 

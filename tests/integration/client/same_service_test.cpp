@@ -1,26 +1,22 @@
 // Both libraries find the same service in a file "modules.xml".
 
 #include <Poco/Exception.h>
-#include <Poco/NumberParser.h>
 #include <gtest/gtest.h>
 #include <velmo/SystemConfig.h>
 
 #include <cstddef>
 #include <cstdlib>
-#include <optional>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "Endpoint.h"
-#include "GroupedNumber.h"
 #include "ModulesReader.h"
 #include "TemporaryDirectory.h"
 
 namespace {
 
 using brix::velmo::findEndpoint;
-using brix::velmo::groupedNumber;
 using velmo::client::findService;
 using velmo::client::Problem;
 using velmo::test::TemporaryDirectory;
@@ -42,41 +38,6 @@ class Random {
  private:
   std::mt19937 m_engine{20240305};  // NOLINT: the same in every run
 };
-
-// --- numbers ---
-
-std::optional<int> numberByPoco(const std::string& text) {
-  int number = 0;
-  return Poco::NumberParser::tryParse(text, number, ',') ? std::optional(number) : std::nullopt;
-}
-
-std::string shown(std::optional<int> number) {
-  return number ? std::to_string(*number) : "none";
-}
-
-TEST(SameServiceTest, NumbersAreTheSameForTextsAtRandom) {
-  constexpr const char* kCharacters = "0123456789012345678901234567890,,,+- \t\n\r\v\fax.\x80\xff";
-  const std::string characters(kCharacters);
-  Random random;
-  for (int i = 0; i < 100000; ++i) {
-    std::string text(random.below(14), '0');
-    for (char& character : text) {
-      character = characters[random.below(characters.size())];
-    }
-    ASSERT_EQ(shown(numberByPoco(text)), shown(groupedNumber(text))) << '"' << text << '"';
-  }
-}
-
-TEST(SameServiceTest, NumbersAreTheSameAtTheLimitsOfInt) {
-  for (const std::string sign : {"", "-", "+"}) {
-    for (const std::string digits :
-         {"214748364", "2147483646", "2147483647", "2147483648", "2147483649", "2147483650",
-          "21474836470", "4294967296", "9999999999", "18446744073709551616", "02147483647"}) {
-      EXPECT_EQ(shown(numberByPoco(sign + digits)), shown(groupedNumber(sign + digits)))
-          << sign << digits;
-    }
-  }
-}
 
 // --- files ---
 
@@ -161,7 +122,7 @@ class Generator {
   }
 
   std::string element(const std::vector<std::string>& names, std::size_t level) {
-    std::string name = names[m_random.oneIn(12) ? m_random.below(names.size()) : level];
+    const std::string& name = names[m_random.oneIn(12) ? m_random.below(names.size()) : level];
     const std::string prefix = m_random.oneIn(60) ? "p:" : "";
     const std::string start = prefix + name + attributes();
     if (m_random.oneIn(10)) {
