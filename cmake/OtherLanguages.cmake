@@ -25,5 +25,17 @@ endfunction()
 
 # The python3 that script/setup installs, even if PATH has another one.
 macro(velmo_find_python)
-  find_program(VELMO_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
+  find_program(VELMO_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH)
+  if(NOT VELMO_PYTHON)
+    velmo_report_missing(python3 python3 BUILD_TESTING)
+  endif()
 endmacro()
+
+# velmo_find_python_module(MODULE DEBIAN_PACKAGE)
+function(velmo_find_python_module module debian)
+  execute_process(COMMAND ${VELMO_PYTHON} -c "import ${module}"
+    RESULT_VARIABLE status OUTPUT_QUIET ERROR_QUIET)
+  if(NOT status EQUAL 0)
+    velmo_report_missing("the Python module ${module}" ${debian} BUILD_TESTING)
+  endif()
+endfunction()

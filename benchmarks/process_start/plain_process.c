@@ -40,7 +40,7 @@ static void read_priority(const char* directory, const char* class_name, int* pr
   char name[kLineSize];
   int number = 0;
   while (fgets(line, sizeof line, file) != NULL) {
-    if (sscanf(line, "%[^= #] = %d", name, &number) == 2 && strcmp(name, class_name) == 0) {
+    if (sscanf(line, "%1023[^= #] = %d", name, &number) == 2 && strcmp(name, class_name) == 0) {
       *priority = number;
     }
   }

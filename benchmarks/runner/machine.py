@@ -5,6 +5,7 @@ from __future__ import annotations
 import os
 import platform
 import re
+import shutil
 import subprocess
 import tempfile
 from pathlib import Path
@@ -62,6 +63,8 @@ def versions() -> dict[str, str]:
 
 
 def commit(source: Path) -> str:
+    if shutil.which("git") is None:
+        return "unknown"
     result = subprocess.run(["git", "-C", source, "describe", "--always", "--dirty", "--abbrev=12",
                              "--exclude=*"], capture_output=True, text=True, check=False)
     return result.stdout.strip() or "unknown"

@@ -81,7 +81,12 @@ def built(given: Path | None) -> Path:
         return given.resolve()
     for command in (["cmake", "--preset", "release"],
                     ["cmake", "--build", "--preset", "release", "--target", *TARGETS]):
-        subprocess.run(command, cwd=SOURCE, stdout=subprocess.DEVNULL, check=True)
+        try:
+            subprocess.run(command, cwd=SOURCE, stdout=subprocess.DEVNULL, check=True)
+        except FileNotFoundError:
+            sys.exit("benchmarks/run: cmake not found; on Debian: apt install cmake")
+        except subprocess.CalledProcessError:
+            sys.exit(f"benchmarks/run: {shlex.join(command)} failed")
     return SOURCE / "build/release"
 
 

@@ -61,7 +61,7 @@ void scanJobFile(benchmark::State& state) {
                              "priority=\"50\"\n"}) {
       scanner.scanLine(line);
     }
-    benchmark::DoNotOptimize(scanner.fields());
+    benchmark::DoNotOptimize(&scanner.fields());
   }
 }
 BENCHMARK(scanJobFile);

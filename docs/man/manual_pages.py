@@ -1,4 +1,4 @@
-"""Makes the manual pages of section 3 from the comments of the public headers.
+"""Makes the manual pages of section 3velmo from the comments of the public headers.
 
 usage: manual_pages.py DOXYGEN DOXYFILE DATED_PAGE OUTPUT_DIR HEADER...
 
@@ -20,6 +20,10 @@ from mdoc import REFERENCE, escape, fill, joined, literal, quotable, tag_list
 SECTIONS = ['RETURN VALUES', 'ENVIRONMENT', 'FILES', 'EXAMPLES', 'ERRORS', 'SEE ALSO', 'CAVEATS',
             'SECURITY CONSIDERATIONS']  # in the order of mdoc(7)
 CLIENT_HEADERS = ['velmo.h', 'velmo.hpp']
+# The section of the files and references: another library may have a page "Config" in section 3.
+SECTION = '3velmo'
+# The section in the head of a page: formatters have a title only for sections that they know.
+TITLED_SECTION = '3'
 
 
 def read_compounds(doxygen, doxyfile, headers):
@@ -62,7 +66,7 @@ class Page:
         if child.tag == 'ref':
             page = self.names.get(child.get('refid'))
             if page != self.name and inside.removeprefix('::') == f'{page}()':
-                return f'{page}(3)'
+                return f'{page}({SECTION})'
             return re.sub(r'^(?:brix::)?(?:imutils::|velmo::)?([\w:~]+)', r'\\fB\1\\fP', inside)
         if child.tag == 'computeroutput':
             return f'\\fI{inside}\\fP' if inside in parameters else f'\\fB{inside}\\fP'
@@ -147,7 +151,7 @@ class Page:
     def relate(self, element):
         """Everything that the element links to belongs under SEE ALSO."""
         linked = {self.names.get(link.get('refid')) for link in element.iter()}
-        self.related |= {(name, '3') for name in linked - {None}}
+        self.related |= {(name, SECTION) for name in linked - {None}}
 
     def class_body(self, compound):
         for element in [*members_of(compound), *compound.findall('*[para]'),
@@ -177,13 +181,13 @@ class Page:
         if not brief:
             raise SystemExit(f'{self.name}: no comment in {header}')
         brief = re.sub(r'^(An?|The) ', '', re.split(r'\.(?:\s|$)', brief)[0])
-        related = sorted(self.related - {(self.name, '3')}, key=lambda page: (page[1], page[0].lower()))
+        related = sorted(self.related - {(self.name, SECTION)}, key=lambda page: (page[1], page[0].lower()))
         references = [f'.Xr {name} {section} ,' for name, section in related]
         references[-1] = references[-1].removesuffix(' ,')
         self.sections['SEE ALSO'] = [references]
         library = 'velmo-client' if header in CLIENT_HEADERS else 'velmo'
         lines = [f'.\\" Made from velmo/{header}: change the comments there.',
-                 f'.Dd {date}', f'.Dt {self.name.upper()} 3', '.Os libvelmo',
+                 f'.Dd {date}', f'.Dt {self.name.upper()} {TITLED_SECTION}', '.Os libvelmo',
                  '.Sh NAME', f'.Nm {self.name}', f'.Nd {brief[0].lower()}{quotable(brief[1:])}',
                  '.Sh LIBRARY', 'velmo client library', f'.Pq lib{library} , \\-l{library}',
                  '.Sh SYNOPSIS', f'.In velmo/{header}', *literal(synopsis, ''),
@@ -216,7 +220,7 @@ def main(doxygen, doxyfile, dated_page, output, *headers):
             synopsis, body = global_synopsis(entity), page.global_body(entity)
         header = Path(entity.find('location').get('file')).name
         text = page.render(header, date, text_of(entity, 'briefdescription'), synopsis, body)
-        Path(output, f'{name}.3').write_text(text)
+        Path(output, f'{name}.{SECTION}').write_text(text)
 
 
 if __name__ == '__main__':

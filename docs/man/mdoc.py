@@ -3,7 +3,7 @@
 import re
 
 WIDTH = 78
-REFERENCE = re.compile(r'([A-Za-z_][\w-]*)\(([1-9])\)([.,;:)]*)')
+REFERENCE = re.compile(r'([A-Za-z_][\w-]*)\(([1-9][a-z]*)\)([.,;:)]*)')
 
 
 def escape(text):

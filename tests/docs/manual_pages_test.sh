@@ -1,8 +1,9 @@
 #!/bin/sh
 # Installs the manual pages into a scratch directory and checks that
-# - the pages of the folder are installed, and beside them one in section 3 for every class, function,
-#   object and enumeration of the public headers;
+# - the pages of the folder are installed, and beside them one in section 3velmo for every class,
+#   function, object and enumeration of the public headers;
 # - mandoc reports nothing, not even matters of style or references to missing pages;
+# - man, which formats with groff, warns of nothing;
 # - each page names what its file is named for;
 # - no page shows a path of this machine.
 # usage: manual_pages_test.sh PAGES_DIR PAGES_BUILD_DIR HEADER...
@@ -33,18 +34,19 @@ word='([A-Za-z][A-Za-z_]*)'
     *) scope= ;;
     esac
     sed '/@cond/,/@endcond/d' "$header" |
-      sed -nE "s/^(class|struct|enum|enum class) (VELMO_[A-Z]+ )?$word( :.*)? \{\$/$scope\3.3/p
-               s/^(VELMO_[A-Z]+|inline) [^(]*[ *]$word\(.*/$scope\2.3/p
-               s/^extern VELMO_EXPORT [^;(]* $word;.*/\1.3/p
-               s/^typedef [^(]* ${word}[ ;(].*/\1.3/p"
+      sed -nE "s/^(class|struct|enum|enum class) (VELMO_[A-Z]+ )?$word( :.*)? \{\$/$scope\3.3velmo/p
+               s/^(VELMO_[A-Z]+|inline) [^(]*[ *]$word\(.*/$scope\2.3velmo/p
+               s/^extern VELMO_EXPORT [^;(]* $word;.*/\1.3velmo/p
+               s/^typedef [^(]* ${word}[ ;(].*/\1.3velmo/p"
   done
 } | sort >"$directory/expected"
 cd "$man"
 for page in man*/*; do
-  [ "${page%%/*}" = "man${page##*.}" ] || fail "misplaced: $page"
+  section=${page##*.}
+  [ "${page%%/*}" = "man${section%velmo}" ] || fail "misplaced: $page"
   basename "$page"
 done | sort >"$directory/installed"
-grep -qx 'createTaskFile.3' "$directory/expected" || fail 'no function was found in the headers'
+grep -qx 'createTaskFile.3velmo' "$directory/expected" || fail 'no function was found in the headers'
 if ! diff "$directory/expected" "$directory/installed"; then
   fail 'in the folder or declared (<), installed (>)'
 fi
@@ -79,6 +81,21 @@ MANPATH=$man:$platform mandoc -T lint -W style man*/* >"$directory/lint" 2>&1 ||
 if [ -s "$directory/lint" ]; then
   fail 'mandoc -T lint -W style:'
   cat "$directory/lint"
+fi
+
+echo '== man warns of nothing =='
+# warnings_of PAGE...
+warnings_of() {
+  {
+    LC_ALL=C.UTF-8 MANROFFSEQ='' MANWIDTH=80 man --warnings -E UTF-8 -l -Tutf8 -Z "$@" >/dev/null
+  } 2>&1
+}
+printf '.Dd November 20, 2026\n.Dt X 3\n.Os\n.Sh NAME\n.Nm X\n.Nd \\*[unknown]\n' >"$directory/faulty"
+warnings_of "$directory/faulty" | grep -q warning || fail 'man does not warn'
+warnings_of man*/* >"$directory/warnings" || fail 'man fails'
+if [ -s "$directory/warnings" ]; then
+  fail 'man --warnings:'
+  cat "$directory/warnings"
 fi
 
 echo '== each page names what it is for =='

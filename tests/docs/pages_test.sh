@@ -50,11 +50,19 @@ done <"$directory/links"
 
 echo '== options =='
 # CTest's module brings the first one.
-{ echo BUILD_TESTING && sed -n 's/^option(\([A-Z_]*\) .*/\1/p' CMakeLists.txt; } |
+{ echo BUILD_TESTING && sed -n 's/^ *option(\([A-Z_]*\) .*/\1/p' CMakeLists.txt; } |
   sort >"$directory/sources"
 sed -n '/^| CMake option |/,/^$/s/^| .\([A-Z_]*\). .*/\1/p' README.md | sort >"$directory/page"
 diff "$directory/sources" "$directory/page" ||
   fail 'CMake options: in CMakeLists.txt (<), in README.md (>)'
+
+# A project that contains this tree has one name space with it. The others are CMake's.
+find . -name build -prune -o \( -name CMakeLists.txt -o -name '*.cmake' \) -exec cat {} + |
+  sed -nE 's/^ *(option|find_path|find_library|find_program)\(([^ ]*) .*/\2/p
+    s/^ *set\(([A-Za-z_]*) .* CACHE .*/\1/p' >"$directory/variables"
+grep -q . "$directory/variables" || fail 'no variables of the cache were found'
+! grep -vE '^(VELMO_|[$][{]variable[}]_|BUILD_SHARED_LIBS$|CMAKE_BUILD_TYPE$)' "$directory/variables" ||
+  fail 'variables of the cache that do not begin with VELMO_'
 
 echo '== tests that pages name =='
 # shellcheck disable=SC2016 # the backquotes of Markdown

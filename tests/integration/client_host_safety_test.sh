@@ -35,7 +35,8 @@ none_of 'registers something that runs later' atexit on_exit __cxa_atexit __cxa_
   pthread_atfork pthread_key_create
 none_of 'keeps its result in static memory' localtime gmtime ctime asctime strerror strtok \
   gethostbyname getservbyname inet_ntoa getpwuid getgrgid ttyname
-if grep -E '_chk$|64$' "$directory/imports"; then
+# A later expat has names with 64 that no plain name stands beside.
+if grep -E '_chk$|64$' "$directory/imports" | grep -v '^XML_'; then
   echo 'imported, but a program that interposes the plain name does not reach it'
   status=1
 fi

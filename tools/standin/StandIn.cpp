@@ -94,13 +94,13 @@ std::unique_ptr<TaskCounter> StandIn::makeCounter() const {
 }
 
 std::unique_ptr<StaleLock> StandIn::makeStaleLock() const {
-  return hasFault(FaultKind::kStaleLock)
-             ? std::make_unique<StaleLock>(m_installation.directory() / "lock")
-             : nullptr;
+  if (!hasFault(FaultKind::kStaleLock)) {
+    return nullptr;
+  }
+  return std::make_unique<StaleLock>(m_installation.directory() / "lock");
 }
 
 void StandIn::openService(std::uint16_t port) {
-  google::protobuf::SetLogHandler(nullptr);  // malformed messages are reported here
   m_submitter = std::make_unique<TaskSubmitter>(m_installation, m_variables, m_unknownClasses);
   m_service = std::make_unique<Service>(port, *m_submitter, m_faults);
   m_addressFile =

@@ -1,6 +1,7 @@
 #include "TaskRequest.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <cstddef>
 #include <string_view>

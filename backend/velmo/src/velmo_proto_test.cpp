@@ -25,6 +25,7 @@ using service::velmo::AddTaskRequest;
 using service::velmo::AddTaskResponse;
 using service::velmo::BaseMessage;
 using testing::ElementsAre;
+using testing::StartsWith;
 using velmo::test::envelopeOf;
 using velmo::test::responseNaming;
 using velmo::test::responseWithoutName;
@@ -37,16 +38,16 @@ const FileDescriptor& file() {
 
 // A field in the form of its declaration: "required string command = 2".
 std::string declaration(const FieldDescriptor& field) {
-  std::string type = field.type_name();
+  std::string type(field.type_name());
   if (field.message_type() != nullptr) {
-    type = field.message_type()->full_name();
+    type = std::string(field.message_type()->full_name());
   } else if (field.enum_type() != nullptr) {
-    type = field.enum_type()->full_name();
+    type = std::string(field.enum_type()->full_name());
   }
   const std::string label = field.is_required()   ? "required "
                             : field.is_repeated() ? "repeated "
                                                   : "optional ";
-  return label + type + " " + field.name() + " = " + std::to_string(field.number());
+  return label + type + " " + std::string(field.name()) + " = " + std::to_string(field.number());
 }
 
 std::vector<std::string> declarations(const Descriptor& message) {
@@ -63,7 +64,7 @@ std::vector<std::string> declarations(const Descriptor& message) {
 TEST(VelmoProtoTest, FileIsOfThePackageInTheSecondSyntax) {
   EXPECT_EQ("velmo.proto", file().name());
   EXPECT_EQ("service.velmo", file().package());
-  EXPECT_EQ(FileDescriptor::SYNTAX_PROTO2, file().syntax());
+  EXPECT_THAT(file().DebugString(), StartsWith("syntax = \"proto2\";\n"));
   EXPECT_EQ(0, file().dependency_count());
   EXPECT_EQ(0, file().extension_count());
 }

@@ -115,6 +115,16 @@ TEST(HostSafetyTest, DestructorReadsToTheEndOfOneMessageAndCloses) {
   EXPECT_EQ("", outcome.peer);
 }
 
+TEST(HostSafetyTest, TextThatIsNotUtf8IsSentAndReadWithoutALineOnStandardError) {
+  const ClientOutcome outcome =
+      runAgainst({answering({naming("\xff")})}, [](unsigned short port, const Tell& tell) {
+        VelmoFacadeWS client("127.0.0.1", port);
+        tell(client.addTask("\xff", "\xff", TASK_SHELL_SCRIPT, "\xff", "\xff", "\xff", "\xff", 0));
+      });
+  EXPECT_EQ("\xff; ", outcome.report);
+  EXPECT_EQ("", outcome.errors);
+}
+
 // --- protocol buffers after a client was destroyed ---
 
 // Destroys a client, then runs `after` in the same process.
@@ -171,7 +181,7 @@ TEST(HostSafetyTest, ClientsThatLiveAtTheSameTimeOutliveEachOther) {
 
 TEST(HostSafetyTest, DescriptorsAreGoneAfterTheShutdown) {
   const ClientOutcome outcome = afterAClient([](unsigned short /*port*/, const Tell& tell) {
-    tell(service::velmo::BaseMessage::descriptor()->full_name());
+    tell(std::string(service::velmo::BaseMessage::descriptor()->full_name()));
   });
   EXPECT_EQ("'T1'; destroyed; ", outcome.report);
   EXPECT_NE("exit 0", outcome.end);

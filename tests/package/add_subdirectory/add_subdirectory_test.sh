@@ -1,11 +1,13 @@
 #!/bin/sh
 # Builds a project that contains the source tree. The project gets the libraries, but no tools, tests or
-# benchmarks, and no warning options, language standard or settings.
-# usage: add_subdirectory_test.sh SOURCE_DIR COMPILER GENERATOR
+# benchmarks, and no warning options, language standard or settings. It installs nothing of the tree
+# unless it asks for that. Then PREFIX has the archives, for other tests.
+# usage: add_subdirectory_test.sh SOURCE_DIR COMPILER GENERATOR PREFIX
 set -eu
 source_dir=$1
 compiler=$2
 generator=$3
+prefix=$4
 here=$(dirname "$0")
 # shellcheck source=tests/package/expect.sh
 . "$here/../expect.sh"
@@ -27,3 +29,21 @@ expect 'tests' '  Test #1: parent.runs
 
 Total Tests: 2' "$(cd "$build" && ctest -N | sed 1d)"
 (cd "$build" && ctest --output-on-failure)
+
+# installed PREFIX
+installed() {
+  cmake --install "$build" --prefix "$1" >/dev/null
+  (cd "$1" && find . ! -type d | sort)
+}
+expect 'what the project installs' ./bin/parent "$(installed "$directory/installed")"
+expect 'the libraries' 'velmo is a SHARED_LIBRARY
+velmo-client is a SHARED_LIBRARY' "$(cat "$build/types")"
+
+quietly cmake "$build" -DBUILD_SHARED_LIBS=OFF -DVELMO_INSTALL=ON
+expect 'the libraries of a project that asks for archives' 'velmo is a STATIC_LIBRARY
+velmo-client is a STATIC_LIBRARY' "$(cat "$build/types")"
+quietly cmake --build "$build" --parallel 2
+(cd "$build" && ctest --output-on-failure)
+rm -rf "$prefix"
+expect 'what it asked for' './lib/libvelmo-client.a
+./lib/libvelmo.a' "$(installed "$prefix" | sed 's,^\./lib[^/]*/,./lib/,' | grep '^\./lib/[^/]*$')"

@@ -50,6 +50,7 @@ static int submit(void* library) {
 int main(int argc, char** argv) {
   int round;
   for (round = 0; argc == 2 && round < 2; ++round) {
+    void* reloaded;
     void* const library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
     if (library == NULL) {
       fprintf(stderr, "%s\n", dlerror());
@@ -59,7 +60,11 @@ int main(int argc, char** argv) {
       return 1;
     }
     printf("closed %d, ", dlclose(library));
-    printf("%s\n", dlopen(argv[1], RTLD_NOW | RTLD_NOLOAD) == NULL ? "unloaded" : "still loaded");
+    reloaded = dlopen(argv[1], RTLD_NOW | RTLD_NOLOAD);
+    printf("%s\n", reloaded == NULL ? "unloaded" : "still loaded");
+    if (reloaded != NULL) {
+      dlclose(reloaded);
+    }
   }
   return 0;
 }

@@ -1,5 +1,6 @@
 #!/bin/sh
-# Builds and uses a message that imports the installed "velmo.proto".
+# Builds and uses a message that imports the installed "velmo.proto". The program asks for the messages of one
+# release of Protocol Buffers: the loader refuses it where the library has those of another one.
 # usage: import_proto_test.sh LIBRARY_DIR COMPILER [FLAGS]
 set -eu
 library_dir=$1
@@ -20,3 +21,6 @@ quietly "$compiler" -std=c++17 -w $flags -I "$headers" "$here/notice.cpp" \
   $(pkg-config --cflags --libs velmo protobuf) -Wl,-rpath,"$(pkg-config --variable=libdir velmo)"
 expect 'notice' 'queued: T1
 service.velmo.AddTaskResponse' "$("$directory/notice")"
+release=$(protoc --version | sed -n 's/.* \([0-9]*\.[0-9]*\).*/\1/p')
+expect 'the version of the messages' "VELMO_MESSAGES_$release" \
+  "$(readelf --wide --version-info "$directory/notice" | sed -n 's/.*Name: \(VELMO_MESSAGES_[0-9.]*\) .*/\1/p')"

@@ -136,6 +136,18 @@ std::size_t lengthToCutTo(TextLengths texts, std::size_t room) {
   return room;
 }
 
+// The text of a system error, in glibc 2.32 and later.
+template <typename Number>
+auto systemText(Number error, int /*preferred*/) -> decltype(strerrordesc_np(error)) {
+  return strerrordesc_np(error);
+}
+
+// The same elsewhere. In musl, strerror() returns fixed texts and may be called in several threads.
+template <typename Number>
+const char* systemText(Number error, long /*otherwise*/) {
+  return std::strerror(error);
+}
+
 // The system's reason in English, whatever the locale is. Deliberate: not strerror_l(), which looks
 // for translations under a lock, and allocates for an unknown number.
 class Reason {
@@ -144,7 +156,7 @@ class Reason {
     if (systemError == 0) {
       return;
     }
-    m_known = strerrordesc_np(systemError);
+    m_known = systemText(systemError, 0);
     if (m_known == nullptr) {
       std::snprintf(m_unknown.data(), m_unknown.size(), "Unknown error %d", systemError);
     }

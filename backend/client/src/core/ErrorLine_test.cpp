@@ -9,6 +9,7 @@
 #include <clocale>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -42,7 +43,9 @@ std::string written(const Line& line) {
 }
 
 std::string times(std::size_t count, char character) {
-  return std::string(count, character);
+  std::string text;
+  text.assign(count, character);
+  return text;
 }
 
 // The escapes of a line, each of which must be whole, replaced by a dot.
@@ -213,15 +216,19 @@ std::string catalogueOf(const std::string& text, const std::string& translation)
   return tables + text + '\0' + translation + '\0';
 }
 
-// Makes the C library translate ENOENT, until the object is destroyed.
+// Makes the C library translate ENOENT, until the object is destroyed. It translates nothing in the
+// locales that every machine has, so one of them gets another name.
 class TranslatedErrors {
  public:
   TranslatedErrors() {
+    std::filesystem::create_directory_symlink("/usr/lib/locale/C.utf8",
+                                              m_directory.path("xx_XX.UTF-8"));
+    m_environment.set("LOCPATH", m_directory.path());
     m_directory.makeDirectory("xx/LC_MESSAGES");
     m_directory.writeFile("xx/LC_MESSAGES/libc.mo",
                           catalogueOf("No such file or directory", "Keine Datei"));
     m_environment.set("LANGUAGE", "xx");
-    std::setlocale(LC_ALL, "C.UTF-8");
+    std::setlocale(LC_ALL, "xx_XX.UTF-8");
     bindtextdomain("libc", m_directory.path().c_str());
   }
 

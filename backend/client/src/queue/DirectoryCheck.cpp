@@ -56,11 +56,16 @@ struct Place {
   ino_t file;
 };
 
-std::uint64_t mountOf(const std::string& path) {
+// 0 if the kernel or the C library does not know: the device alone decides.
+std::uint64_t mountOf([[maybe_unused]] const std::string& path) {
+#ifdef STATX_MNT_ID
   struct statx status {};
   const bool isKnown = statx(AT_FDCWD, path.c_str(), 0, STATX_MNT_ID, &status) == 0 &&
                        (status.stx_mask & STATX_MNT_ID) != 0;
-  return isKnown ? status.stx_mnt_id : 0;  // 0 on old kernels: the device alone decides
+  return isKnown ? status.stx_mnt_id : 0;
+#else
+  return 0;
+#endif
 }
 
 std::optional<Place> placeOf(const std::string& path) {

@@ -2,7 +2,9 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -46,9 +48,20 @@ int moveWithoutHelp(const std::string& from, const std::string& to) {
   return rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
+// renameat2() that replaces nothing. A C library that does not know the call does not know its
+// constants.
+int renameIfFree(const char* from, const char* to) {
+#ifdef RENAME_NOREPLACE
+  return renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE);
+#else
+  constexpr unsigned kNoReplace = 1;
+  return static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, kNoReplace));
+#endif
+}
+
 // The same in one step, where the file system can do that.
 int moveIfFree(const std::string& from, const std::string& to) {
-  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
+  if (renameIfFree(from.c_str(), to.c_str()) == 0) {
     return 0;
   }
   const int error = errno;

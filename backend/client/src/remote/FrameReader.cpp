@@ -90,12 +90,12 @@ ssize_t FrameReader::supply(std::uint8_t* buffer, std::size_t size, int /*flags*
   if (count == 0) {
     return -1;
   }
-  const char* next = self->m_input.data() + self->m_consumed;
-  std::memcpy(buffer, next, count);
+  const char* bytes = self->m_input.data() + self->m_consumed;
+  std::memcpy(buffer, bytes, count);
   self->m_consumed += count;
   if (!self->m_hasBegun) {
     self->m_hasBegun = true;
-    self->m_firstByte = static_cast<std::uint8_t>(*next);
+    self->m_firstByte = static_cast<std::uint8_t>(*bytes);
   }
   return static_cast<ssize_t>(count);
 }

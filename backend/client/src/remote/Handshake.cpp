@@ -150,8 +150,8 @@ bool Handshake::isComplete() const {
 
 Outcome Handshake::check() const {
   const std::string_view head = std::string_view(m_answer).substr(0, m_headSize);
-  std::string_view rest = head;
-  const std::string_view line = trimmed(cutOff(rest, '\n'));
+  std::string_view unread = head;
+  const std::string_view line = trimmed(cutOff(unread, '\n'));
   const auto wrong = [this](const char* what) {
     return Fault{Problem::HandshakeWrong, m_address, what};
   };

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 
 #include <algorithm>
@@ -190,6 +191,15 @@ class Walk {
 
 // --- the parser ---
 
+// Later versions of expat count in 64 bits on every machine, and deprecate the other call.
+std::uint64_t lineOf(XML_Parser parser) {
+#if XML_MAJOR_VERSION > 2 || XML_MINOR_VERSION >= 9
+  return XML_GetCurrentLineNumber64(parser);
+#else
+  return XML_GetCurrentLineNumber(parser);
+#endif
+}
+
 // One run of the parser, which is written in C: no exception may pass through it.
 class ModulesParser {
  public:
@@ -255,7 +265,7 @@ class ModulesParser {
   std::string reason() const {
     const char* text = m_end == End::TooDeep ? "elements are nested too deeply"
                                              : XML_ErrorString(XML_GetErrorCode(m_parser.get()));
-    return "line " + std::to_string(XML_GetCurrentLineNumber(m_parser.get())) + ", " + text;
+    return "line " + std::to_string(lineOf(m_parser.get())) + ", " + text;
   }
 
   void stop(End end) {

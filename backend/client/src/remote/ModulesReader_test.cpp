@@ -163,10 +163,10 @@ std::string contentsOf(const std::string& text) {
   std::string shownContents;
   const ModulesContents& contents = read.value();
   for (std::size_t m = 0; m < contents.machines.size(); ++m) {
-    const ModulesMachine& machine = contents.machines[m];
-    shownContents += (m == 0 ? "" : " ") + machine.hostname + "{";
-    for (std::size_t h = 0; h < machine.hosts.size(); ++h) {
-      const ModulesHost& one = machine.hosts[h];
+    const ModulesMachine& each = contents.machines[m];
+    shownContents += (m == 0 ? "" : " ") + each.hostname + "{";
+    for (std::size_t h = 0; h < each.hosts.size(); ++h) {
+      const ModulesHost& one = each.hosts[h];
       shownContents += (h == 0 ? "" : " ") + one.name + ":";
       shownContents += one.port ? std::to_string(*one.port) : "none";
       for (const std::string& module : one.modules) {

@@ -1,0 +1,15 @@
+# What a program links besides libvelmo-client.a.
+include(CMakeFindDependencyMacro)
+find_dependency(Threads)
+find_dependency(EXPAT)
+include("${CMAKE_CURRENT_LIST_DIR}/FindCLibrary.cmake")
+velmo_find_c_library(nettle nettle/sha1.h)
+velmo_find_c_library(wslay wslay/wslay.h)
+foreach(name IN ITEMS nettle wslay)
+  if(NOT TARGET velmo::${name})
+    set(${CMAKE_FIND_PACKAGE_NAME}_FOUND FALSE)
+    set(${CMAKE_FIND_PACKAGE_NAME}_NOT_FOUND_MESSAGE "${name} not found")
+    return()
+  endif()
+endforeach()
+

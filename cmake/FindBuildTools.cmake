@@ -1,0 +1,23 @@
+# Before project() looks for a compiler and the program that builds, which ends in a message of CMake's
+# that names no package. A compiler or program that was given is CMake's to judge.
+function(velmo_find_build_tools)
+  if(CMAKE_GENERATOR STREQUAL "Ninja" AND NOT CMAKE_MAKE_PROGRAM)
+    velmo_find_build_tool(ninja ninja-build NAMES ninja-build ninja samu)
+  elseif(CMAKE_GENERATOR STREQUAL "Unix Makefiles" AND NOT CMAKE_MAKE_PROGRAM)
+    velmo_find_build_tool(make make NAMES gmake make)
+  endif()
+  if(NOT CMAKE_CXX_COMPILER AND NOT CMAKE_TOOLCHAIN_FILE AND NOT DEFINED ENV{CXX})
+    velmo_find_build_tool("a C++ compiler" g++ NAMES c++ CC g++ clang++)
+  endif()
+endfunction()
+
+# velmo_find_build_tool(NAME DEBIAN_PACKAGE NAMES PROGRAM...)
+function(velmo_find_build_tool name debian)
+  unset(VELMO_FOUND_TOOL CACHE)
+  find_program(VELMO_FOUND_TOOL ${ARGN})
+  set(found ${VELMO_FOUND_TOOL})
+  unset(VELMO_FOUND_TOOL CACHE)
+  if(NOT found)
+    velmo_report_missing("${name}" ${debian} "")
+  endif()
+endfunction()

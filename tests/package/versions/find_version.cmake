@@ -1,0 +1,16 @@
+# Says whether a package of a version serves the one who asks for another. Run as a script:
+#   cmake -DTEMPLATE=... -DDIRECTORY=... -DPACKAGE=1.4.2 "-DWANTED=1.2;EXACT" -P find_version.cmake
+set(PROJECT_VERSION ${PACKAGE})
+string(REGEX REPLACE "\\..*" "" PROJECT_VERSION_MAJOR ${PACKAGE})
+set(CMAKE_SIZEOF_VOID_P 8)
+configure_file(${TEMPLATE} ${DIRECTORY}/given-config-version.cmake @ONLY)
+file(WRITE ${DIRECTORY}/given-config.cmake "")
+if(POINTER_SIZE)
+  set(CMAKE_SIZEOF_VOID_P ${POINTER_SIZE})
+endif()
+find_package(given ${WANTED} CONFIG QUIET PATHS ${DIRECTORY} NO_DEFAULT_PATH)
+if(given_FOUND)
+  message(STATUS "found")
+else()
+  message(STATUS "not found: ${given_CONSIDERED_VERSIONS}")
+endif()
