@@ -1,10 +1,12 @@
 #include "CommandLine.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <string_view>
 
 #include "DoctorCommand.h"
+#include "HelpFormatter.h"
 #include "JobCommand.h"
 #include "OneLine.h"
 #include "OptionEnd.h"
@@ -25,11 +27,11 @@ constexpr const char* kFooter = "velmo COMMAND --help describes a command, velmo
 // A command, which is made when a command line can need it.
 struct KnownCommand {
   std::string_view name;
-  std::unique_ptr<Command> (*make)(CLI::App& parent);
+  std::unique_ptr<Command> (*make)(CommandOptions& parent);
 };
 
 template <typename Type>
-std::unique_ptr<Command> make(CLI::App& parent) {
+std::unique_ptr<Command> make(CommandOptions& parent) {
   return std::make_unique<Type>(parent);
 }
 
@@ -49,7 +51,7 @@ bool isCommand(std::string_view word) {
 }
 
 // The command of an application with that name, or null.
-const CLI::App* commandNamed(const CLI::App& app, const std::string& name) {
+CLI::App* commandNamed(CLI::App& app, const std::string& name) {
   const auto commands =
       app.get_subcommands([&name](const CLI::App* each) { return each->get_name() == name; });
   return commands.empty() ? nullptr : commands.front();
@@ -72,11 +74,11 @@ bool isFlag(const CLI::App& app, const std::string& option) {
 }
 
 // "--dry-run=false" must not submit. The parser would take some values of flags, and drop others.
-void refuseValuesOfFlags(const CLI::App& app, const std::vector<std::string>& arguments) {
-  const TakesValue takes = takesValueIn(app);
+void refuseValuesOfFlags(CLI::App& app, const std::vector<std::string>& arguments) {
+  const TakesValue takes = CommandOptions(app).takesValue();
   SplitArguments split = splitAtFirstWord(arguments, takes);
   const bool hasWord = !split.isMarked && !split.words.empty();
-  const CLI::App* command = hasWord ? commandNamed(app, split.words.front()) : nullptr;
+  CLI::App* const command = hasWord ? commandNamed(app, split.words.front()) : nullptr;
   if (command == nullptr) {
     split = splitAtMark(arguments, takes);
   }
@@ -92,17 +94,18 @@ void refuseValuesOfFlags(const CLI::App& app, const std::vector<std::string>& ar
 
 }  // namespace
 
-CommandLine::CommandLine() {
-  m_app.description(
+CommandLine::CommandLine() : m_app(std::make_unique<CLI::App>()) {
+  m_app->description(
       "Submits tasks to the velmo task service, looks after its queue, and finds out why nothing "
       "happens.");
-  m_app.footer(kFooter);
-  m_app.formatter(std::make_shared<HelpFormatter>(
+  m_app->footer(kFooter);
+  m_app->formatter(std::make_shared<HelpFormatter>(
       std::vector<std::string>{"velmo COMMAND [OPTION...] [ARGUMENT...]"}));
-  m_app.get_help_ptr()->description("print this text");
-  m_app.set_version_flag("--version", "velmo " VELMO_TOOL_VERSION, "print the version");
-  m_app.require_subcommand(0, 1);  // commandProblem() reports a missing one
+  m_app->get_help_ptr()->description("print this text");
+  m_app->set_version_flag("--version", "velmo " VELMO_TOOL_VERSION, "print the version");
 }
+
+CommandLine::~CommandLine() = default;
 
 Status CommandLine::run(std::vector<std::string> arguments, Session& session) {
   if (const std::string problem = commandProblem(arguments); !problem.empty()) {
@@ -110,18 +113,18 @@ Status CommandLine::run(std::vector<std::string> arguments, Session& session) {
   }
   declareCommands(arguments);
   takeWords(arguments);
-  refuseValuesOfFlags(m_app, arguments);
+  refuseValuesOfFlags(*m_app, arguments);
   std::reverse(arguments.begin(), arguments.end());  // the order that the parser expects
   try {
-    m_app.parse(arguments);
+    m_app->parse(arguments);
   } catch (const CLI::CallForHelp&) {
-    session.out.write(m_app.help());
+    session.out.write(m_app->help());
     return Status::ok;
   } catch (const CLI::CallForVersion& version) {
     session.out.writeLine(version.what());
     return Status::ok;
   } catch (const CLI::ParseError& mistake) {
-    refuse(textOf(m_app, mistake));
+    refuse(textOf(*m_app, mistake));
   }
   return runChosen(session);
 }
@@ -130,9 +133,10 @@ Status CommandLine::run(std::vector<std::string> arguments, Session& session) {
 // others too would execute 0.4 million instructions more at each start.
 void CommandLine::declareCommands(const std::vector<std::string>& arguments) {
   const bool isFirst = isCommand(arguments.front());
+  CommandOptions options(*m_app);
   for (const KnownCommand& command : kCommands) {
     if (!isFirst || command.name == arguments.front()) {
-      m_commands.push_back(command.make(m_app));
+      m_commands.push_back(command.make(options));
     }
   }
 }

@@ -1,12 +1,15 @@
 #ifndef VELMO_COMMANDLINE_H
 #define VELMO_COMMANDLINE_H
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "Command.h"
+
+namespace CLI {
+class App;
+}
 
 namespace velmo::cli {
 
@@ -15,6 +18,9 @@ class CommandLine {
  public:
   /// Declares no command yet: run() declares those that the arguments can need.
   CommandLine();
+  CommandLine(const CommandLine&) = delete;
+  CommandLine& operator=(const CommandLine&) = delete;
+  ~CommandLine();
 
   /// Reads the arguments and runs the command that they name. Help and version are printed, and a
   /// mistake is reported, here.
@@ -29,7 +35,7 @@ class CommandLine {
   void takeWords(std::vector<std::string>& arguments);
   Status runChosen(Session& session);
 
-  CLI::App m_app;
+  std::unique_ptr<CLI::App> m_app;
   std::vector<std::unique_ptr<Command>> m_commands;
 };
 

@@ -3,13 +3,11 @@
 
 #include <velmo/velmo.hpp>
 
-#include <CLI/CLI.hpp>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "HelpFormatter.h"
+#include "CommandOptions.h"
 #include "Session.h"
 
 namespace velmo::cli {
@@ -20,13 +18,9 @@ class Command {
   /// @param name         the word on the command line
   /// @param description  for --help
   /// @param usage        lines such as "velmo submit -p CLASS [OPTION...] [--] COMMAND..."
-  Command(CLI::App& parent, const std::string& name, const std::string& description,
+  Command(CommandOptions& parent, const std::string& name, const std::string& description,
           std::vector<std::string> usage)
-      : m_app(*parent.add_subcommand(name, description)) {
-    m_app.formatter(std::make_shared<HelpFormatter>(std::move(usage)));
-    m_app.get_help_ptr()->description("print this text");
-    m_app.footer("");  // not that of the parent
-  }
+      : m_commandOptions(parent.addCommand(name, description, std::move(usage))) {}
 
   Command(const Command&) = delete;
   Command& operator=(const Command&) = delete;
@@ -34,7 +28,7 @@ class Command {
 
   /// The word on the command line.
   const std::string& name() const {
-    return m_app.get_name();
+    return m_commandOptions.name();
   }
 
   /// Takes away the arguments that the parser must not see, such as the words of a command line.
@@ -45,7 +39,7 @@ class Command {
 
   /// Whether the command line names it.
   bool isChosen() const {
-    return m_app.parsed();
+    return m_commandOptions.isChosen();
   }
 
   /// Does the work.
@@ -54,12 +48,12 @@ class Command {
   virtual Status run(Session& session) = 0;
 
  protected:
-  CLI::App& app() {
-    return m_app;
+  CommandOptions& options() {
+    return m_commandOptions;
   }
 
  private:
-  CLI::App& m_app;
+  CommandOptions m_commandOptions;
 };
 
 }  // namespace velmo::cli

@@ -42,21 +42,21 @@ void putFirst(std::vector<Finding>& findings, const Failure& refusal, const std:
 
 }  // namespace
 
-DoctorCommand::DoctorCommand(CLI::App& parent)
+DoctorCommand::DoctorCommand(CommandOptions& parent)
     : Command(parent, kName,
               "Looks for everything that keeps tasks from being submitted or run: what was looked "
               "at, what is wrong, its consequence, and how to repair it. Changes "
               "nothing, except with --break-lock.",
               {"velmo doctor [--json] [--break-lock] [--connect [--modules FILE]]"}) {
-  app().add_flag("--json", m_isJson, "print one object a line");
-  CLI::Option* const connects = app().add_flag(
+  options().addFlag("--json", m_isJson, "print one object a line");
+  const DeclaredOption connects = options().addFlag(
       "--connect", m_connects, "also connect to the service that \"modules.xml\" names");
-  app()
-      .add_option("--modules", m_modulesFile, "the file \"modules.xml\", with --connect")
-      ->type_name("FILE")
-      ->needs(connects);
-  app().add_flag("--break-lock", m_breaksLock,
-                 "first delete the lock file of the job counter, if it is certainly stale");
+  options()
+      .addText("--modules", m_modulesFile, "the file \"modules.xml\", with --connect")
+      .valueName("FILE")
+      .needs(connects);
+  options().addFlag("--break-lock", m_breaksLock,
+                    "first delete the lock file of the job counter, if it is certainly stale");
 }
 
 Status DoctorCommand::run(Session& session) {

@@ -19,7 +19,7 @@ class DoctorCommand : public Command {
   /// The word on the command line.
   static constexpr const char* kName = "doctor";
 
-  explicit DoctorCommand(CLI::App& parent);
+  explicit DoctorCommand(CommandOptions& parent);
 
   /// @return the status of the first fault
   Status run(Session& session) override;

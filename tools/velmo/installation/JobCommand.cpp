@@ -8,7 +8,6 @@
 #include "Failure.h"
 #include "JsonLine.h"
 #include "LibraryFault.h"
-#include "NumberOption.h"
 #include "OneLine.h"
 
 namespace velmo::cli {
@@ -52,25 +51,26 @@ std::string jobDirectory(const std::string& given, const client::Setting& data) 
   return usual.string();
 }
 
-JobCommand::JobCommand(CLI::App& parent)
+JobCommand::JobCommand(CommandOptions& parent)
     : Command(parent, kName, "Finds the job of a key, or makes one if the key has none.",
               {"velmo job [OPTION...] [--] KEY"}) {
-  app().footer(kFooter);
-  app().add_option("KEY", m_key)->required();
-  app()
-      .add_option("--dir", m_directory,
-                  "the directory of the job files; default DATA/velmo/jobs, if it exists")
-      ->type_name("DIR");
-  app().add_option("--user", m_ifNew.user, "the user of a new job; default none")->type_name("U");
-  app().add_option("--name", m_ifNew.name, "the name of a new job; default none")->type_name("N");
-  addNumberOption<int>(app(), "--priority", m_ifNew.priority,
-                       "the priority of a new job; default 0")
-      ->type_name("P");
-  app().add_flag("--durable", m_isDurable, "return only when a new job would survive a power cut");
-  addNumberOption<double>(app(), "--timeout", m_timeout,
-                          "seconds to wait at most; default 30; 0 does not wait")
-      ->type_name("S");
-  app().add_flag("--json", m_isJson, "print an object");
+  options().setFooter(kFooter);
+  options().addText("KEY", m_key).required();
+  options()
+      .addText("--dir", m_directory,
+               "the directory of the job files; default DATA/velmo/jobs, if it exists")
+      .valueName("DIR");
+  options().addText("--user", m_ifNew.user, "the user of a new job; default none").valueName("U");
+  options().addText("--name", m_ifNew.name, "the name of a new job; default none").valueName("N");
+  options()
+      .addNumber("--priority", m_ifNew.priority, "the priority of a new job; default 0")
+      .valueName("P");
+  options().addFlag("--durable", m_isDurable,
+                    "return only when a new job would survive a power cut");
+  options()
+      .addNumber("--timeout", m_timeout, "seconds to wait at most; default 30; 0 does not wait")
+      .valueName("S");
+  options().addFlag("--json", m_isJson, "print an object");
 }
 
 Deadline JobCommand::deadline() const {

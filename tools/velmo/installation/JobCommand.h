@@ -14,7 +14,7 @@ class JobCommand : public Command {
   /// The word on the command line.
   static constexpr const char* kName = "job";
 
-  explicit JobCommand(CLI::App& parent);
+  explicit JobCommand(CommandOptions& parent);
 
   Status run(Session& session) override;
 

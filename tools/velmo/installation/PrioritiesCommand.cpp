@@ -51,13 +51,13 @@ client::Outcome unreadableIn(const PriorityTable& table) {
 
 }  // namespace
 
-PrioritiesCommand::PrioritiesCommand(CLI::App& parent)
+PrioritiesCommand::PrioritiesCommand(CommandOptions& parent)
     : Command(
           parent, kName,
           "Lists the priority classes and adjustments of \"priorities.cfg\", with the file that "
           "each comes from and the file whose number it hides.",
           {"velmo priorities [--json]"}) {
-  app().add_flag("--json", m_isJson, "print one object a line");
+  options().addFlag("--json", m_isJson, "print one object a line");
 }
 
 Status PrioritiesCommand::run(Session& session) {

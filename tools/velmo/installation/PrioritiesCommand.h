@@ -13,7 +13,7 @@ class PrioritiesCommand : public Command {
   /// The word on the command line.
   static constexpr const char* kName = "priorities";
 
-  explicit PrioritiesCommand(CLI::App& parent);
+  explicit PrioritiesCommand(CommandOptions& parent);
 
   /// @return Status::notConfigured if there is none, or if a file cannot be read
   Status run(Session& session) override;

@@ -76,17 +76,17 @@ void printJson(const std::vector<Entry>& entries, Session& session) {
 
 }  // namespace
 
-ServiceCommand::ServiceCommand(CLI::App& parent)
+ServiceCommand::ServiceCommand(CommandOptions& parent)
     : Command(parent, kName,
               "Lists the machines and hosts of \"modules.xml\", and marks the one that tasks are "
               "sent to. Does not connect.",
               {"velmo service [--modules FILE] [--json]"}) {
-  app()
-      .add_option("--modules", m_modules,
-                  "the file; default $VELMO_MODULES_XML, then that of "
-                  "the installation")
-      ->type_name("FILE");
-  app().add_flag("--json", m_isJson, "print one object a line");
+  options()
+      .addText("--modules", m_modules,
+               "the file; default $VELMO_MODULES_XML, then that of "
+               "the installation")
+      .valueName("FILE");
+  options().addFlag("--json", m_isJson, "print one object a line");
 }
 
 Status ServiceCommand::run(Session& session) {

@@ -14,7 +14,7 @@ class ServiceCommand : public Command {
   /// The word on the command line.
   static constexpr const char* kName = "service";
 
-  explicit ServiceCommand(CLI::App& parent);
+  explicit ServiceCommand(CommandOptions& parent);
 
   /// @throws Error  clients cannot connect to any host: the reason
   Status run(Session& session) override;

@@ -24,12 +24,12 @@ constexpr const char* kFooter =
 
 }  // namespace
 
-CancelCommand::CancelCommand(CLI::App& parent)
+CancelCommand::CancelCommand(CommandOptions& parent)
     : Command(parent, "cancel", "Removes tasks from the queue.",
               {"velmo queue cancel [--json] [--] NAME...", "velmo queue cancel [--json] -"}) {
-  app().footer(kFooter);
-  app().add_flag("--json", m_isJson, "print an object for each NAME");
-  app().add_option("NAME", m_names)->required();
+  options().setFooter(kFooter);
+  options().addFlag("--json", m_isJson, "print an object for each NAME");
+  options().addTexts("NAME", m_names).required();
 }
 
 std::optional<std::string> nameInLine(const std::string& line) {

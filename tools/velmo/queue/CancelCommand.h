@@ -14,7 +14,7 @@ class TaskFinder;
 /// velmo queue cancel: removes tasks that the service has not taken.
 class CancelCommand : public Command {
  public:
-  explicit CancelCommand(CLI::App& parent);
+  explicit CancelCommand(CommandOptions& parent);
 
   /// @return Status::notFound if a task was not in the queue; otherwise the status of the first
   ///         failure

@@ -3,7 +3,6 @@
 #include <cstdint>
 
 #include "Failure.h"
-#include "NumberOption.h"
 #include "QueueList.h"
 #include "QueuePlace.h"
 #include "QueueWatch.h"
@@ -23,33 +22,34 @@ constexpr const char* kFooter =
 
 }  // namespace
 
-QueueCommand::QueueCommand(CLI::App& parent)
+QueueCommand::QueueCommand(CommandOptions& parent)
     : Command(parent, kName,
               "Lists the tasks in the queue, in the order in which the service takes them.",
               {"velmo queue [OPTION...]", "velmo queue show [--json] NAME",
                "velmo queue cancel [--json] NAME..."}),
-      m_show(app()),
-      m_cancel(app()) {
-  app().footer(kFooter);
-  app().require_subcommand(0, 1);
+      m_show(options()),
+      m_cancel(options()) {
+  options().setFooter(kFooter);
   declareOptions();
 }
 
 void QueueCommand::declareOptions() {
-  app().add_flag("--json", m_options.isJson, "print one object a line");
-  CLI::Option* watch = app().add_flag("--watch", m_options.isWatch, "go on as the queue changes");
-  app().add_option("--job", m_options.job, "only the tasks of this job")->type_name("J");
-  app().add_option("--sub-job", m_options.subJob, "only the tasks of this sub-job")->type_name("S");
-  app().add_option("--type", m_options.type, "only tasks of this type")->type_name("T");
-  addNumberOption<std::int64_t>(app(), "--older-than", m_options.olderThan,
-                                "only tasks that are S seconds old or older")
-      ->type_name("S")
-      ->excludes(watch);
-  addNumberOption<std::int64_t>(app(), "--limit", m_options.limit, "only the first N of them")
-      ->type_name("N")
-      ->excludes(watch);
-  app().add_flag("--commands", m_options.hasCommands,
-                 "also show each task's command; opens every file");
+  options().addFlag("--json", m_options.isJson, "print one object a line");
+  const DeclaredOption watch =
+      options().addFlag("--watch", m_options.isWatch, "go on as the queue changes");
+  options().addText("--job", m_options.job, "only the tasks of this job").valueName("J");
+  options().addText("--sub-job", m_options.subJob, "only the tasks of this sub-job").valueName("S");
+  options().addText("--type", m_options.type, "only tasks of this type").valueName("T");
+  options()
+      .addNumber("--older-than", m_options.olderThan, "only tasks that are S seconds old or older")
+      .valueName("S")
+      .excludes(watch);
+  options()
+      .addNumber("--limit", m_options.limit, "only the first N of them")
+      .valueName("N")
+      .excludes(watch);
+  options().addFlag("--commands", m_options.hasCommands,
+                    "also show each task's command; opens every file");
 }
 
 void QueueCommand::checkOptions() {
@@ -62,11 +62,8 @@ void QueueCommand::checkOptions() {
   if (!m_show.isChosen() && !m_cancel.isChosen()) {
     return;
   }
-  for (const CLI::Option* option : app().get_options()) {
-    if (option->count() > 0) {
-      throw Failure(Status::invalidArgument,
-                    option->get_name() + " must follow the word \"show\" or \"cancel\"");
-    }
+  if (const std::optional<std::string> given = options().firstGiven()) {
+    throw Failure(Status::invalidArgument, *given + " must follow the word \"show\" or \"cancel\"");
   }
 }
 

@@ -15,7 +15,7 @@ class QueueCommand : public Command {
   /// The word on the command line.
   static constexpr const char* kName = "queue";
 
-  explicit QueueCommand(CLI::App& parent);
+  explicit QueueCommand(CommandOptions& parent);
 
   Status run(Session& session) override;
 

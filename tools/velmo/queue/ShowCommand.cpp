@@ -79,12 +79,12 @@ void printFields(const std::vector<Field>& fields, Output& output) {
 
 }  // namespace
 
-ShowCommand::ShowCommand(CLI::App& parent)
+ShowCommand::ShowCommand(CommandOptions& parent)
     : Command(parent, "show", "Shows one task in the queue, with its command.",
               {"velmo queue show [--json] [--] NAME"}) {
-  app().footer("NAME is the name of the task, or its number.");
-  app().add_flag("--json", m_isJson, "print an object");
-  app().add_option("NAME", m_name)->required();
+  options().setFooter("NAME is the name of the task, or its number.");
+  options().addFlag("--json", m_isJson, "print an object");
+  options().addText("NAME", m_name).required();
 }
 
 Status ShowCommand::run(Session& session) {

@@ -10,7 +10,7 @@ namespace velmo::cli {
 /// velmo queue show: everything about one task.
 class ShowCommand : public Command {
  public:
-  explicit ShowCommand(CLI::App& parent);
+  explicit ShowCommand(CommandOptions& parent);
 
   Status run(Session& session) override;
 

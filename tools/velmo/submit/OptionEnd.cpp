@@ -76,13 +76,6 @@ SplitArguments split(const std::vector<std::string>& arguments, const TakesValue
 
 }  // namespace
 
-TakesValue takesValueIn(const CLI::App& app) {
-  return [&app](const std::string& option) {
-    const CLI::Option* known = app.get_option_no_throw(option);
-    return known != nullptr && known->get_items_expected_min() > 0;
-  };
-}
-
 SplitArguments splitAtFirstWord(const std::vector<std::string>& arguments,
                                 const TakesValue& takesValue) {
   return split(arguments, takesValue, true);

@@ -1,7 +1,6 @@
 #ifndef VELMO_OPTIONEND_H
 #define VELMO_OPTIONEND_H
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
 #include <vector>
@@ -24,10 +23,6 @@ struct SplitArguments {
 
 /// Whether an option such as "-p" or "--class" takes a value.
 using TakesValue = std::function<bool(const std::string& option)>;
-
-/// The answer for the options of an application, which must outlive it. An unknown option takes
-/// none.
-TakesValue takesValueIn(const CLI::App& app);
 
 /// Splits arguments before the first word that is neither an option nor the value of one, or at
 /// "--", which is dropped. The parser for options cannot do that: it would look for options behind

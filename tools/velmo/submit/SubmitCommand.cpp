@@ -41,12 +41,12 @@ Json fieldsOfName(const std::string& name) {
 
 }  // namespace
 
-SubmitCommand::SubmitCommand(CLI::App& parent)
+SubmitCommand::SubmitCommand(CommandOptions& parent)
     : Command(parent, kName, "Submits a task, by file or by message, and prints its name.",
               {"velmo submit -p CLASS [OPTION...] [--] COMMAND...",
                "velmo submit --stdin [-p CLASS] [OPTION...]"}),
-      m_options(app()) {
-  app().footer(kFooter);
+      m_options(options()) {
+  options().setFooter(kFooter);
 }
 
 void SubmitCommand::takeWords(std::vector<std::string>& arguments) {

@@ -15,7 +15,7 @@ class SubmitCommand : public Command {
   /// The word on the command line.
   static constexpr const char* kName = "submit";
 
-  explicit SubmitCommand(CLI::App& parent);
+  explicit SubmitCommand(CommandOptions& parent);
 
   void takeWords(std::vector<std::string>& arguments) override;
   Status run(Session& session) override;

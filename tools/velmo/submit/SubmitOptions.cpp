@@ -33,62 +33,61 @@ std::ptrdiff_t countOf(const std::string& option, const std::vector<GivenOption>
 
 }  // namespace
 
-SubmitOptions::SubmitOptions(CLI::App& app) : m_app(app) {
+SubmitOptions::SubmitOptions(CommandOptions& options) : m_options(options) {
   declareTask();
   declareWait();
   declarePlace();
   declareBulk();
-  m_app.add_flag("--dry-run", m_isDryRun,
-                 "show what would be written or sent, and what would make it fail, and do nothing");
-  m_app.add_flag("--json", m_isJson, "print objects, one a line");
+  m_options.addFlag(
+      "--dry-run", m_isDryRun,
+      "show what would be written or sent, and what would make it fail, and do nothing");
+  m_options.addFlag("--json", m_isJson, "print objects, one a line");
 }
 
 void SubmitOptions::declareTask() {
   const auto text = [this](const char* names, std::string& value, const char* value_name,
                            const char* description) {
-    return m_app.add_option(names, value, description)->type_name(value_name);
+    return m_options.addText(names, value, description).valueName(value_name);
   };
   text("-p,--class", m_class, "CLASS", "priority class; required");
   text("-d,--adjustment", m_adjustment, "NAME", "priority adjustment, added to that of the class");
   text("-t,--type", m_type, "TYPE", "kind of command; default sh");
   text("-j,--job", m_job, "JOB", "job to which the task belongs; default a new one");
-  CLI::Option* subJobOption =
+  const DeclaredOption subJobOption =
       text("-s,--sub-job", m_subJob, "SUBJOB", "part of the job; default 0");
-  m_app
-      .add_option("--child-of", m_childOf,
-                  "sub-job of a child of SUBJOB; put -- before COMMAND then")
-      ->type_name("SUBJOB [SUFFIX]")
-      ->expected(1, 2)
-      ->allow_extra_args(false)
-      ->excludes(subJobOption);
+  m_options
+      .addTexts("--child-of", m_childOf, "sub-job of a child of SUBJOB; put -- before COMMAND then")
+      .valueName("SUBJOB [SUFFIX]")
+      .takes(1, 2)
+      .excludes(subJobOption);
   text("-i,--information", m_information, "INFO", "job information, one line");
   text("-r,--relative-priority", m_relativePriority, "N", "order within the class; default 0");
 }
 
 void SubmitOptions::declareWait() {
-  m_app.add_flag("--durable", m_isDurable, "wait until a power cut cannot lose the task");
-  m_app.add_option("--timeout", m_timeout, "wait up to S seconds for each task; default 30")
-      ->type_name("S");
+  m_options.addFlag("--durable", m_isDurable, "wait until a power cut cannot lose the task");
+  m_options.addText("--timeout", m_timeout, "wait up to S seconds for each task; default 30")
+      .valueName("S");
 }
 
 void SubmitOptions::declarePlace() {
-  m_toOption =
-      m_app.add_option("--to", m_to, "send a message to the service there, such as [::1]:8080")
-          ->type_name("HOST:PORT");
-  CLI::Option* service =
-      m_app.add_flag("--service", m_isService, "send a message to the service in modules.xml")
-          ->excludes(m_toOption);
-  m_app.add_option("--modules", m_modules, "with --service, the modules.xml to read")
-      ->type_name("FILE")
-      ->needs(service);
+  const DeclaredOption to =
+      m_options.addText("--to", m_to, "send a message to the service there, such as [::1]:8080")
+          .valueName("HOST:PORT");
+  const DeclaredOption service =
+      m_options.addFlag("--service", m_isService, "send a message to the service in modules.xml")
+          .excludes(to);
+  m_options.addText("--modules", m_modules, "with --service, the modules.xml to read")
+      .valueName("FILE")
+      .needs(service);
 }
 
 void SubmitOptions::declareBulk() {
-  CLI::Option* input = m_app.add_flag("--stdin", m_isStdin, "submit a task for each line of input");
-  m_failedOption =
-      m_app.add_option("--failed", m_failed, "with --stdin, keep lines that failed in a new FILE")
-          ->type_name("FILE")
-          ->needs(input);
+  const DeclaredOption input =
+      m_options.addFlag("--stdin", m_isStdin, "submit a task for each line of input");
+  m_options.addText("--failed", m_failed, "with --stdin, keep lines that failed in a new FILE")
+      .valueName("FILE")
+      .needs(input);
 }
 
 bool SubmitOptions::isGiven(const char* option) const {
@@ -96,7 +95,7 @@ bool SubmitOptions::isGiven(const char* option) const {
 }
 
 void SubmitOptions::takeWords(std::vector<std::string>& arguments) {
-  const TakesValue takes = takesValueIn(m_app);
+  const TakesValue takes = m_options.takesValue();
   m_split = splitAtFirstWord(arguments, takes);
   if (isGiven(kChildOf)) {
     m_split = splitAtMark(arguments, takes);
@@ -135,7 +134,7 @@ void SubmitOptions::check() const {
   if (m_isDurable && isByMessage()) {
     refuse("--durable is for submission by file: a message cannot ask for it");
   }
-  if (m_failedOption->count() > 0 && m_failed.empty()) {
+  if (m_failed && m_failed->empty()) {
     refuse("--failed needs the name of a file");
   }
   if (m_isDryRun && m_isStdin) {
@@ -181,8 +180,8 @@ Timeout SubmitOptions::timeout() const {
 Endpoint SubmitOptions::endpoint() const {
   Endpoint endpoint;
   endpoint.modulesXml = m_modules;
-  if (m_toOption->count() > 0) {
-    const HostPort place = parseHostPort(m_to);
+  if (m_to) {
+    const HostPort place = parseHostPort(*m_to);
     endpoint.host = place.host;
     endpoint.port = place.port;
   }

@@ -3,10 +3,11 @@
 
 #include <velmo/velmo.hpp>
 
-#include <CLI/CLI.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "CommandOptions.h"
 #include "OptionEnd.h"
 #include "TaskSender.h"
 
@@ -16,7 +17,7 @@ namespace velmo::cli {
 class SubmitOptions {
  public:
   /// Declares the options.
-  explicit SubmitOptions(CLI::App& app);
+  explicit SubmitOptions(CommandOptions& options);
 
   /// Takes the words of the command to submit away from the options.
   /// @throws Failure  Status::invalidArgument: a suffix could be a word of the command
@@ -39,7 +40,7 @@ class SubmitOptions {
   Endpoint endpoint() const;
 
   bool isByMessage() const {
-    return m_isService || m_toOption->count() > 0;
+    return m_isService || m_to.has_value();
   }
 
   Durability durability() const {
@@ -47,8 +48,8 @@ class SubmitOptions {
   }
 
   /// The file that --failed names, or empty.
-  const std::string& failedPath() const {
-    return m_failed;
+  std::string failedPath() const {
+    return m_failed.value_or("");
   }
 
   bool isJson() const {
@@ -70,9 +71,7 @@ class SubmitOptions {
   void checkWords() const;
   std::string subJob() const;
 
-  CLI::App& m_app;
-  CLI::Option* m_toOption = nullptr;
-  CLI::Option* m_failedOption = nullptr;
+  CommandOptions& m_options;
   SplitArguments m_split;
   std::string m_class;
   std::string m_adjustment;
@@ -83,9 +82,9 @@ class SubmitOptions {
   std::string m_information;
   std::string m_relativePriority = "0";
   std::string m_timeout = "30";
-  std::string m_to;
+  std::optional<std::string> m_to;
   std::string m_modules;
-  std::string m_failed;
+  std::optional<std::string> m_failed;
   bool m_isDurable = false;
   bool m_isService = false;
   bool m_isStdin = false;
