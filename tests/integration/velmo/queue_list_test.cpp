@@ -121,6 +121,14 @@ TEST_F(QueueListTest, FiltersAreApplied) {
   EXPECT_EQ("", numbersIn(runTool({"queue", "--json", "--older-than", "2147483647"}).output));
 }
 
+TEST_F(QueueListTest, NoTaskHasTheEmptyNameOfAJob) {
+  put(name(50, 1));
+  for (const std::string option : {"--job", "--sub-job", "--type"}) {
+    EXPECT_EQ("", runTool({"queue", "--json", option, ""}).output) << option;
+    EXPECT_EQ("", runTool({"queue", "--json", option + "="}).output) << option;
+  }
+}
+
 TEST_F(QueueListTest, EmptyQueuePrintsNothing) {
   const ToolResult result = runTool({"queue"});
   EXPECT_EQ("", result.output + result.errors);
