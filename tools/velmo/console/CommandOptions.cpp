@@ -55,7 +55,7 @@ DeclaredOption DeclaredOption::takes(int least, int most) const {
 CommandOptions CommandOptions::addCommand(const std::string& name, const std::string& description,
                                           std::vector<std::string> usage) {
   CLI::App& app = *m_app->add_subcommand(name, description);
-  m_app->require_subcommand(0, 1);  // a missing one is reported elsewhere
+  m_app->require_subcommand(0, 1);  // CommandLine reports a missing one
   app.formatter(std::make_shared<HelpFormatter>(std::move(usage)));
   app.get_help_ptr()->description("print this text");
   app.footer("");  // not that of the parent
