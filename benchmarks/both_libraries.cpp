@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <exception>
 #include <iostream>
 #include <set>
 #include <string>
@@ -101,10 +102,8 @@ Numbers numbersFrom(int count, char** arguments) {
   return numbers;
 }
 
-}  // namespace
-
-int main(int count, char** arguments) {
-  const Numbers numbers = numbersFrom(count, arguments);
+// @return whether every task is queued once
+bool submitWithBoth(const Numbers& numbers) {
   const Clock::time_point start = Clock::now();
   const std::vector<pid_t> processes = startOldProcesses(numbers);
   const velmo::Installation installation;
@@ -123,5 +122,16 @@ int main(int count, char** arguments) {
             << "processes that failed: " << failed << '\n';
   const auto expected = static_cast<std::size_t>(numbers.threads + numbers.processes) *
                         static_cast<std::size_t>(numbers.tasks);
-  return isComplete(installation, expected) && failed == 0 ? 0 : 1;
+  return isComplete(installation, expected) && failed == 0;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  try {
+    return submitWithBoth(numbersFrom(count, arguments)) ? 0 : 1;
+  } catch (const std::exception& failure) {
+    std::cerr << "both_libraries: " << failure.what() << '\n';
+    return 1;
+  }
 }

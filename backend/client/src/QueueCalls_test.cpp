@@ -20,7 +20,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::StartsWith;
-using velmo::test::exists;
 using velmo::test::TaskInstallation;
 
 class QueueCallsTest : public testing::Test {

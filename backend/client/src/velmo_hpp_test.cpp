@@ -129,7 +129,7 @@ TEST_F(VelmoHppTest, StatusTextAndVersionAreTheLibrarys) {
 // --- opening and closing ---
 
 TEST_F(VelmoHppTest, WithoutSettingsTheEnvironmentCounts) {
-  const velmo_settings* given = reinterpret_cast<const velmo_settings*>(1);
+  const auto* given = reinterpret_cast<const velmo_settings*>(1);
   library.open = [&, open = library.open](const velmo_settings* settings, auto out, auto error) {
     given = settings;
     return open(settings, out, error);
@@ -191,6 +191,7 @@ TEST_F(VelmoHppTest, LastCopyClosesTheHandle) {
 
 TEST_F(VelmoHppTest, InstallationThatWasMovedFromIsStillOne) {
   Installation first;
+  // NOLINTNEXTLINE(performance-move-const-arg): the rule of this test
   const Installation second = std::move(first);
   const velmo_installation* used = nullptr;
   library.submit = [&](const velmo_installation* handle, auto, auto, auto, auto, auto) {

@@ -28,7 +28,8 @@ using velmo::test::responseNaming;
 
 // The task has a long name, and the reply consists of many frames.
 std::string longName() {
-  return std::string(100000, 'x');
+  std::string name(100000, 'x');
+  return name;
 }
 
 // Answers the first message on each connection, the close frame of a client that has sent no

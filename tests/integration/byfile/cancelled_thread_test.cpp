@@ -29,7 +29,6 @@ using brix::imutils::Config;
 using brix::imutils::IMMemSemaphore;
 using brix::imutils::IMProperties;
 using brix::imutils::IMSemaphore;
-using testing::ElementsAre;
 using testing::IsEmpty;
 using velmo::test::exists;
 using velmo::test::FakeScope;

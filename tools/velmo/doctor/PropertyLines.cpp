@@ -15,7 +15,7 @@ namespace velmo::cli {
 
 namespace {
 
-constexpr std::size_t kMostBytes = 1024U * 1024U;
+constexpr std::size_t kMostBytes = std::size_t{1024} * 1024;
 
 using brix::imutils::PropertyLine;
 

@@ -12,6 +12,7 @@
 namespace velmo::cli {
 
 /// What a submission would do. The exit status is that of the first finding.
+// NOLINTNEXTLINE(bugprone-exception-escape): moving Json throws nothing
 struct DryRun {
   Json fields{};                  ///< of the task; null: not known, or issued by the submission
   std::string contents{};         ///< of the task file; empty by message

@@ -4,8 +4,8 @@
 
 namespace velmo::cli {
 
-FileSender::FileSender(Installation installation, Timeout timeout, Durability durability)
-    : m_installation(std::move(installation)), m_timeout(timeout), m_durability(durability) {}
+FileSender::FileSender(const Installation& installation, Timeout timeout, Durability durability)
+    : m_installation(installation), m_timeout(timeout), m_durability(durability) {}
 
 std::string FileSender::send(const Task& task) {
   try {

@@ -32,7 +32,7 @@ class TaskSender {
 /// Submits by file. It is lost when the service is not running, and after a timeout.
 class FileSender : public TaskSender {
  public:
-  FileSender(Installation installation, Timeout timeout, Durability durability);
+  FileSender(const Installation& installation, Timeout timeout, Durability durability);
 
   std::string send(const Task& task) override;
 

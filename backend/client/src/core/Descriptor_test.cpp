@@ -74,7 +74,7 @@ TEST(DescriptorTest, MovesToANewOwner) {
   const int number = first.get();
   const Descriptor second(std::move(first));
   EXPECT_EQ(number, second.get());
-  EXPECT_FALSE(first.isOpen());
+  EXPECT_FALSE(first.isOpen());  // NOLINT(bugprone-use-after-move): the rule of this test
 }
 
 TEST(DescriptorTest, AssignmentTakesOverAndClosesTheOldOne) {

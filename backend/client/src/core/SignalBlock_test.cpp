@@ -111,7 +111,7 @@ TEST(SignalBlockTest, BlocksMayBeNested) {
     const SignalBlock outer;
     {
       const SignalBlock inner;
-      pthread_kill(pthread_self(), SIGTERM);
+      pthread_kill(pthread_self(), SIGTERM);  // NOLINT(bugprone-bad-signal-to-kill-thread)
     }
     EXPECT_EQ(0, g_delivered);
   }

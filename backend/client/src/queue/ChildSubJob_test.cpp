@@ -11,7 +11,6 @@
 namespace {
 
 using velmo::client::childSubJob;
-using velmo::client::Problem;
 using velmo::client::Result;
 using velmo::test::lineOf;
 

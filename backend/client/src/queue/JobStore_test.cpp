@@ -31,7 +31,6 @@ using velmo::client::Outcome;
 using velmo::client::Problem;
 using velmo::client::Result;
 using velmo::client::Wait;
-using velmo::test::exists;
 using velmo::test::FakeScope;
 using velmo::test::MovedMonotonicClock;
 using velmo::test::namesIn;

@@ -8,7 +8,6 @@
 
 namespace {
 
-using brix::velmo::JobFileFields;
 using velmo::client::checkStorable;
 using velmo::client::jobFileText;
 using velmo::client::jobInformation;

@@ -80,11 +80,11 @@ std::vector<PriorityEntry> PriorityTable::entries() const {
 
 Result<int> PriorityTable::priorityOf(std::string_view className,
                                       std::string_view adjustment) const {
-  const Result<int> priority = classNumber(className);
+  Result<int> priority = classNumber(className);
   if (!priority.isOk() || adjustment.empty()) {
     return priority;
   }
-  const Result<int> change = adjustmentNumber(adjustment);
+  Result<int> change = adjustmentNumber(adjustment);
   if (!change.isOk()) {
     return change;
   }

@@ -12,7 +12,6 @@
 namespace {
 
 using velmo::client::PriorityTable;
-using velmo::client::Problem;
 using velmo::client::Result;
 using velmo::client::Settings;
 using velmo::test::lineOf;

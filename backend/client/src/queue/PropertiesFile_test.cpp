@@ -61,7 +61,7 @@ TEST_F(PropertiesFileTest, LineBeyondTheBufferArrivesInPieces) {
 }
 
 TEST_F(PropertiesFileTest, ReadsTheEntriesThatOlderProgramsRead) {
-  read(std::string("a=1\0x\nb\0=2\n", 12) + "c = 3 = 4 # d\n\te\t=\t\"5\" \" \nf=\na=7");
+  read(std::string("a=1\0x\nb\0=2\n", 11) + "c = 3 = 4 # d\n\te\t=\t\"5\" \" \nf=\na=7");
   brix::imutils::IMProperties older;
   ASSERT_TRUE(older.load(path.c_str()));
   for (const std::string& entry : entries) {

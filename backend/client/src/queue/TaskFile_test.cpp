@@ -103,7 +103,7 @@ class TaskFileTest : public testing::Test {
 // --- the file ---
 
 TEST_F(TaskFileTest, FileIsPlacedWithItsContentsByteByByte) {
-  const std::string contents("echo 100%% \0\xff\n%s", 17);
+  const std::string contents("echo 100%% \0\xff\n%s", 16);
   EXPECT_EQ("placed", place(false, contents));
   EXPECT_EQ(contents, readFile(queueFile));
   EXPECT_THAT(namesIn(directory.path("tmp")), IsEmpty());

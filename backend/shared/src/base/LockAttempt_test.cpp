@@ -29,7 +29,7 @@ TEST(LockAttemptTest, NulEndsTheDirectoryAndTheName) {
 TEST(LockAttemptTest, PathIsCutOneByteBeyondWhatThePlatformAccepts) {
   const std::string name(PATH_MAX, 'x');
   EXPECT_EQ(("/d/semaphore_" + name).substr(0, PATH_MAX), lockPath("/d", name).data());
-  EXPECT_EQ(std::string(PATH_MAX, 'd'), lockPath(std::string(2 * PATH_MAX, 'd'), "x").data());
+  EXPECT_EQ(std::string(PATH_MAX, 'd'), lockPath(std::string(2UL * PATH_MAX, 'd'), "x").data());
 }
 
 TEST(LockAttemptTest, FirstAttemptHasADescriptorAndTheSecondEexist) {
