@@ -39,8 +39,8 @@ class DeclaredOption {
   CLI::Option* m_option;
 };
 
-/// The options of a command. The parser is behind it, in one source file, because its header takes
-/// seconds to compile.
+/// The options of a command. It keeps the parser out of the headers of the commands, because the
+/// parser's header takes seconds to compile.
 ///
 /// A name is as on the command line: "--json", "-p,--class", or "KEY" for an operand. The parser
 /// sets the target if the command line has the option; the target lives as long as the parser.
