@@ -121,12 +121,22 @@ TEST_F(QueueListTest, FiltersAreApplied) {
   EXPECT_EQ("", numbersIn(runTool({"queue", "--json", "--older-than", "2147483647"}).output));
 }
 
-TEST_F(QueueListTest, NoTaskHasTheEmptyNameOfAJob) {
+TEST_F(QueueListTest, EmptyValueOfAFilterSelectsNoTask) {
   put(name(50, 1));
   for (const std::string option : {"--job", "--sub-job", "--type"}) {
-    EXPECT_EQ("", runTool({"queue", "--json", option, ""}).output) << option;
-    EXPECT_EQ("", runTool({"queue", "--json", option + "="}).output) << option;
+    const ToolResult result = runTool({"queue", "--json", option, ""});
+    EXPECT_EQ("", result.output) << option;
+    EXPECT_EQ("", result.errors) << option;
+    EXPECT_EQ(0, result.status) << option;
   }
+}
+
+TEST_F(QueueListTest, FilterWithoutAValueIsWrongUsage) {
+  put(name(50, 1));
+  const ToolResult result = runTool({"queue", "--json", "--job="});
+  EXPECT_EQ("", result.output);
+  EXPECT_EQ("velmo: --job needs a value, J (see --help)\n", result.errors);
+  EXPECT_EQ(1, result.status);
 }
 
 TEST_F(QueueListTest, EmptyQueuePrintsNothing) {

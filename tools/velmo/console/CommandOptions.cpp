@@ -74,9 +74,7 @@ DeclaredOption CommandOptions::addText(const std::string& name, std::string& tar
 
 DeclaredOption CommandOptions::addText(const std::string& name, std::optional<std::string>& target,
                                        const std::string& description) {
-  // The parser itself would take an empty value for none.
-  const auto take = [&target](const std::string& text) { target = text; };
-  return DeclaredOption(*m_app->add_option_function<std::string>(name, take, description));
+  return DeclaredOption(*m_app->add_option(name, target, description));
 }
 
 DeclaredOption CommandOptions::addTexts(const std::string& name, std::vector<std::string>& target,
