@@ -112,6 +112,36 @@ def test_interruption_before_the_call_begins_prevents_it(monkeypatch: pytest.Mon
     assert calls == []
 
 
+def test_interrupted_before_its_thread_begins_it_waits_for_the_thread(
+    monkeypatch: pytest.MonkeyPatch,
+) -> None:
+    """The interpreter crashes if it ends while a thread has not begun."""
+    start_new_thread = _thread.start_new_thread
+    stop = ctypes.c_int()
+    calls: list[int] = []
+    has_returned = threading.Event()
+    ends: list[str] = []
+
+    def start_late(run: Callable[[str], None], arguments: tuple[str]) -> int:
+        def begin() -> None:
+            os.kill(os.getpid(), signal.SIGINT)
+            wait_until(lambda: stop.value != 0 or has_returned.is_set())
+            ends.append("late" if has_returned.is_set() else "in time")
+            run(*arguments)
+
+        return start_new_thread(begin, ())
+
+    monkeypatch.setattr(_thread, "start_new_thread", start_late)
+    with pytest.raises(KeyboardInterrupt) as caught:
+        interruptible(lambda: calls.append(1), stop)
+    has_returned.set()
+    wait_until(lambda: ends != [])
+    assert ends == ["in time"]
+    assert caught.value.__cause__ is None
+    assert calls == []
+    assert stop.value == 0
+
+
 def test_call_that_no_thread_can_be_started_for_is_made(monkeypatch: pytest.MonkeyPatch) -> None:
     def refused(*_: object) -> None:
         raise RuntimeError("can't start new thread")

@@ -41,15 +41,18 @@ def interruptible(call: Callable[[], T], stop: ctypes.c_int) -> T:
                     _start(work)
                 else:
                     stop.value = 1
+                    work.prevent()
                 work.wait()
                 break
             except BaseException as exception:
                 if interruption is None:
                     interruption = exception
-                if work.is_first("nobody"):
+                if not work.threads and not work.is_finished:
                     raise
         stop.value = 0
         if interruption is not None:
+            if work.is_prevented:
+                raise interruption
             raise interruption from (work.failure or Completed(work.result))
         if work.failure is not None:
             raise work.failure
@@ -60,41 +63,51 @@ def interruptible(call: Callable[[], T], stop: ctypes.c_int) -> T:
 
 def _start(work: "_Work[T]") -> None:
     try:
-        # Deliberate: not threading.Thread, which complains if a handler interrupts its start.
-        _thread.start_new_thread(work.run, ("thread",))
+        # Deliberate: not threading.Thread, which complains if a handler interrupts its start. And
+        # no handler runs inside extend(): the list knows the thread as soon as there is one.
+        work.threads.extend(map(_thread.start_new_thread, [work.run], [("thread",)]))
     except RuntimeError:  # No thread can be started, as while the interpreter ends.
         work.run("caller")
 
 
 class _Work(Generic[T]):
-    """A call, made once, and its outcome."""
+    """A call, made at most once, and its outcome."""
 
     result: T
     failure: BaseException | None = None
+    is_prevented = False
+    is_finished = False
 
     def __init__(self, call: Callable[[], T]) -> None:
+        # Once there is a thread, wait() for it even if the call is prevented: the interpreter may
+        # crash if it ends while a thread has not begun.
+        self.threads: list[int] = []
         self._call = call
         self._first: dict[str, str] = {}
-        self._is_finished = False
         self._finished = threading.Lock()
         self._finished.acquire()
 
-    def is_first(self, who: str) -> bool:
-        """Whether nobody else has asked before. The answer never changes."""
-        return self._first.setdefault("who", who) == who
+    def prevent(self) -> None:
+        """Prevents the call unless it has begun."""
+        self._is_first("nobody")
 
     def run(self, who: str) -> None:
-        if not self.is_first(who):
-            return
-        try:
-            self.result = self._call()
-        except BaseException as failure:
-            self.failure = failure
-        self._is_finished = True
+        if self._is_first(who):
+            try:
+                self.result = self._call()
+            except BaseException as failure:
+                self.failure = failure
+        else:
+            self.is_prevented = True
+        self.is_finished = True
         self._finished.release()
 
     def wait(self) -> None:
         # Deliberate: not an Event or a Future, whose own locks an interruption could leave locked.
         # And not without a timeout: a signal just before the wait begins does not wake it.
-        while not self._is_finished:
+        while not self.is_finished:
             self._finished.acquire(timeout=0.2)
+
+    def _is_first(self, who: str) -> bool:
+        """Whether nobody else has asked before. The answer never changes."""
+        return self._first.setdefault("who", who) == who
