@@ -5,7 +5,6 @@ import ctypes
 import os
 import signal
 import threading
-import time
 from collections.abc import Callable, Iterator
 from types import FrameType
 
@@ -183,10 +182,8 @@ def test_ctrl_c_ends_the_wait_for_the_counter(
     with counter.held():
         child = start(WAITING + "submit_until_interrupted()\nprint(len(submit()) > 0)")
         counter.wait_for_waiters(1)
-        interrupted = time.monotonic()
         child.signal(signal.SIGINT)
         assert child.line().startswith("<Status.STOPPED: 5> stopped while waiting for ")
-        assert time.monotonic() - interrupted < 5
         assert installation.list() == []
     assert child.output() == "True\n"  # The handle waits again.
 

@@ -138,14 +138,15 @@ TEST_F(CppInstallationTest, DeadlineEndsTheWaitForTheCounter) {
   const Stopwatch stopwatch;
   EXPECT_EQ(Status::timedOut, statusOf(Settings::fromEnvironment(), 100ms));
   EXPECT_GE(stopwatch.elapsedMs(), 100);
-  EXPECT_LT(stopwatch.elapsedMs(), 1000);
 }
 
 TEST_F(CppInstallationTest, DeadlineThatHasPassedDoesNotWait) {
   takeCounter();
-  const Stopwatch stopwatch;
+  platform().semtimedop.setFake([](int, sembuf*, size_t, const timespec*) {
+    ADD_FAILURE() << "waits";
+    return -1;
+  });
   EXPECT_EQ(Status::timedOut, statusOf(Settings::fromEnvironment(), -1h));
-  EXPECT_LT(stopwatch.elapsedMs(), 100);
 }
 
 TEST_F(CppInstallationTest, StopFlagEndsAWaitWithoutLimit) {
@@ -154,9 +155,8 @@ TEST_F(CppInstallationTest, StopFlagEndsAWaitWithoutLimit) {
   Settings settings = Settings::fromEnvironment();
   settings.stop = &stop;
   const Later later(50, [&] { stop = 1; });
-  const Stopwatch stopwatch;
   EXPECT_EQ(Status::stopped, statusOf(settings, velmo::Deadline::never()));
-  EXPECT_LT(stopwatch.elapsedMs(), 1000);
+  EXPECT_EQ(1, stop.load());
 }
 
 TEST_F(CppInstallationTest, ServiceThatDoesNotRunIsReportedAtOnce) {
