@@ -128,7 +128,9 @@ def test_timeout_passes_while_the_task_counter_is_held(
     assert installation.list() == []
 
 
-def test_timeout_of_zero_does_not_wait(installation: velmo.Installation, job_lock: Path) -> None:
+def test_timeout_of_zero_passes_while_the_job_counter_is_held(
+    installation: velmo.Installation, job_lock: Path
+) -> None:
     assert status_of(lambda: installation.new_job(timeout=0)) is Status.TIMED_OUT
 
 

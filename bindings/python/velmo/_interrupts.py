@@ -48,7 +48,7 @@ def interruptible(call: Callable[[], T], stop: ctypes.c_int) -> T:
                 if interruption is None:
                     interruption = exception
                 if not work.threads and not work.is_finished:
-                    raise
+                    raise  # Nobody makes the call.
         stop.value = 0
         if interruption is not None:
             if work.is_prevented:

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <ctime>
 #include <filesystem>
@@ -20,6 +21,7 @@
 #include "HeldProcess.h"
 #include "Later.h"
 #include "MovedClock.h"
+#include "MovedMonotonicClock.h"
 #include "ParallelProcesses.h"
 #include "PlatformCalls.h"
 #include "ShownResult.h"
@@ -44,6 +46,7 @@ using velmo::test::FakeScope;
 using velmo::test::HeldProcess;
 using velmo::test::inProcesses;
 using velmo::test::Later;
+using velmo::test::MovedMonotonicClock;
 using velmo::test::namesIn;
 using velmo::test::openDescriptors;
 using velmo::test::platform;
@@ -419,7 +422,7 @@ TEST_F(JobLockTest, StopFlagDoesNotMatterWithoutAWait) {
 }
 
 // The pauses in nanoseconds of a wait of so many attempts.
-std::vector<long> pausesOf(const TemporaryDirectory& directory, std::size_t count, int timeoutMs) {
+std::vector<long> pausesOf(const TemporaryDirectory& directory, std::size_t count) {
   std::vector<long> pauses;
   volatile int stop = 0;
   platform().nanosleep.setFake([&](const timespec* pause, timespec*) {
@@ -430,14 +433,14 @@ std::vector<long> pausesOf(const TemporaryDirectory& directory, std::size_t coun
   });
   directory.writeFile("semaphore_velmo_jobid", "");
   JobLock lock(directory.path());
-  take(lock, timeoutMs, &stop);
+  take(lock, kForEver, &stop);
   platform().reset();
   return pauses;
 }
 
 TEST_F(JobLockTest, PausesAreRandomFrom1To20Ms) {
-  const std::vector<long> first = pausesOf(directory, 200, kForEver);
-  const std::vector<long> second = pausesOf(directory, 200, kForEver);
+  const std::vector<long> first = pausesOf(directory, 200);
+  const std::vector<long> second = pausesOf(directory, 200);
   EXPECT_THAT(first, Each(AllOf(Ge(1000000), Le(20000000))));
   EXPECT_GE(std::set<long>(first.begin(), first.end()).size(), 190U);
   EXPECT_NE(first, second);
@@ -445,8 +448,18 @@ TEST_F(JobLockTest, PausesAreRandomFrom1To20Ms) {
   EXPECT_GE(*std::max_element(first.begin(), first.end()), 18000000);
 }
 
-TEST_F(JobLockTest, NoPauseGoesBeyondTheDeadline) {
-  EXPECT_THAT(pausesOf(directory, 50, 1), Each(Le(1000000)));
+TEST_F(JobLockTest, PausesEndAtTheDeadline) {
+  MovedMonotonicClock clock{std::chrono::hours(1)};
+  long waitedNs = 0;
+  platform().nanosleep.setFake([&](const timespec* pause, timespec*) {
+    waitedNs += pause->tv_nsec;
+    clock.advance(std::chrono::nanoseconds(pause->tv_nsec));
+    return 0;
+  });
+  directory.writeFile("semaphore_velmo_jobid", "");
+  JobLock lock(directory.path());
+  EXPECT_THAT(take(lock, 60), StartsWith("TIMED_OUT: "));
+  EXPECT_EQ(60'000'000, waitedNs);
 }
 
 TEST_F(JobLockTest, ProgramsOwnRandomNumbersStay) {
@@ -454,7 +467,7 @@ TEST_F(JobLockTest, ProgramsOwnRandomNumbersStay) {
     ADD_FAILURE() << "rand";
     return 0;
   });
-  pausesOf(directory, 3, kForEver);
+  pausesOf(directory, 3);
 }
 
 // --- other processes ---

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <ctime>
@@ -17,6 +18,7 @@
 
 #include "HeldProcess.h"
 #include "Later.h"
+#include "MovedMonotonicClock.h"
 #include "ParallelProcesses.h"
 #include "PlatformCalls.h"
 #include "ShownResult.h"
@@ -34,6 +36,7 @@ using velmo::test::FakeScope;
 using velmo::test::HeldProcess;
 using velmo::test::inProcesses;
 using velmo::test::Later;
+using velmo::test::MovedMonotonicClock;
 using velmo::test::platform;
 using velmo::test::shown;
 using velmo::test::Stopwatch;
@@ -346,6 +349,21 @@ TEST_F(DrawTaskIdTest, WaitIsASliceOf200MsOrLess) {
                 ", was removed: Identifier removed",
             draw(kForEver));
   EXPECT_THAT(slices, ElementsAre(200, 200, 200));
+}
+
+TEST_F(DrawTaskIdTest, SlicesEndAtTheDeadline) {
+  MovedMonotonicClock clock{std::chrono::hours(1)};
+  std::vector<long> slices;
+  platform().semtimedop.setFake([&](int, sembuf*, size_t, const timespec* limit) {
+    const std::chrono::nanoseconds slice(limit->tv_nsec);
+    slices.push_back(slice / std::chrono::milliseconds(1));
+    clock.advance(slice);
+    errno = EAGAIN;
+    return -1;
+  });
+  change(-1);
+  EXPECT_EQ(timedOutText(), draw(450));
+  EXPECT_THAT(slices, ElementsAre(200, 200, 50));
 }
 
 TEST_F(DrawTaskIdTest, SemaphoreThatIsReleasedDuringTheWaitIsTaken) {
